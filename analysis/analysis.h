@@ -1,0 +1,152 @@
+#ifndef ANALYSIS_ANALYSIS_H
+#define ANALYSIS_ANALYSIS_H
+
+#include <cstdint>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "analysis/expression.h"
+#include "analysis/line_finder.h"
+#include "analysis/line_info.h"
+#include "analysis/record_list.h"
+#include "rules/rule_records.h"
+
+// One run of one feature's rules over one log file. analysisLog() is the whole run: it scans the log line by line,
+// records the parameters of the lines that the rules select, and builds the result map from the records by the
+// templates. The other operations are its steps. The frame belongs to the caller; a run erases rules and parameters
+// from it and writes values into its variables. One object serves one run on one thread. An invalid regular expression
+// raises std::regex_error when it is first applied to a line, which ends the process on the device.
+class Analysis {
+ public:
+  // `pid` and `type` appear in log lines only. `templates`: result key -> template.
+  Analysis(int32_t pid, std::string type, FeatureFrame* frame, std::map<std::string, std::string> templates);
+  ~Analysis();
+
+  // --- The run ---
+
+  // True when at least one record was made; the result map is then filled, and getStatus() stays -1. Otherwise the
+  // status is 2.
+  bool analysisLog();
+
+  // Reads the frame's log file and scans it. Status 1 when it cannot be read.
+  void match();
+
+  // Scans `content` from its read position to its end, to the skip limit or until no rule is left. Lines over 2048
+  // bytes are passed over.
+  void rawInfoPosition(std::stringstream& content);
+
+  // Whether the segment part of the log has begun: a record name holds "LayerOneCmd" or "LayerTwoCmd". Sets `started`
+  // then; true at once when it is set already.
+  bool checkSegmentStart(bool& started) const;
+
+  // Builds the result map from the records. Keys that it holds already stay, except "REASON", which is appended to.
+  void assemble();
+
+  // --- Does a rule select a line? ---
+
+  // Judges the rule's keyword expression: "@R@" and a regular expression, terms separated by "@|@" or "@&@", or plain
+  // text. Empty keywords select every line.
+  bool isKeyWordsMatch(const std::string& line, const FeatureRule& rule) const;
+
+  // True when the line holds any term of an "@|@" expression. Empty terms do not count.
+  bool isMatchOrExpression(const std::string& line, const std::string& expression) const;
+
+  // True when the line holds all terms of an "@&@" expression, in order and without overlap. Empty terms do not count.
+  bool isMatchAndExpression(const std::string& line, const std::string& expression) const;
+
+  // True when the rule must be PASSED OVER: it depends on a record that has not been made.
+  bool checkDepend(const FeatureRule& rule) const;
+
+  // Cuts a pattern text at its first "@L@": true and the text behind it; false and all of it when there is none.
+  bool getSeekInfo(const std::string& text, std::string& out) const;
+
+  // Makes `line`, just read from `content`, the current line. Returns the read position behind it, -1 at the end.
+  std::streampos getCursorInfo(std::stringstream& content, const std::string& line);
+
+  // --- What is taken from a line ---
+
+  // Records the parameters of `rule` that `line` yields. A parameter of a plain rule is erased once taken, unless it is
+  // marked "@L@". True when none is left and none was marked.
+  bool parseLineByParam(const std::string& line, FeatureRule& rule);
+
+  // Appends a record; with mode 1 the first one of that name is removed before.
+  void setParamRecord(const std::string& name, const LineInfo& info, int mode);
+
+  // True when the rule's keywords, its dependency or a parameter pattern holds both marks, wherever they stand.
+  bool checkVariable(const FeatureRule& rule, const std::string& open, const std::string& close) const;
+
+  // Writes recorded values into the rule's "@{name}@" variables. True when no variable is left.
+  bool checkVariableParam(FeatureRule& rule) const;
+
+  // Copies `source` to `out` with its first `variable` replaced by `value`. False when there is none.
+  bool replaceVariable(const std::string& source, const std::string& variable, const std::string& value,
+                       std::string& out) const;
+
+  // Replaces the first `variable` in each of the rule's keywords, dependency and parameter patterns.
+  void replaceVariable(FeatureRule& rule, const std::string& variable, const std::string& value) const;
+
+  // `text` with the position of the current line. The second argument is not used.
+  LineInfo formatLineFeature(const std::string& text, const std::string& other) const;
+
+  // --- What becomes of the records ---
+
+  // The value of one template: the contributions of its records, joined with " " where it is written with "+", with ":"
+  // where it is written with ":". Empty when nothing contributes.
+  std::string assembleParam(const std::string& templateText) const;
+
+  // The record names of a template, separated by "+" or, when it has none, by ":".
+  std::vector<std::string> splitAssembleParam(const std::string& templateText) const;
+
+  // Reads `path` again and cuts out the stack trace that starts at the line of the first record called `name`, with
+  // `pattern` for its frames. Lines end in a line feed. Empty when there is no such record, file or trace.
+  std::string assembleTrace(const std::string& path, const std::string& name, const std::vector<Record>& records,
+                            const std::string& pattern) const;
+
+  // Registers `pattern`, which holds the mark "@T@", as the stack pattern of a record; the first one of a name stays. A
+  // pattern without the mark is ignored.
+  void setStackRegex(const std::string& name, const std::string& pattern);
+
+  // Removes the leading ":" of "REASON".
+  void processResult(std::map<std::string, std::string>& result) const;
+
+  // -1 not decided or success, 1 log file not readable, 2 nothing found.
+  int32_t getStatus() const { return status_; }
+
+  // In the order in which they were made.
+  const std::vector<Record>& getRecords() const { return records_.all(); }
+
+  const std::map<std::string, std::string>& getResult() const { return result_; }
+
+ private:
+  struct Scan;
+
+  void scanContent(std::stringstream& content, int32_t skipStep);
+  void scanLines(Scan& scan);
+  void planScan(Scan& scan) const;
+  bool skipLines(Scan& scan);
+  bool reachesSkipLimit(Scan& scan);
+  static bool examines(const Scan& scan, const TextLine& line);
+  void makeCurrent(Scan& scan, const TextLine& line);
+  FeatureRule* firstMatch(Scan& scan);
+  void takeLines(Scan& scan, FeatureRule& rule);
+
+  bool isSelected(FeatureRule& rule) const;
+  bool hasVariable(const FeatureRule& rule) const;
+  bool hasVariableToFill(const FeatureRule& rule) const;
+
+  int32_t pid_;
+  std::string type_;
+  int32_t curPosition_ = 0;  // offset of the current line's first byte
+  int32_t status_ = -1;
+  std::string curLine_;
+  FeatureFrame* frame_;
+  std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
+  RecordList records_;
+  std::map<std::string, std::string> templates_;
+  std::map<std::string, std::string> result_;
+  mutable ExpressionCache expressions_;
+};
+
+#endif  // ANALYSIS_ANALYSIS_H

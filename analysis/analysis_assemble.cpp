@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <sstream>
+
+#include "analysis/analysis.h"
+#include "analysis/param_marks.h"
+#include "util/file_util.h"
+#include "util/string_util.h"
+
+namespace {
+
+constexpr char kJoinMark[] = "+";
+constexpr char kReasonSeparator[] = ":";
+constexpr char kReasonKey[] = "REASON";
+
+// What separates the record names of a template; empty for a template that is a single name.
+std::string SeparatorOf(const std::string& templateText) {
+  for (const char* separator : {kJoinMark, kReasonSeparator}) {
+    if (templateText.find(separator) != std::string::npos) return separator;
+  }
+  return "";
+}
+
+}  // namespace
+
+void Analysis::assemble() {
+  for (const auto& [key, templateText] : templates_) {
+    if (key != kReasonKey && result_.contains(key)) continue;
+    const std::string value = assembleParam(templateText);
+    if (value.empty()) continue;
+    if (key == kReasonKey) {
+      result_[key].append(kReasonSeparator).append(value);
+    } else {
+      result_[key] = value;
+    }
+  }
+  processResult(result_);
+}
+
+std::string Analysis::assembleParam(const std::string& templateText) const {
+  std::vector<std::string> parts;
+  for (const std::string& name : splitAssembleParam(templateText)) {
+    const Record* record = records_.first(name);
+    if (record == nullptr) continue;
+    const auto pattern = stackPatterns_.find(name);
+    parts.push_back(pattern == stackPatterns_.end() ? record->second.line
+                                                    : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+  }
+  const std::string separator = SeparatorOf(templateText);
+  const std::string joint = separator == kJoinMark ? " " : separator;
+  std::string joined = StringUtil::VectorToString(parts, false, joint);
+  if (joined.size() > joint.size()) joined.resize(joined.size() - joint.size());
+  return joined;
+}
+
+std::vector<std::string> Analysis::splitAssembleParam(const std::string& templateText) const {
+  const std::string separator = SeparatorOf(templateText);
+  if (separator.empty()) return {templateText};
+  std::vector<std::string> names;
+  StringUtil::SplitStr(templateText, separator, names, false, false);
+  return names;
+}
+
+std::string Analysis::assembleTrace(const std::string& path, const std::string& name,
+                                    const std::vector<Record>& records, const std::string& pattern) const {
+  const auto record =
+      std::find_if(records.begin(), records.end(), [&name](const Record& r) { return r.first == name; });
+  std::stringstream content;
+  // The file is read anew for each trace: it may have changed since the scan.
+  if (record == records.end() || !FileUtil::ReadFileBuff(path, content)) return "";
+  std::string trace;
+  FileUtil::GetTrace(content, record->second.position, pattern, trace, "");
+  return trace;
+}
+
+void Analysis::setStackRegex(const std::string& name, const std::string& pattern) {
+  if (pattern.find(kStackMark) == std::string::npos) return;
+  stackPatterns_.try_emplace(name, StringUtil::EraseString(pattern, std::string(kStackMark)));
+}
+
+void Analysis::processResult(std::map<std::string, std::string>& result) const {
+  const auto reason = result.find(kReasonKey);
+  if (reason != result.end() && reason->second.starts_with(kReasonSeparator)) reason->second.erase(0, 1);
+}

@@ -1,0 +1,108 @@
+#include <algorithm>
+
+#include "analysis/analysis.h"
+#include "analysis/param_marks.h"
+
+namespace {
+
+constexpr char kOpenMark[] = "@{";
+constexpr char kCloseMark[] = "}@";
+constexpr int kAppend = 0;
+constexpr int kReplaceFirst = 1;
+constexpr size_t kMaxRuleText = 64 * 1024;  // bytes of a text past which no variable in it is filled any more
+
+std::string VariableOf(const std::string& name) { return kOpenMark + name + kCloseMark; }
+
+// True when any text of the rule that may carry variables has a property.
+template <typename Predicate>
+bool AnyText(const FeatureRule& rule, Predicate has) {
+  return has(rule.keyWords) || has(rule.depend) ||
+         std::any_of(rule.params.begin(), rule.params.end(), [&has](const auto& param) { return has(param.second); });
+}
+
+bool HoldsText(const FeatureRule& rule, const std::string& part) {
+  return AnyText(rule, [&part](const std::string& text) { return text.find(part) != std::string::npos; });
+}
+
+// A value that holds its own variable would make a text grow from line to line.
+bool IsOvergrown(const FeatureRule& rule) {
+  return AnyText(rule, [](const std::string& text) { return text.size() > kMaxRuleText; });
+}
+
+}  // namespace
+
+bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
+  bool anyLast = false;
+  for (auto param = rule.params.begin(); param != rule.params.end();) {
+    std::string pattern;
+    const bool seek = getSeekInfo(param->second, pattern);
+    anyLast = anyLast || seek;
+    std::string value;
+    if (pattern.find(kStackMark) == std::string::npos) {
+      Regex::Match found;
+      if (!expressions_.get(pattern).search(line, found)) {
+        ++param;
+        continue;
+      }
+      value = found.group;
+    }
+    const std::string name = rule.name + "." + param->first;
+    setParamRecord(name, {curPosition_, value}, seek ? kReplaceFirst : kAppend);
+    setStackRegex(name, pattern);
+    param = !seek && rule.command == "rules" ? rule.params.erase(param) : std::next(param);
+  }
+  return !anyLast && rule.params.empty();
+}
+
+void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) {
+  if (mode == kReplaceFirst) records_.eraseFirst(name);
+  records_.append(name, info);
+}
+
+bool Analysis::checkVariable(const FeatureRule& rule, const std::string& open, const std::string& close) const {
+  return AnyText(rule, [&open, &close](const std::string& text) {
+    return text.find(open) != std::string::npos && text.find(close) != std::string::npos;
+  });
+}
+
+bool Analysis::checkVariableParam(FeatureRule& rule) const {
+  if (!hasVariable(rule)) return true;
+  // Only records whose variable occurs are visited, in their order; a value may bring in variables of its own.
+  const auto occurs = [&rule](const std::string& name) { return HoldsText(rule, VariableOf(name)); };
+  size_t slot = 0;
+  while (!IsOvergrown(rule)) {
+    const Record* record = records_.nextOf(slot, occurs);
+    if (record == nullptr) break;
+    replaceVariable(rule, VariableOf(record->first), record->second.line);
+  }
+  return !hasVariable(rule);
+}
+
+bool Analysis::hasVariable(const FeatureRule& rule) const { return checkVariable(rule, kOpenMark, kCloseMark); }
+
+// True when a record is there for one of the rule's variables.
+bool Analysis::hasVariableToFill(const FeatureRule& rule) const {
+  if (!hasVariable(rule) || IsOvergrown(rule)) return false;
+  size_t slot = 0;
+  return records_.nextOf(slot, [&rule](const std::string& name) { return HoldsText(rule, VariableOf(name)); }) !=
+         nullptr;
+}
+
+bool Analysis::replaceVariable(const std::string& source, const std::string& variable, const std::string& value,
+                               std::string& out) const {
+  std::string text = source;
+  const size_t pos = text.find(variable);
+  if (pos != std::string::npos) text.replace(pos, variable.size(), value);
+  out = std::move(text);
+  return pos != std::string::npos;
+}
+
+void Analysis::replaceVariable(FeatureRule& rule, const std::string& variable, const std::string& value) const {
+  replaceVariable(rule.keyWords, variable, value, rule.keyWords);
+  replaceVariable(rule.depend, variable, value, rule.depend);
+  for (auto& param : rule.params) replaceVariable(param.second, variable, value, param.second);
+}
+
+LineInfo Analysis::formatLineFeature(const std::string& text, const std::string& /*other*/) const {
+  return {curPosition_, text};
+}

@@ -1,0 +1,199 @@
+// The scan of a log. Between two matches nothing about the rules changes, so a filter made for the rules in play names
+// the lines that are worth evaluating, and the lines between them are only counted. The outcome is that of evaluating
+// every rule on every line.
+
+#include <algorithm>
+#include <utility>
+
+#include "analysis/analysis.h"
+
+namespace {
+
+constexpr size_t kMaxLineLen = 2048;  // bytes, without the line feed
+constexpr size_t kFewRules = 4;       // so few are tried one by one
+constexpr int kMaxFruitless = 64;     // lines evaluated for nothing before spent rules are taken out of the filter
+
+bool IsEmptyOrIndented(std::string_view line) { return line.empty() || line[0] == '\t' || line[0] == ' '; }
+
+// The text of a stream; a copy where the standard library cannot show it in place.
+template <typename Stream>
+auto TextOf(const Stream& stream) {
+  if constexpr (requires { stream.view(); }) {
+    return stream.view();
+  } else {
+    return stream.str();
+  }
+}
+
+}  // namespace
+
+struct Analysis::Scan {
+  std::string_view text;
+  size_t pos;        // beginning of the next line
+  int32_t skipStep;  // examined lines without a match after which the scan stops...
+  int32_t left;      // ...of which so many are left
+  LineFinder finder{text};
+  TextLine current{};           // the last line examined, with none `next` is 0
+  size_t unmatchedFrom = pos;   // behind the last line that is known to match
+  bool segmentStarted = false;  // changes with the record names only
+  bool ranOut = false;          // lines were asked for past the end of the log
+
+  // The rules in play: dependency met, no variable left. Without a filter all rules are tried on every line.
+  std::unique_ptr<RuleFilter> filter = nullptr;
+  std::vector<FeatureRule*> rules = {};  // null once spent
+  std::vector<bool> mayMatch = {};
+  bool isPlanned = false;
+  size_t nameCount = 0;  // record names known when the plan was made: a new one may bring rules into play
+  size_t spentCount = 0;
+  int fruitless = 0;
+};
+
+void Analysis::scanContent(std::stringstream& content, int32_t skipStep) {
+  const std::streamoff begin = content.tellg();
+  const auto text = TextOf(content);
+  std::string line;
+  if (begin >= 0) {
+    Scan scan{.text = text, .pos = static_cast<size_t>(begin), .skipStep = skipStep, .left = skipStep};
+    scanLines(scan);
+    // The stream and the current line are left as if the lines had been read one by one.
+    if (scan.current.next > 0) makeCurrent(scan, scan.current);
+    content.seekg(static_cast<std::streamoff>(scan.ranOut ? text.size() : scan.current.begin));
+  }
+  if (std::getline(content, line)) getCursorInfo(content, line);
+}
+
+void Analysis::scanLines(Scan& scan) {
+  while (true) {
+    planScan(scan);
+    if (scan.filter != nullptr && !skipLines(scan)) return;
+    if (scan.pos >= scan.text.size()) break;
+    const TextLine line = scan.finder.lineAt(scan.pos);
+    scan.pos = line.next;
+    if (!examines(scan, line)) continue;
+    makeCurrent(scan, line);
+    if (FeatureRule* rule = firstMatch(scan)) {
+      takeLines(scan, *rule);
+      scan.left = scan.skipStep;
+      scan.unmatchedFrom = scan.pos;
+    } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
+      return;
+    }
+    if (frame_->rules.empty()) return;
+  }
+  scan.ranOut = true;
+}
+
+// Finds out which rules are in play, unless that is still known.
+void Analysis::planScan(Scan& scan) const {
+  if (scan.isPlanned && scan.nameCount == records_.nameCount()) return;
+  scan.nameCount = records_.nameCount();
+  checkSegmentStart(scan.segmentStarted);
+  scan.filter = nullptr;
+  scan.rules.clear();
+  scan.spentCount = 0;
+  scan.fruitless = 0;
+  std::vector<const FeatureRule*> inPlay;
+  // A variable that a record can fill is filled when its rule is tried next: until then every line counts.
+  scan.isPlanned = true;
+  for (FeatureRule& rule : frame_->rules) {
+    if (checkDepend(rule)) continue;
+    if (hasVariableToFill(rule)) scan.isPlanned = false;
+    if (hasVariable(rule)) continue;
+    scan.rules.push_back(&rule);
+    inPlay.push_back(&rule);
+  }
+  if (!scan.isPlanned || frame_->rules.empty()) return;
+  auto filter = std::make_unique<RuleFilter>(inPlay);
+  if (filter->needsEveryLine()) return;
+  scan.filter = std::move(filter);
+  scan.mayMatch.assign(inPlay.size(), true);
+  scan.finder.forget();
+}
+
+// Moves to the next line worth evaluating and counts the lines on the way. False when the scan stops at one of them.
+bool Analysis::skipLines(Scan& scan) {
+  const size_t target = scan.finder.next(scan.pos, *scan.filter);
+  while (scan.pos < target) {
+    const TextLine line = scan.finder.lineAt(scan.pos);
+    scan.pos = line.next;
+    if (!examines(scan, line)) continue;
+    scan.current = line;
+    if (--scan.left == 0 && reachesSkipLimit(scan)) return false;
+  }
+  return true;
+}
+
+// The filter may have left out lines that match without any effect but this: the count starts over behind the last of
+// them. False when there is one; the scan then goes on from there.
+bool Analysis::reachesSkipLimit(Scan& scan) {
+  if (scan.filter == nullptr || !scan.filter->leavesOutMatches()) return true;
+  const TextLine last = scan.current;
+  const auto isMatch = [this, &scan](const TextLine& line) {
+    if (!examines(scan, line)) return false;
+    makeCurrent(scan, line);
+    return firstMatch(scan) != nullptr;
+  };
+  const auto match = scan.finder.lastMatch(scan.unmatchedFrom, scan.pos, *scan.filter, isMatch);
+  if (!match) {
+    scan.current = last;
+    return true;
+  }
+  scan.pos = match->next;
+  scan.unmatchedFrom = match->next;
+  scan.left = scan.skipStep;
+  return false;
+}
+
+// Overlong lines are passed over, and in the segment part empty and indented ones too.
+bool Analysis::examines(const Scan& scan, const TextLine& line) {
+  if (line.end - line.begin > kMaxLineLen) return false;
+  return !scan.segmentStarted || !IsEmptyOrIndented(scan.text.substr(line.begin, line.end - line.begin));
+}
+
+void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
+  scan.current = line;
+  curLine_.assign(scan.text, line.begin, line.end - line.begin);
+  // What a stream tells as the position behind a last line without a line feed is -1.
+  const std::streamoff behind = line.hasLineFeed() ? static_cast<std::streamoff>(line.next) : -1;
+  curPosition_ = static_cast<int32_t>(behind - static_cast<std::streamoff>(curLine_.size()) - 1);
+}
+
+// The first rule that selects the current line, or null.
+FeatureRule* Analysis::firstMatch(Scan& scan) {
+  if (scan.filter == nullptr) {
+    const auto rule = std::find_if(frame_->rules.begin(), frame_->rules.end(),
+                                   [this](FeatureRule& candidate) { return isSelected(candidate); });
+    return rule == frame_->rules.end() ? nullptr : &*rule;
+  }
+  if (scan.rules.size() > kFewRules) scan.filter->classify(curLine_, scan.mayMatch);
+  for (size_t i = 0; i < scan.rules.size(); ++i) {
+    FeatureRule* rule = scan.rules[i];
+    if (rule != nullptr && scan.mayMatch[i] && isKeyWordsMatch(curLine_, *rule)) return rule;
+  }
+  if (scan.spentCount > 0 && ++scan.fruitless > kMaxFruitless) scan.isPlanned = false;
+  return nullptr;
+}
+
+// Takes the parameters from the current line and from those that the rule spans, and erases the rule when it is spent.
+void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
+  const bool done = parseLineByParam(curLine_, rule);
+  for (int32_t i = 1; i < rule.num; ++i) {
+    if (scan.pos >= scan.text.size()) {
+      scan.ranOut = true;
+      break;
+    }
+    const TextLine line = scan.finder.lineAt(scan.pos);
+    scan.pos = line.next;
+    makeCurrent(scan, line);
+    parseLineByParam(curLine_, rule);
+  }
+  if (!done || rule.command != "rules") return;
+  std::replace(scan.rules.begin(), scan.rules.end(), &rule, static_cast<FeatureRule*>(nullptr));
+  if (++scan.spentCount * 2 >= scan.rules.size() || scan.filter == nullptr) scan.isPlanned = false;
+  frame_->rules.remove_if([&rule](const FeatureRule& other) { return &other == &rule; });
+}
+
+// Fills the rule's variables on the way, unless its dependency is not met.
+bool Analysis::isSelected(FeatureRule& rule) const {
+  return !checkDepend(rule) && checkVariableParam(rule) && isKeyWordsMatch(curLine_, rule);
+}

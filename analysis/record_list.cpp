@@ -1,0 +1,47 @@
+#include "analysis/record_list.h"
+
+#include <utility>
+
+void RecordList::append(const std::string& name, const LineInfo& info) {
+  slotsOf_[name].push_back(slots_.size());
+  slots_.emplace_back(name, info);
+  erased_.push_back(false);
+}
+
+void RecordList::eraseFirst(const std::string& name) {
+  const auto known = slotsOf_.find(name);
+  if (known == slotsOf_.end() || known->second.empty()) return;
+  erased_[known->second.front()] = true;
+  known->second.pop_front();
+  ++erasedCount_;
+  if (erasedCount_ * 2 > slots_.size()) compact();
+}
+
+bool RecordList::knowsNameWith(std::string_view part) const {
+  return std::any_of(slotsOf_.begin(), slotsOf_.end(),
+                     [part](const auto& entry) { return entry.first.find(part) != std::string::npos; });
+}
+
+const Record* RecordList::first(const std::string& name) const {
+  const auto known = slotsOf_.find(name);
+  return known == slotsOf_.end() || known->second.empty() ? nullptr : &slots_[known->second.front()];
+}
+
+const std::vector<Record>& RecordList::all() const {
+  if (erasedCount_ > 0) compact();
+  return slots_;
+}
+
+void RecordList::compact() const {
+  for (auto& entry : slotsOf_) entry.second.clear();
+  size_t kept = 0;
+  for (size_t i = 0; i < slots_.size(); ++i) {
+    if (erased_[i]) continue;
+    if (kept != i) slots_[kept] = std::move(slots_[i]);
+    slotsOf_[slots_[kept].first].push_back(kept);
+    ++kept;
+  }
+  slots_.resize(kept);
+  erased_.assign(kept, false);
+  erasedCount_ = 0;
+}

@@ -1,0 +1,40 @@
+#include "entry/kestrix.h"
+
+#include <unistd.h>
+
+#include <list>
+
+#include "analysis/analysis.h"
+#include "rules/rule.h"
+#include "stack/stack_util.h"
+#include "util/file_util.h"
+#include "util/log.h"
+
+std::map<std::string, std::string> Kestrix::analysis(const std::string& logPath, const std::string& configDir,
+                                                     const std::string& eventType) {
+  std::map<std::string, std::string> result;
+  std::string realDir;
+  if (!FileUtil::PathToRealPath(configDir, realDir)) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "config %s isn't real path.", configDir.c_str());
+    return result;
+  }
+  Rule rule(logPath, realDir, eventType);
+  rule.parseRule();
+  std::map<std::string, FeatureFrame> frames = rule.getMatchRule();
+  for (const AssembleEntry& entry : rule.getAssembleRule()) {
+    Analysis run(getpid(), eventType, &frames[entry.featureId], entry.params);
+    if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
+  }
+  filtStack(result);
+  return result;
+}
+
+void Kestrix::filtStack(std::map<std::string, std::string>& result) {
+  const auto stack = result.find("STACK");
+  if (stack == result.end() || stack->second.empty()) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "eventinfo empty or can't find %s", "STACK");
+    return;
+  }
+  KESTRIX_LOG(ANDROID_LOG_DEBUG, "start filt stack");
+  StackUtil::FilterTrace(result, "");
+}

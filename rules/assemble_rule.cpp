@@ -1,0 +1,42 @@
+#include "rules/assemble_rule.h"
+
+#include <algorithm>
+
+#include "rules/rule_file.h"
+#include "util/log.h"
+#include "util/string_util.h"
+
+void AssembleRule::parseAssembleRule(const std::string& ruleFile, const std::string& eventType,
+                                     std::vector<std::string> featureIds) {
+  Json::Value root;
+  if (!ReadRuleFile(ruleFile, root) || !HasMember(root, eventType)) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", ruleFile.c_str());
+    return;
+  }
+  parseRule(root[eventType], "", featureIds);
+}
+
+void AssembleRule::parseRule(const Json::Value& section, const std::string& /*unused*/,
+                             std::vector<std::string>& featureIds) {
+  std::sort(featureIds.begin(), featureIds.end(), comparePrio);
+  for (const std::string& id : featureIds) assembleRules_.push_back({id, getMapFromJson(section, id)});
+}
+
+bool AssembleRule::comparePrio(const std::string& a, const std::string& b) {
+  return StringUtil::GetRightSubstr(a, "_") < StringUtil::GetRightSubstr(b, "_");
+}
+
+std::map<std::string, std::string> AssembleRule::getMapFromJson(const Json::Value& section,
+                                                                const std::string& featureId) const {
+  std::map<std::string, std::string> templates;
+  if (!HasMember(section, featureId)) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "failed to get member %s.", featureId.c_str());
+    return templates;
+  }
+  const Json::Value& members = section[featureId];
+  if (!members.isObject()) return templates;
+  for (auto member = members.begin(); member != members.end(); ++member) {
+    templates.insert({member.name(), (*member).asString()});
+  }
+  return templates;
+}

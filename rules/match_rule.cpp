@@ -1,0 +1,121 @@
+#include "rules/match_rule.h"
+
+#include <algorithm>
+
+#include "rules/rule_file.h"
+#include "util/log.h"
+#include "util/string_util.h"
+
+namespace {
+
+constexpr Json::ArrayIndex kMaxElements = 50;  // elements read of any array
+
+}  // namespace
+
+void MatchRule::parseMatchRule(const std::string& logPath, const std::string& ruleFile, const std::string& eventType) {
+  Json::Value root;
+  if (!ReadRuleFile(ruleFile, root)) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", ruleFile.c_str());
+    return;
+  }
+  parseSegmentFrame(root);
+  parseRule(logPath, root, eventType);
+}
+
+void MatchRule::parseSegmentFrame(const Json::Value& root) {
+  if (!HasMember(root, "segmentFrame")) {
+    KESTRIX_LOG(ANDROID_LOG_INFO, "member %s. is empty", "segmentFrame");
+    return;
+  }
+  const Json::Value& array = root["segmentFrame"];
+  const Json::ArrayIndex count = ElementCount(array);
+  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) {
+    const std::string name = Member(array[i], "name").asString();
+    const std::string keyWords = Member(array[i], "keyWords").asString();
+    const std::string desc = Member(array[i], "desc").asString();
+    if (!name.empty() && !keyWords.empty()) segmentFrame_.insert({name, {keyWords, desc}});
+  }
+}
+
+void MatchRule::parseRule(const std::string& logPath, const Json::Value& root, const std::string& eventType) {
+  KESTRIX_LOG(ANDROID_LOG_DEBUG, "match rule parse begin.");
+  for (auto member = root.begin(); member != root.end(); ++member) {
+    const Json::Value& entry = *member;
+    if (member.name().find("featureFrame") == std::string::npos) continue;
+    const std::string dirOrFile = Member(entry, "dirOrFile").asString();
+    if (dirOrFile.empty()) continue;
+    const std::string subcataLog = Member(entry, "subcataLog").asString();
+    FeatureFrame frame;  // one for all ids of the entry: its rules pile up from id to id
+    for (const std::string& id : splitFeatureIds(entry)) {
+      if (!isFeatureMatched(eventType, id) || !isPathMatched(logPath, dirOrFile, subcataLog, frame.logPath)) continue;
+      frame.skip = entry["skip"].asInt();
+      frame.segmentType = entry["segmentType"].asString();
+      frame.segmentStart = getJsonArray(entry, "segmentStart");
+      frame.segmentStack = getJsonArray(entry, "segmentStack");
+      parseRule(entry, frame.rules);
+      featureIds_.push_back(id);
+      featureFrames_.insert({id, frame});
+      KESTRIX_LOG(ANDROID_LOG_INFO, "parse match json eventType %s, featureId %s.", eventType.c_str(), id.c_str());
+    }
+  }
+  KESTRIX_LOG(ANDROID_LOG_DEBUG, "match rule parse end.");
+}
+
+std::vector<std::string> MatchRule::splitFeatureIds(const Json::Value& entry) const {
+  std::vector<std::string> ids;
+  if (HasMember(entry, "featureId")) {
+    StringUtil::SplitStr(entry["featureId"].asString(), ",", ids, false, false);
+  } else {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "failed to get member %s.", "featureId");
+  }
+  return ids;
+}
+
+std::vector<std::string> MatchRule::getJsonArray(const Json::Value& entry, const std::string& key) const {
+  std::vector<std::string> texts;
+  const Json::Value& array = Member(entry, key);
+  if (!array.isArray()) {
+    KESTRIX_LOG(ANDROID_LOG_INFO, "member %s is empty.", key.c_str());
+    return texts;
+  }
+  const Json::ArrayIndex count = array.size();
+  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) texts.push_back(array[i].asString());
+  return texts;
+}
+
+void MatchRule::parseRule(const Json::Value& entry, std::list<FeatureRule>& rules) const {
+  if (!HasMember(entry, "rules")) return;
+  for (const char* command : {"rules", "segmentRule"}) {
+    if (HasMember(entry, command)) parseRule(entry[command], rules, command);
+  }
+}
+
+void MatchRule::parseRule(const Json::Value& array, std::list<FeatureRule>& rules, const std::string& command) const {
+  const Json::ArrayIndex count = ElementCount(array);
+  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) {
+    const Json::Value& element = array[i];
+    FeatureRule rule;
+    rule.command = command;
+    rule.name = Member(element, "name").asString();
+    rule.depend = Member(element, "depend").asString();
+    rule.keyWords = Member(element, "keyWords").asString();
+    parseRuleParam(element, rule.params, "v_");
+    rule.num = Member(element, "num").asInt();
+    if (rule.num >= 1 && command == "rules") {
+      KESTRIX_LOG(ANDROID_LOG_ERROR, "rule command can't have num.");
+      continue;
+    }
+    rules.push_back(std::move(rule));
+  }
+}
+
+void MatchRule::parseRuleParam(const Json::Value& element, std::map<std::string, std::string>& params,
+                               const std::string& prefix) const {
+  if (!element.isObject()) return;
+  for (auto member = element.begin(); member != element.end(); ++member) {
+    if (member.name().starts_with(prefix)) params.insert({member.name(), (*member).asString()});
+  }
+}

@@ -1,0 +1,52 @@
+#include <android-base/properties.h>
+
+#include "rules/match_rule.h"
+#include "util/file_util.h"
+#include "util/regex.h"
+#include "util/string_util.h"
+
+namespace {
+
+constexpr char kDebugProperty[] = "persist.sys.Kestrix.debug";
+
+std::string WithSlash(std::string path) {
+  if (!path.ends_with('/')) path += '/';
+  return path;
+}
+
+// The path that one "subcataLog" alternative leads to: the whole of `logPath` as soon as a segment's expression, read
+// behind the directory reached so far, matches it; else the directory and the segments as they are written.
+std::string FollowSegments(const std::string& logPath, const std::string& dir, const std::string& alternative) {
+  std::vector<std::string> segments;
+  StringUtil::SplitStr(alternative, "/", segments, false, false);
+  std::string path = WithSlash(dir);
+  for (const std::string& segment : segments) {
+    const std::string candidate = path + segment;
+    path = WithSlash(Regex(candidate).matchesWhole(logPath) ? logPath : candidate);
+  }
+  path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+bool MatchRule::isFeatureMatched(const std::string& eventType, const std::string& featureId) const {
+  return StringUtil::GetRleftSubstr(StringUtil::GetRightSubstr(featureId, "_"), "_") == eventType;
+}
+
+bool MatchRule::isPathMatched(const std::string& logPath, const std::string& dirOrFile, const std::string& subcataLog,
+                              std::string& out) const {
+  out = logPath;
+  if (android::base::GetBoolProperty(kDebugProperty, false)) return true;
+  if (subcataLog.empty()) {
+    out = dirOrFile;
+    return FileUtil::FileExists(out);
+  }
+  std::vector<std::string> alternatives;
+  StringUtil::SplitStr(subcataLog, "@|@", alternatives, false, false);
+  for (const std::string& alternative : alternatives) {
+    out = FollowSegments(logPath, dirOrFile, alternative);
+    if (FileUtil::FileExists(out) && out == logPath) return true;
+  }
+  return false;
+}

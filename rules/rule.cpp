@@ -1,0 +1,28 @@
+#include "rules/rule.h"
+
+#include <utility>
+
+#include "rules/assemble_rule.h"
+#include "rules/match_rule.h"
+
+namespace {
+
+constexpr char kDefaultConfigDir[] = "/system_ext/etc";
+
+}  // namespace
+
+Rule::Rule(std::string logPath, std::string configDir, std::string eventType)
+    : logPath_(std::move(logPath)), configDir_(std::move(configDir)), eventType_(std::move(eventType)) {}
+
+void Rule::parseRule() {
+  if (configDir_.empty()) configDir_ = kDefaultConfigDir;
+
+  MatchRule match;
+  match.parseMatchRule(logPath_, configDir_ + "/match_rule.json", eventType_);
+  featureFrames_ = match.getFeatureFrames();
+  segmentFrame_ = match.getSegmentFrame();
+
+  AssembleRule assemble;
+  assemble.parseAssembleRule(configDir_ + "/assemble_rule.json", eventType_, match.getFeatureIds());
+  assembleRules_ = assemble.getAssembleRules();
+}

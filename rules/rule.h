@@ -1,0 +1,39 @@
+#ifndef RULES_RULE_H
+#define RULES_RULE_H
+
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "rules/rule_records.h"
+
+// Loads both rule files of a directory for one log path and event type, and hands out copies of what they hold.
+class Rule {
+ public:
+  // An empty `configDir` stands for "/system_ext/etc".
+  Rule(std::string logPath, std::string configDir, std::string eventType);
+
+  // Reads "match_rule.json" and "assemble_rule.json" and replaces what an earlier call loaded. An unreadable file
+  // leaves its containers empty.
+  void parseRule();
+
+  // Feature id -> frame, of the feature ids accepted for the event type and the log path.
+  std::map<std::string, FeatureFrame> getMatchRule() const { return featureFrames_; }
+
+  // Feature ids with their result templates, in priority order.
+  std::list<AssembleEntry> getAssembleRule() const { return assembleRules_; }
+
+  // Name -> {keyWords, desc} of the file-wide segment frame table.
+  std::map<std::string, std::vector<std::string>> getSegmentFrame() const { return segmentFrame_; }
+
+ private:
+  std::string logPath_;
+  std::string configDir_;
+  std::string eventType_;
+  std::map<std::string, FeatureFrame> featureFrames_;
+  std::list<AssembleEntry> assembleRules_;
+  std::map<std::string, std::vector<std::string>> segmentFrame_;
+};
+
+#endif  // RULES_RULE_H

@@ -1,0 +1,65 @@
+#ifndef STACK_STACK_TABLES_H
+#define STACK_STACK_TABLES_H
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <string_view>
+
+// What the library knows by name. All rows are sorted by byte, the order in which they are searched.
+
+// Standard Java exceptions.
+inline constexpr std::array<std::string_view, 24> kExceptionNames = {
+    "ArithmeticException",
+    "ArrayIndexOutOfBoundsException",
+    "ArrayStoreException",
+    "ClassCastException",
+    "ClassNotFoundException",
+    "CloneNotSupportedException",
+    "EnumConstantNotPresentException",
+    "IllegalAccessException",
+    "IllegalArgumentException",
+    "IllegalMonitorStateException",
+    "IllegalStateException",
+    "IllegalThreadStateException",
+    "IndexOutOfBoundsException",
+    "InstantiationException",
+    "InterruptedException",
+    "NegativeArraySizeException",
+    "NoSuchFieldException",
+    "NoSuchMethodException",
+    "NullPointerException",
+    "NumberFormatException",
+    "ReflectiveOperationException",
+    "RuntimeException",
+    "SecurityException",
+    "StringIndexOutOfBoundsException",
+};
+
+// The name given to a line that holds none of them.
+inline constexpr std::string_view kUnmatchedException = "UnMatchedException";
+
+// Parts of a frame that make it noise. Level 1: contexts and libraries that nearly every stack runs through.
+inline constexpr std::array<std::string_view, 6> kIgnoreLevel1 = {
+    "kthread", "libc++.so", "libc.so", "rdr_system_error", "unknown", "watchdog",
+};
+// Level 2: the scheduler, the stack dumpers, the runtime.
+inline constexpr std::array<std::string_view, 5> kIgnoreLevel2 = {
+    "__switch_to", "dump_backtrace", "dump_stack", "libart.so", "show_stack",
+};
+// Level 3: the panic path.
+inline constexpr std::array<std::string_view, 1> kIgnoreLevel3 = {"panic"};
+
+inline constexpr std::array<std::span<const std::string_view>, 3> kIgnoreLevels = {
+    kIgnoreLevel1,
+    kIgnoreLevel2,
+    kIgnoreLevel3,
+};
+
+// True when `text` holds any of `names`.
+inline bool HoldsAnyOf(std::string_view text, std::span<const std::string_view> names) {
+  return std::any_of(names.begin(), names.end(),
+                     [text](std::string_view name) { return text.find(name) != std::string_view::npos; });
+}
+
+#endif  // STACK_STACK_TABLES_H

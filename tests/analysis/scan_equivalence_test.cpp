@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <regex>
+
+#include "analysis/analysis.h"
+#include "analysis/expression.h"
+#include "analysis/line_pattern.h"
+#include "tests/support/plain_engine.h"
+
+namespace {
+
+// More cases than a quick run makes are asked for in the environment.
+int CaseCount(const char* variable, int quick) {
+  const char* count = std::getenv(variable);
+  return count == nullptr ? quick : std::atoi(count);
+}
+
+// Makes texts out of few pieces, so that rules and lines often meet and often nearly do.
+class Generator {
+ public:
+  explicit Generator(unsigned seed) : random_(seed), isLong_(oneIn(5)) {}
+
+  size_t below(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(random_); }
+  bool oneIn(size_t n) { return below(n) == 0; }
+
+  std::string pick(const std::vector<std::string>& pieces) { return pieces[below(pieces.size())]; }
+
+  std::string repeat(size_t least, size_t most, const std::vector<std::string>& pieces) {
+    std::string text;
+    for (size_t i = least + below(most - least + 1); i > 0; --i) text += pick(pieces);
+    return text;
+  }
+
+  std::string line() {
+    return repeat(0, 7, {"a", "b", "ab", "c", "1", "12", " ", "=", "\t", "pid", "x\r", "\xc3\xa4", ".", "-"});
+  }
+
+  // At most two loops, none inside another: the plain form takes for ever on more.
+  std::string regex() { return isLong_ ? pick({"a(b)", "(1)2", "^pid", "(=)"}) : expression(); }
+
+  std::string expression() {
+    loops_ = 2;
+    return choice(0);
+  }
+
+  std::string choice(int depth) {
+    std::string text;
+    for (size_t i = below(4) + 1; i > 0; --i) {
+      const int loopsBefore = loops_;
+      bool mayRepeat = true;
+      if (oneIn(4) && depth < 2) {
+        const std::string open = pick({"(", "(?:", "(?=", "(?!"});
+        mayRepeat = open.size() < 3 || open[2] == ':';
+        text += open + choice(depth + 1) + ")";
+      } else {
+        const std::string atom = pick({"a",   "b",   "ab",  "pid",   "1",    ".",        "\\d",    "\\w",    "\\s",
+                                       "\\S", "\\D", "\\W", "\\.",   "[ab]", "[^a]",     "[a-c1]", "[^\\d]", "[\\w.]",
+                                       "=",   "^",   "\\b", "\\x61", "\\B",  "\xc3\xa4", "$"});
+        mayRepeat = atom != "^" && atom != "$" && atom != "\\b" && atom != "\\B";
+        text += atom;
+      }
+      if (mayRepeat && loops_ > 0 && loops_ == loopsBefore && oneIn(3)) {
+        text += pick({"*", "+", "?", "*?", "+?", "{2}", "{1,3}", "{2,}"});
+        --loops_;
+      }
+      if (oneIn(8)) text += "|";
+    }
+    return text;
+  }
+
+  std::string name() { return pick({"r1", "r2", "LayerOneCmd", "r3"}); }
+  std::string key() { return pick({"v_a", "v_b"}); }
+  std::string variable() { return oneIn(6) ? "@{" + name() + "." + key() + "}@" : ""; }
+  std::string keyWords() {
+    if (oneIn(3)) return "@R@" + regex() + variable();
+    return repeat(0, 2, {"a", "ab", "1", "pid", "=", " "}) +
+           (oneIn(2) ? pick({"@|@", "@&@"}) + repeat(0, 2, {"b", "12", "c", "@|@", "@&@"}) : "") + variable();
+  }
+
+  FeatureRule rule() {
+    FeatureRule rule;
+    rule.command = oneIn(2) ? "rules" : "segmentRule";
+    rule.num = rule.command == "rules" || oneIn(2) ? 0 : static_cast<int32_t>(below(4));
+    rule.name = name();
+    rule.depend = oneIn(4) ? pick({"r1", "v_b", "r2.v_a", "Layer"}) + variable() : "";
+    rule.keyWords = keyWords();
+    for (size_t i = below(3); i > 0; --i) {
+      rule.params[key()] =
+          pick({"", "", "", "@L@", "@T@", "x@L@@T@"}) + (oneIn(2) ? "(" + regex() + ")" : regex()) + variable();
+    }
+    return rule;
+  }
+
+  FeatureFrame frame() {
+    FeatureFrame frame;
+    frame.skip = oneIn(3) ? 0 : static_cast<int32_t>(below(oneIn(9) ? 9000 : 12));
+    for (size_t i = below(9); i > 0; --i) frame.rules.push_back(rule());
+    return frame;
+  }
+
+  std::string log() {
+    std::string text;
+    // A log of many windows now and then.
+    for (size_t i = oneIn(200) ? 20000 + below(10000) : below(60); i > 0; --i) {
+      text += isLong_ && oneIn(6) ? std::string(2046 + below(4), 'a') : line();
+      if (i > 1 || !oneIn(3)) text += "\n";
+    }
+    return text;
+  }
+
+ private:
+  std::mt19937 random_;
+  bool isLong_;    // the log has lines around the longest that is examined; expressions are plain then
+  int loops_ = 0;  // that the expression may still have
+};
+
+std::string Show(const std::vector<Record>& records) {
+  std::string text;
+  for (const Record& record : records) {
+    text += record.first + "@" + std::to_string(record.second.position) + "=" + record.second.line + "\n";
+  }
+  return text;
+}
+
+std::string Show(const std::list<FeatureRule>& rules) {
+  std::string text;
+  for (const FeatureRule& rule : rules) {
+    text += rule.command + " " + std::to_string(rule.num) + " " + rule.name + " [" + rule.depend + "] [" +
+            rule.keyWords + "]";
+    for (const auto& [key, pattern] : rule.params) text += " " + key + "=[" + pattern + "]";
+    text += "\n";
+  }
+  return text;
+}
+
+TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
+  for (int i = 0; i < CaseCount("KESTRIX_SCAN_CASES", 800); ++i) {
+    Generator generator(static_cast<unsigned>(i));
+    FeatureFrame frame = generator.frame();
+    const std::string log = generator.log();
+    const std::string shown = "case " + std::to_string(i) + ", skip " + std::to_string(frame.skip) + "\n" +
+                              Show(frame.rules) + "log:\n" + log.substr(0, 4000);
+
+    FeatureFrame plainFrame = frame;
+    std::stringstream plainContent(log);
+    PlainEngine plain(plainFrame);
+    plain.scan(plainContent);
+
+    std::stringstream content(log);
+    Analysis engine(1, "event", &frame, {});
+    engine.rawInfoPosition(content);
+
+    ASSERT_EQ(Show(plain.records()), Show(engine.getRecords())) << shown;
+    ASSERT_EQ(Show(plainFrame.rules), Show(frame.rules)) << shown;
+    ASSERT_EQ(plainContent.rdstate(), content.rdstate()) << shown;
+    ASSERT_EQ(plainContent.tellg(), content.tellg()) << shown;
+    ASSERT_EQ(plain.current().position, engine.formatLineFeature("", "").position) << shown;
+  }
+}
+
+// Whether the automaton's "may match" is exact: nothing in the expression is taken for met or for any text.
+bool IsExact(const std::string& regex) {
+  return regex.find("(?=") == std::string::npos && regex.find("(?!") == std::string::npos &&
+         regex.find("\\b") == std::string::npos && regex.find("\\B") == std::string::npos &&
+         regex.find('$') == std::string::npos && regex.find("\xc3") == std::string::npos;
+}
+
+TEST(Expression, FindsWhatTheLibraryFinds) {
+  for (int i = 0; i < CaseCount("KESTRIX_EXPRESSION_CASES", 1500); ++i) {
+    Generator generator(static_cast<unsigned>(i));
+    const std::string text = generator.expression();
+    const std::regex compiled(text);
+    Expression expression(text);
+    const auto pattern = ReadRegex(text);
+    ASSERT_TRUE(pattern) << text;
+    LineAutomaton automaton({*pattern}, 1 << 16);
+    LineAutomaton stretch({MostSelectiveStretch(*pattern)}, 1 << 16);
+    for (int k = 0; k < 20; ++k) {
+      const std::string line = generator.line();
+      std::smatch expected;
+      Regex::Match found;
+      const bool matches = std::regex_search(line, expected, compiled);
+      ASSERT_EQ(matches, expression.search(line, found)) << text << "\non " << line;
+      if (matches) {
+        ASSERT_EQ(expected.str(), found.whole) << text << "\non " << line;
+        ASSERT_EQ(expected.str(1), found.group) << text << "\non " << line;
+      }
+      ASSERT_TRUE(!matches || stretch.mayMatch(line)) << text << "\non " << line;
+      const bool isAscii = line.find('\xc3') == std::string::npos;
+      ASSERT_TRUE(matches || !IsExact(text) || !isAscii || !automaton.mayMatch(line)) << text << "\non " << line;
+    }
+  }
+}
+
+TEST(ReadRegex, LeavesToTheLibraryWhatIsInvalidOrDisputed) {
+  for (const char* text :
+       {"[",      "(",  ")",   "a)",   "a**",   "a++",     "*a",      "a{2",     "a{3,2}",         "a{,3}", "]",
+        "a]",     "}",  "{",   "[]a]", "[^]",   "[z-a]",   "[a-\\d]", "[\\d-z]", "[[:alpha:]]",    "\\1",   "(\\1)",
+        "(a)\\2", "\\", "\\_", "\\q",  "\\xg0", "\\u0041", "(?<a>b)", "^*",      "(a{1000}){1000}"}) {
+    EXPECT_FALSE(ReadRegex(text)) << text;
+  }
+  for (const char* text :
+       {"", "a|", "()", "(a)\\1", "[-a]", "[a-]", "[\\]x]", "a{2,3}?", "(?:a|b){2}", "\\.\\[\\-\\/"}) {
+    EXPECT_TRUE(ReadRegex(text)) << text;
+    EXPECT_NO_THROW(std::regex{text}) << text;
+  }
+}
+
+}  // namespace

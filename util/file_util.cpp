@@ -1,0 +1,89 @@
+#include "util/file_util.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <fstream>
+
+namespace {
+
+constexpr off_t kMaxFileSize = 32 * 1024 * 1024;  // bytes, inclusive
+static_assert(PATH_MAX == 4096, "a path has at most 4095 bytes and the ending zero");
+
+bool HasLegalLength(const std::string& path) { return !path.empty() && path.size() < PATH_MAX; }
+
+}  // namespace
+
+bool FileUtil::FileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+bool FileUtil::IsLegalPath(const std::string& path) { return path.find("./") == std::string::npos; }
+
+bool FileUtil::PathToRealPath(const std::string& path, std::string& realPath) {
+  if (!HasLegalLength(path)) return false;
+  std::array<char, PATH_MAX> resolved{};
+  if (realpath(path.c_str(), resolved.data()) == nullptr) return false;
+  realPath = resolved.data();
+  return FileExists(realPath);
+}
+
+bool FileUtil::LoadStringFromFile(const std::string& path, std::string& content) {
+  std::ifstream file(path);
+  if (!file.is_open()) return false;
+  file.seekg(0, std::ios::end);
+  if (file.tellg() > kMaxFileSize) return false;
+  // A pipe or device cannot seek and tells no size: it is read as far as it goes, up to the same limit.
+  file.clear();
+  file.seekg(0, std::ios::beg);
+  file.clear();
+  std::string loaded;
+  std::array<char, 4096> chunk{};
+  do {
+    file.read(chunk.data(), chunk.size());
+    loaded.append(chunk.data(), static_cast<size_t>(file.gcount()));
+    if (static_cast<off_t>(loaded.size()) > kMaxFileSize) return false;
+  } while (file.good());
+  if (file.bad()) return false;
+  content = std::move(loaded);
+  return true;
+}
+
+std::string FileUtil::GetFileNameByFd(int fd) {
+  if (fd < 1) return "";
+  std::array<char, PATH_MAX + 1> name{};
+  const std::string link = "/proc/self/fd/" + std::to_string(fd);
+  return readlink(link.c_str(), name.data(), PATH_MAX) < 0 ? "" : name.data();
+}
+
+bool FileUtil::LoadStringFromFdToFile(int fd, std::string& content) {
+  const std::string name = GetFileNameByFd(fd);
+  return !name.empty() && LoadStringFromFile(name, content);
+}
+
+bool FileUtil::LoadStringFromFd(int fd, std::string& content) {
+  if (fd < 1) return false;
+  const off_t size = lseek(fd, 0, SEEK_END);
+  if (size > kMaxFileSize) return false;
+  if (size < 0) return LoadStringFromFdToFile(fd, content);
+  if (size == 0) return true;
+  content.resize(static_cast<size_t>(size));
+  return lseek(fd, 0, SEEK_SET) == 0 && read(fd, content.data(), content.size()) == size;
+}
+
+int FileUtil::GetFileFd(const std::string& path) {
+  std::string realPath;
+  if (!IsLegalPath(path) || !PathToRealPath(path, realPath)) return -1;
+  return open(realPath.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+bool FileUtil::ReadFileBuff(const std::string& path, std::stringstream& buffer) {
+  const int fd = GetFileFd(path);
+  if (fd < 0) return false;
+  std::string content;
+  const bool loaded = LoadStringFromFd(fd, content);
+  close(fd);
+  if (loaded) buffer.str(std::move(content));
+  return loaded;
+}
