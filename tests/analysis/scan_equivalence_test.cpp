@@ -8,6 +8,7 @@
 #include "analysis/expression.h"
 #include "analysis/line_pattern.h"
 #include "tests/support/plain_engine.h"
+#include "tests/support/transcript.h"
 
 namespace {
 
@@ -150,6 +151,8 @@ TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
 
     std::stringstream content(log);
     Analysis engine(1, "event", &frame, {});
+    Transcript watching;
+    if (i % 4 == 0) engine.observe(&watching);
     engine.rawInfoPosition(content);
 
     ASSERT_EQ(Show(plain.records()), Show(engine.getRecords())) << shown;
