@@ -17,6 +17,7 @@
 #include "entry/kestrix.h"
 #include "tools/commands.h"
 #include "tools/input.h"
+#include "tools/json_text.h"
 #include "tools/rule_types.h"
 #include "tools/utf8.h"
 
@@ -41,41 +42,28 @@ constexpr char kExample[] =
 
 // --- Faults inside the library ---
 
-std::string matchRuleFile;  // what an abort is blamed on
+std::string abortReason;
 
 // Ends at once: what the library held when it was left cannot be cleaned up. Safe in a signal handler.
-[[noreturn]] void EndWith(const char* file, const char* reason) {
-  for (const char* part : {"kestrix: ", file, ": ", reason, "\n"}) {
+[[noreturn]] void EndWith(const char* reason) {
+  for (const char* part : {"kestrix: ", reason, "\n"}) {
     if (write(STDERR_FILENO, part, strlen(part)) < 0) break;
   }
   _exit(kBadInput);
 }
 
-// The standard library aborts, instead of throwing, in code that is built without exceptions.
-void OnAbort(int /*signal*/) {
-  EndWith(matchRuleFile.c_str(), "the analysis was aborted, most likely by an invalid regular expression");
-}
-
-// The JSON library raises an error for a value that cannot be what it is asked to be.
-[[noreturn]] void EndWithWrongType(const Options& options, const char* reason) {
-  std::string file = matchRuleFile;
-  std::string place = WrongTypeInMatchRules(file);
-  if (place.empty()) {
-    file = AssembleRuleFile(options.configDir);
-    place = WrongTypeInAssembleRules(file);
-  }
-  EndWith(file.c_str(), (place + ": a value has the wrong type: " + reason).c_str());
-}
+void OnAbort(int /*signal*/) { EndWith(abortReason.c_str()); }
 
 Result Analyze(const Options& options, const std::string& log) {
-  matchRuleFile = MatchRuleFile(options.configDir);
+  const std::string file = MatchRuleFile(options.configDir) + ": ";
+  abortReason = file + kAnalysisAborted;
   std::signal(SIGABRT, OnAbort);
   try {
     return Kestrix::analysis(log, options.configDir, options.eventType);
   } catch (const Json::Exception& error) {
-    EndWithWrongType(options, error.what());
+    EndWith(WrongTypeInRules(options.configDir, error.what()).c_str());
   } catch (const std::exception& error) {
-    EndWith(matchRuleFile.c_str(), error.what());
+    EndWith((file + error.what()).c_str());
   }
 }
 
@@ -108,10 +96,7 @@ void PrintForPeople(const Result& result) {
 void PrintJson(const Result& result) {
   Json::Value root(Json::objectValue);
   for (const auto& [key, value] : result) root[ValidUtf8(key)] = ValidUtf8(value);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::cout << Json::writeString(builder, root) << '\n';
+  std::cout << JsonLine(root) << '\n';
 }
 
 ExitStatus Run(const Options& options) {
