@@ -106,6 +106,15 @@ TEST(Regex, TakesLongAndUnluckySubjects) {
   for (const char* expression : {"(a|b)*c", "(?:a+)+c", "a.*a.*a.*c", "(?:a|a)*$c"}) {
     EXPECT_FALSE(Regex(expression).search(many, match)) << expression;
   }
+  // So many states of a search are never kept; what was kept is forgotten on the way.
+  Generator generator{std::mt19937(1)};
+  std::string mixed;
+  while (mixed.size() < 200000) mixed += generator.pick({"a", "b"});
+  const std::string hidden = mixed + "a" + std::string(14, 'b') + "c" + mixed;
+  Regex counted("(a)[ab]{14}c");
+  ASSERT_TRUE(counted.search(hidden, match));
+  EXPECT_EQ(hidden.data() + mixed.size(), match.group.data());
+  EXPECT_FALSE(counted.search(mixed, match));
   // What may take more than linear time takes no subject that is longer than a line of a log.
   for (const char* expression : {"(a)\\1", "a(?=.*$)"}) {
     EXPECT_TRUE(Regex(expression).search(many.substr(0, 2048), match)) << expression;
