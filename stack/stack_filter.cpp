@@ -24,6 +24,17 @@ const std::deque<std::string>& ElementsOf(const std::stack<std::string>& stack) 
   return Open::of(stack);
 }
 
+// How many of a part's lines stay, counted from its bottom, when all its frames are ignored: those from its first kernel
+// panic frame on, else from its first frame of a lesser level, as long as more than `count` follow.
+size_t CountFromNoise(const std::deque<std::string>& elements, unsigned long count) {
+  for (size_t level = kIgnoreLevels.size() - 1; level > 0; --level) {
+    for (size_t left = elements.size(); left > count; --left) {
+      if (HoldsAnyOf(elements[left - 1], kIgnoreLevels[level])) return left;
+    }
+  }
+  return elements.size();
+}
+
 // Cuts the lines to the first `head` and the last `kMaxLines` - `head` ones.
 void TrimMiddle(Block& lines, size_t head) {
   if (lines.size() <= kMaxLines) return;
@@ -120,8 +131,9 @@ std::vector<std::string> StackUtil::GetValidStack(unsigned long count, std::stac
     if (!IsIgnoreLibrary(name)) names.push_back(std::move(name));
   }
   if (!names.empty()) return names;
-  std::stack<std::string> kept;
-  for (MatchIgnoreLibrary(part, kept, count); !kept.empty(); kept.pop()) names.push_back(GetStackName(kept.top()));
+  const size_t left = CountFromNoise(elements, count);
+  names.reserve(left);
+  for (size_t i = left; i > 0; --i) names.push_back(GetStackName(elements[i - 1]));
   return names;
 }
 
@@ -140,15 +152,8 @@ std::vector<std::string> StackUtil::GetValidStack(int count, std::stack<std::str
 
 void StackUtil::MatchIgnoreLibrary(std::stack<std::string> input, std::stack<std::string>& output,
                                    unsigned long count) {
-  const std::deque<std::string>& elements = ElementsOf(input);
-  for (size_t level = kIgnoreLevels.size() - 1; level > 0; --level) {
-    for (size_t left = elements.size(); left > count; --left) {
-      if (!HoldsAnyOf(elements[left - 1], kIgnoreLevels[level])) continue;
-      while (input.size() > left) input.pop();
-      output = std::move(input);
-      return;
-    }
-  }
+  const size_t left = CountFromNoise(ElementsOf(input), count);
+  while (input.size() > left) input.pop();
   output = std::move(input);
 }
 
