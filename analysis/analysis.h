@@ -11,6 +11,7 @@
 #include "analysis/line_finder.h"
 #include "analysis/line_info.h"
 #include "analysis/record_list.h"
+#include "analysis/run_observer.h"
 #include "rules/rule_records.h"
 
 // One run of one feature's rules over one log file. analysisLog() is the whole run: it scans the log line by line,
@@ -23,6 +24,9 @@ class Analysis {
   // `pid` and `type` appear in log lines only. `templates`: result key -> template.
   Analysis(int32_t pid, std::string type, FeatureFrame* frame, std::map<std::string, std::string> templates);
   ~Analysis();
+
+  // Has `observer`, which may be null, told what is decided from now on. Nobody watches at first.
+  void observe(RunObserver* observer) { observer_ = observer; }
 
   // --- The run ---
 
@@ -127,12 +131,15 @@ class Analysis {
   void planScan(Scan& scan) const;
   bool skipLines(Scan& scan);
   bool reachesSkipLimit(Scan& scan);
-  static bool examines(const Scan& scan, const TextLine& line);
+  static LineFate fateOf(const Scan& scan, const TextLine& line);
+  static bool examines(const Scan& scan, const TextLine& line) { return fateOf(scan, line) == LineFate::kExamined; }
+  void tellLine(const Scan& scan, const TextLine& line, LineFate fate) const;
+  void tellEnd(ScanEnd reason) const;
   void makeCurrent(Scan& scan, const TextLine& line);
   FeatureRule* firstMatch(Scan& scan);
   void takeLines(Scan& scan, FeatureRule& rule);
 
-  bool isSelected(FeatureRule& rule) const;
+  RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
   bool hasVariableToFill(const FeatureRule& rule) const;
 
@@ -142,6 +149,7 @@ class Analysis {
   int32_t status_ = -1;
   std::string curLine_;
   FeatureFrame* frame_;
+  RunObserver* observer_ = nullptr;
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
   RecordList records_;
   std::map<std::string, std::string> templates_;

@@ -26,6 +26,7 @@ void Analysis::assemble() {
   for (const auto& [key, templateText] : templates_) {
     if (key != kReasonKey && result_.contains(key)) continue;
     const std::string value = assembleParam(templateText);
+    if (observer_ != nullptr) observer_->onTemplate(key, templateText, value);
     if (value.empty()) continue;
     if (key == kReasonKey) {
       result_[key].append(kReasonSeparator).append(value);
@@ -40,10 +41,13 @@ std::string Analysis::assembleParam(const std::string& templateText) const {
   std::vector<std::string> parts;
   for (const std::string& name : splitAssembleParam(templateText)) {
     const Record* record = records_.first(name);
-    if (record == nullptr) continue;
-    const auto pattern = stackPatterns_.find(name);
-    parts.push_back(pattern == stackPatterns_.end() ? record->second.line
-                                                    : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+    if (record != nullptr) {
+      const auto pattern = stackPatterns_.find(name);
+      parts.push_back(pattern == stackPatterns_.end()
+                          ? record->second.line
+                          : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+    }
+    if (observer_ != nullptr) observer_->onContribution(name, record, record == nullptr ? "" : parts.back());
   }
   const std::string separator = SeparatorOf(templateText);
   const std::string joint = separator == kJoinMark ? " " : separator;

@@ -41,11 +41,13 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
     if (pattern.find(kStackMark) == std::string::npos) {
       Regex::Match found;
       if (!expressions_.get(pattern).search(line, found)) {
+        if (observer_ != nullptr) observer_->onParam(rule, param->first, nullptr);
         ++param;
         continue;
       }
       value = found.group;
     }
+    if (observer_ != nullptr) observer_->onParam(rule, param->first, &value);
     const std::string name = rule.name + "." + param->first;
     setParamRecord(name, {curPosition_, value}, seek ? kReplaceFirst : kAppend);
     setStackRegex(name, pattern);

@@ -34,6 +34,7 @@ void Analysis::match() {
   std::stringstream content;
   if (!FileUtil::ReadFileBuff(frame_->logPath, content) || !content.good()) {
     status_ = kStatusUnreadable;
+    if (observer_ != nullptr) observer_->onUnreadableLog();
     KESTRIX_LOG(ANDROID_LOG_WARN, "<%d> readfile to buffer failed.", pid_);
     return;
   }

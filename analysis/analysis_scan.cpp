@@ -69,17 +69,24 @@ void Analysis::scanLines(Scan& scan) {
     if (scan.pos >= scan.text.size()) break;
     const TextLine line = scan.finder.lineAt(scan.pos);
     scan.pos = line.next;
-    if (!examines(scan, line)) continue;
+    const LineFate fate = fateOf(scan, line);
+    tellLine(scan, line, fate);
+    if (fate != LineFate::kExamined) continue;
     makeCurrent(scan, line);
     if (FeatureRule* rule = firstMatch(scan)) {
       takeLines(scan, *rule);
       scan.left = scan.skipStep;
       scan.unmatchedFrom = scan.pos;
     } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
+      tellEnd(ScanEnd::kSkipLimit);
       return;
     }
-    if (frame_->rules.empty()) return;
+    if (frame_->rules.empty()) {
+      tellEnd(ScanEnd::kNoRuleLeft);
+      return;
+    }
   }
+  tellEnd(ScanEnd::kEndOfLog);
   scan.ranOut = true;
 }
 
@@ -102,7 +109,7 @@ void Analysis::planScan(Scan& scan) const {
     scan.rules.push_back(&rule);
     inPlay.push_back(&rule);
   }
-  if (!scan.isPlanned || frame_->rules.empty()) return;
+  if (!scan.isPlanned || frame_->rules.empty() || observer_ != nullptr) return;
   auto filter = std::make_unique<RuleFilter>(inPlay);
   if (filter->needsEveryLine()) return;
   scan.filter = std::move(filter);
@@ -145,9 +152,19 @@ bool Analysis::reachesSkipLimit(Scan& scan) {
 }
 
 // Overlong lines are passed over, and in the segment part empty and indented ones too.
-bool Analysis::examines(const Scan& scan, const TextLine& line) {
-  if (line.end - line.begin > kMaxLineLen) return false;
-  return !scan.segmentStarted || !IsEmptyOrIndented(scan.text.substr(line.begin, line.end - line.begin));
+LineFate Analysis::fateOf(const Scan& scan, const TextLine& line) {
+  if (line.end - line.begin > kMaxLineLen) return LineFate::kOverlong;
+  if (!scan.segmentStarted) return LineFate::kExamined;
+  const std::string_view text = scan.text.substr(line.begin, line.end - line.begin);
+  return IsEmptyOrIndented(text) ? LineFate::kIndented : LineFate::kExamined;
+}
+
+void Analysis::tellLine(const Scan& scan, const TextLine& line, LineFate fate) const {
+  if (observer_ != nullptr) observer_->onLine(scan.text.substr(line.begin, line.end - line.begin), line.begin, fate);
+}
+
+void Analysis::tellEnd(ScanEnd reason) const {
+  if (observer_ != nullptr) observer_->onScanEnd(reason);
 }
 
 void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
@@ -161,8 +178,9 @@ void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
 // The first rule that selects the current line, or null.
 FeatureRule* Analysis::firstMatch(Scan& scan) {
   if (scan.filter == nullptr) {
-    const auto rule = std::find_if(frame_->rules.begin(), frame_->rules.end(),
-                                   [this](FeatureRule& candidate) { return isSelected(candidate); });
+    const auto rule = std::find_if(frame_->rules.begin(), frame_->rules.end(), [this](FeatureRule& candidate) {
+      return judge(candidate) == RuleOutcome::kSelects;
+    });
     return rule == frame_->rules.end() ? nullptr : &*rule;
   }
   if (scan.rules.size() > kFewRules) scan.filter->classify(curLine_, scan.mayMatch);
@@ -184,16 +202,27 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
     }
     const TextLine line = scan.finder.lineAt(scan.pos);
     scan.pos = line.next;
+    tellLine(scan, line, LineFate::kSpanned);
     makeCurrent(scan, line);
     parseLineByParam(curLine_, rule);
   }
   if (!done || rule.command != "rules") return;
+  if (observer_ != nullptr) observer_->onSpent(rule);
   std::replace(scan.rules.begin(), scan.rules.end(), &rule, static_cast<FeatureRule*>(nullptr));
   if (++scan.spentCount * 2 >= scan.rules.size() || scan.filter == nullptr) scan.isPlanned = false;
   frame_->rules.remove_if([&rule](const FeatureRule& other) { return &other == &rule; });
 }
 
-// Fills the rule's variables on the way, unless its dependency is not met.
-bool Analysis::isSelected(FeatureRule& rule) const {
-  return !checkDepend(rule) && checkVariableParam(rule) && isKeyWordsMatch(curLine_, rule);
+// Whether the rule selects the current line. Fills its variables on the way, unless its dependency is not met.
+RuleOutcome Analysis::judge(FeatureRule& rule) const {
+  RuleOutcome outcome = RuleOutcome::kKeyWordsNotFound;
+  if (checkDepend(rule)) {
+    outcome = RuleOutcome::kDependencyNotMet;
+  } else if (!checkVariableParam(rule)) {
+    outcome = RuleOutcome::kVariableOpen;
+  } else if (isKeyWordsMatch(curLine_, rule)) {
+    outcome = RuleOutcome::kSelects;
+  }
+  if (observer_ != nullptr) observer_->onRule(rule, outcome);
+  return outcome;
 }

@@ -5,6 +5,7 @@
 #include <list>
 
 #include "analysis/analysis.h"
+#include "entry/observed_kestrix.h"
 #include "rules/rule.h"
 #include "stack/stack_util.h"
 #include "util/file_util.h"
@@ -12,6 +13,11 @@
 
 std::map<std::string, std::string> Kestrix::analysis(const std::string& logPath, const std::string& configDir,
                                                      const std::string& eventType) {
+  return ObservedKestrix::analysis(logPath, configDir, eventType, nullptr);
+}
+
+std::map<std::string, std::string> ObservedKestrix::analysis(const std::string& logPath, const std::string& configDir,
+                                                             const std::string& eventType, RunObserver* observer) {
   std::map<std::string, std::string> result;
   std::string realDir;
   if (!FileUtil::PathToRealPath(configDir, realDir)) {
@@ -22,10 +28,14 @@ std::map<std::string, std::string> Kestrix::analysis(const std::string& logPath,
   rule.parseRule();
   std::map<std::string, FeatureFrame> frames = rule.getMatchRule();
   for (const AssembleEntry& entry : rule.getAssembleRule()) {
-    Analysis run(getpid(), eventType, &frames[entry.featureId], entry.params);
+    FeatureFrame& frame = frames[entry.featureId];
+    if (observer != nullptr) observer->onRun(entry.featureId, frame);
+    Analysis run(getpid(), eventType, &frame, entry.params);
+    run.observe(observer);
     if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
   }
-  filtStack(result);
+  if (observer != nullptr) observer->onMerged(result);
+  Kestrix::filtStack(result);
   return result;
 }
 

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
+#include "entry/observed_kestrix.h"
 #include "tests/support/log_fake.h"
 #include "tests/support/rule_text.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/transcript.h"
 
 TEST(KestrixAnalysis, RefusesADirectoryThatIsNotThere) {
   TakeLog();
@@ -47,4 +50,51 @@ TEST(FiltStack, LeavesAMapWithoutStackAlone) {
   Kestrix::filtStack(result);
   EXPECT_EQ("a", result["STACK"]);
   EXPECT_EQ(Texts{"3 filtStack: start filt stack"}, TakeLog());
+}
+
+TEST(ObservedKestrix, TellsWhatIsDecided) {
+  const TempDir dir;
+  const std::string log = dir.write("log", "pid 1\n" + std::string(2049, 'x') + "\ncmd\n a\nkill 1 x\nkill 2 y\nend");
+  dir.write("match_rule.json", R"j({"featureFrame":{"featureId":"A_anr_1,B_anr_2", "dirOrFile":")j" + log + R"j(",
+    "rules":[{"name":"k", "keyWords":"kill @{p.v_x}@", "depend":"Cmd"},
+             {"name":"p", "v_x":"pid (.*)", "v_s":"@T@ a"},
+             {"name":"LayerOneCmd", "keyWords":"cmd", "v_c":"(c)"}],
+    "segmentRule":[{"name":"s", "keyWords":"kill", "num":9, "v_y":"(y)"}]}})j");
+  dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"PID":"p.v_x+no.v_x", "STACK":"p.v_s"}}})");
+  Transcript told;
+  const TextMap result = ObservedKestrix::analysis("/other", dir.path(), "anr", &told);
+  EXPECT_EQ(Kestrix::analysis("/other", dir.path(), "anr"), result);
+  // Two ids of an entry: the second one's frame has the rules twice, and no template.
+  const auto second = std::find(told.lines.begin(), told.lines.end(), "run B_anr_2 of 8 rules");
+  ASSERT_NE(told.lines.end(), second);
+  EXPECT_EQ((Texts{"run A_anr_1 of 4 rules",
+                   "0 examined pid 1",
+                   "  k waits with kill @{p.v_x}@",
+                   "  p selects ",
+                   "  p.v_s=",
+                   "  p.v_x=1",
+                   "  p spent",
+                   "6 overlong xxxxxxxxx",
+                   "2056 examined cmd",
+                   "  k waits with kill @{p.v_x}@",
+                   "  LayerOneCmd selects cmd",
+                   "  LayerOneCmd.v_c=c",
+                   "  LayerOneCmd spent",
+                   "2060 indented  a",
+                   "2063 examined kill 1 x",
+                   "  k selects kill 1",
+                   "  k spent",
+                   "2072 examined kill 2 y",
+                   "  s selects kill",
+                   "  s.v_y=y",
+                   "2081 spanned end",
+                   "  s.v_y not found",
+                   "end of log",
+                   "  p.v_x gives 1",
+                   "  no.v_x not there",
+                   "PID by p.v_x+no.v_x is 1",
+                   "  p.v_s gives  a\n",
+                   "STACK by p.v_s is  a\n"}),
+            Texts(told.lines.begin(), second));
+  EXPECT_EQ("merged 2", told.lines.back());
 }
