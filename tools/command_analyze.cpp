@@ -19,6 +19,7 @@
 #include "tools/input.h"
 #include "tools/json_text.h"
 #include "tools/rule_types.h"
+#include "tools/terminal.h"
 #include "tools/utf8.h"
 
 namespace {
@@ -68,16 +69,6 @@ Result Analyze(const Options& options, const std::string& log) {
 }
 
 // --- Output ---
-
-// One line without the carriage return and indentation of the log; a control character must not reach the terminal.
-std::string LineForPeople(const std::string& line) {
-  const size_t first = line.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  std::string text = ValidUtf8(line.substr(first, line.find_last_not_of('\r') - first + 1));
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c != '\t' && (c < ' ' || c == 0x7f); }, '?');
-  return text;
-}
 
 void PrintForPeople(const Result& result) {
   size_t width = 0;
