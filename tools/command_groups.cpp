@@ -125,7 +125,9 @@ void PrintStability(const std::vector<Group>& groups) {
       std::cout << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
       for (const std::string& value : merging.values) std::cout << "    " << Shown(value) << '\n';
       std::cout << "  which differ first in\n";
-      for (const std::string& line : merging.differs) std::cout << "    " << LineForPeople(line) << '\n';
+      for (const std::string& line : {merging.differs.first, merging.differs.second}) {
+        std::cout << "    " << LineForPeople(line) << '\n';
+      }
     }
   }
 }
@@ -163,7 +165,7 @@ Json::Value ToJson(const Variant& variant) {
     Json::Value item;
     item["values"] = Array(merging.values);
     item["logs"] = Number(merging.logs);
-    item["differs"] = Array({merging.differs[0], merging.differs[1]});
+    item["differs"] = Array({merging.differs.first, merging.differs.second});
     object["merging"].append(item);
   }
   return object;

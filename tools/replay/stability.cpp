@@ -17,8 +17,7 @@ void NoteDifference(const std::string& a, const std::string& b, Merging& merging
     const std::string left = i < lines[0].size() ? lines[0][i] : "";
     const std::string right = i < lines[1].size() ? lines[1][i] : "";
     if (left == right) continue;
-    merging.differs[0] = left;
-    merging.differs[1] = right;
+    merging.differs = {left, right};
     return;
   }
 }

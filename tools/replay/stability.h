@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/replay/group_table.h"
@@ -11,7 +12,7 @@
 struct Merging {
   std::vector<std::string> values;  // of the groups, the largest first
   size_t logs = 0;
-  std::string differs[2];  // the first line in which the stacks of the first two differ
+  std::pair<std::string, std::string> differs;  // the first line in which the stacks of the first two differ
 };
 
 // What would become of the groups if their fingerprints were made from less.
