@@ -12,6 +12,7 @@ enum ExitStatus { kSuccess = 0, kNothingFound = 1, kBadInput = 2 };
 void AddAnalyze(CLI::App& program, ExitStatus& status);
 void AddCheck(CLI::App& program, ExitStatus& status);
 void AddCompletion(CLI::App& program, ExitStatus& status);
+void AddExplain(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
 
 #endif  // TOOLS_COMMANDS_H
