@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "util/byte_classes.h"
+
 using Kind = LinePattern::Kind;
 
 namespace {
@@ -95,27 +97,13 @@ uint32_t LineAutomaton::buildRepeat(const LinePattern& pattern, uint32_t next) {
   return entry;
 }
 
-// Two bytes share a class when every node takes both or neither. The line feed has a class of its own.
+// The line feed has a class of its own.
 void LineAutomaton::chooseClasses() {
-  ByteSet singled;
-  singled.set('\n');
-  std::vector<ByteSet> sets;
-  for (const Node& node : nodes_) {
-    if (node.bytes.count() == 1) {
-      singled |= node.bytes;
-    } else if (std::find(sets.begin(), sets.end(), node.bytes) == sets.end()) {
-      sets.push_back(node.bytes);
-    }
-  }
-  std::map<std::pair<size_t, std::vector<bool>>, uint8_t> classes;
-  for (size_t b = 0; b < 256; ++b) {
-    std::vector<bool> member;
-    for (const ByteSet& set : sets) member.push_back(set[b]);
-    const auto [known, isNew] = classes.try_emplace({singled[b] ? b : 256, std::move(member)}, byteOf_.size());
-    if (isNew) byteOf_.push_back(static_cast<uint8_t>(b));
-    classOf_[b] = known->second;
-  }
-  rowLen_ = static_cast<uint32_t>(byteOf_.size());
+  std::unordered_set<ByteSet> sets = {ByteSet().set('\n')};
+  for (const Node& node : nodes_) sets.insert(node.bytes);
+  rowLen_ = static_cast<uint32_t>(ChooseByteClasses(sets, classOf_));
+  byteOf_.resize(rowLen_);
+  for (size_t b = 0; b < classOf_.size(); ++b) byteOf_[classOf_[b]] = static_cast<uint8_t>(b);
 }
 
 // Adds to `set` the nodes that can be reached from `node` without taking a byte. A node is visited once per closure.

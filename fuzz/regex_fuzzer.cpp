@@ -14,6 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::smatch expected;
   Regex::Match match;
   FUZZ_CHECK(regex.groupCount() == standard.mark_count());
+  // The second search goes by what the first one has kept.
+  regex.search(subject, match);
   const bool found = regex.search(subject, match);
   FUZZ_CHECK(found == std::regex_search(subject, expected, standard));
   FUZZ_CHECK(regex.matchesWhole(subject) == std::regex_match(subject, standard));

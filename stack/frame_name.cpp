@@ -110,6 +110,7 @@ std::optional<std::string_view> KernelFrame(std::string_view line) {
 std::optional<std::string_view> HyphenLine(std::string_view line) { return UpToLast(Behind(line, 1, "- "), '('); }
 
 std::string WithoutInstallSuffix(std::string_view name) {
+  if (name.find("==") == kNone) return std::string(name);
   std::string out;
   while (!name.empty()) {
     const std::string_view line = UpToLineEnd(name);
@@ -119,4 +120,15 @@ std::string WithoutInstallSuffix(std::string_view name) {
     out.append(name.data() - lineEnds, lineEnds);
   }
   return out;
+}
+
+std::string FrameName(std::string_view line) {
+  for (const auto shape : {JavaFrameInParentheses, JavaFrame, NativeFrameWithOffset, NativeFrame, KernelFrame}) {
+    if (const auto part = shape(line)) return WithoutInstallSuffix(*part);
+  }
+  const auto part = HyphenLine(line);
+  if (!part) return WithoutInstallSuffix(line);
+  const size_t plus = part->rfind('+');
+  if (plus == kNone) return "unknown";
+  return WithoutInstallSuffix(std::string(part->substr(0, plus)) + ")");
 }

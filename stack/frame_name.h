@@ -31,4 +31,7 @@ std::optional<std::string_view> HyphenLine(std::string_view line);
 // `name` with every match of "(.+?)-(.+)==(.+)" replaced by "$1$3".
 std::string WithoutInstallSuffix(std::string_view name);
 
+// The name of a frame as StackUtil::GetStackName gives it.
+std::string FrameName(std::string_view line);
+
 #endif  // STACK_FRAME_NAME_H

@@ -1,7 +1,12 @@
+// The filter works on views of the trace's lines, without their tabs and in file order. The functions that take frame
+// stacks, whose top is the last line, are given the same in that form.
+
 #include <algorithm>
-#include <deque>
+#include <span>
+#include <string_view>
 #include <utility>
 
+#include "stack/frame_name.h"
 #include "stack/stack_tables.h"
 #include "stack/stack_util.h"
 #include "util/string_util.h"
@@ -15,13 +20,55 @@ constexpr unsigned long kMinIgnored = 3;  // lines that stay of a part whose fra
 constexpr unsigned long kNamedFrames = 3;
 
 using Block = std::vector<std::string>;
+using Lines = std::vector<std::string_view>;
+using Part = std::span<const std::string_view>;
 
-// The elements of a stack, its top last. A copy to walk through would double the memory that a long trace takes.
-const std::deque<std::string>& ElementsOf(const std::stack<std::string>& stack) {
-  struct Open : std::stack<std::string> {
-    static const std::deque<std::string>& of(const std::stack<std::string>& stack) { return stack.*&Open::c; }
-  };
-  return Open::of(stack);
+// The lines of a frame stack.
+std::vector<std::string> FromTopDown(std::stack<std::string> stack) {
+  std::vector<std::string> lines;
+  for (lines.reserve(stack.size()); !stack.empty(); stack.pop()) lines.push_back(std::move(stack.top()));
+  return lines;
+}
+
+// Where a part whose frames are all ignored begins.
+size_t BeginOfNoise(Part part, unsigned long count) {
+  for (size_t level = kIgnoreLevels.size() - 1; level > 0; --level) {
+    for (size_t i = 0; i + count < part.size(); ++i) {
+      if (HoldsAnyOf(part[i], kIgnoreLevels[level])) return i;
+    }
+  }
+  return 0;
+}
+
+Block NamesOf(Part part, unsigned long count) {
+  Block names;
+  for (const std::string_view line : part) {
+    std::string name = FrameName(line);
+    if (StackUtil::IsIgnoreLibrary(name)) continue;
+    if (names.empty()) names.reserve(part.size() + 1);  // and the name of an exception
+    names.push_back(std::move(name));
+  }
+  if (!names.empty()) return names;
+  part = part.subspan(BeginOfNoise(part, count));
+  names.reserve(part.size() + 1);
+  for (const std::string_view line : part) names.push_back(FrameName(line));
+  return names;
+}
+
+// The blocks as StackToMultipart gives them.
+std::list<Block> BlocksOf(const Lines& lines, unsigned long count) {
+  std::list<Block> blocks;
+  size_t end = lines.size();
+  for (size_t i = lines.size(); i > 0; --i) {
+    if (!HoldsAnyOf(lines[i - 1], kCauseMarks)) continue;
+    if (i < end) {
+      blocks.push_back(NamesOf(Part(lines).subspan(i, end - i), count));
+      blocks.back().insert(blocks.back().begin(), StackUtil::MatchExceptionLibrary(std::string(lines[i - 1])));
+    }
+    end = i - 1;
+  }
+  if (end > 0) blocks.push_back(NamesOf(Part(lines).first(end), count));
+  return blocks;
 }
 
 // Cuts the lines to the first `head` and the last `kMaxLines` - `head` ones.
@@ -63,6 +110,15 @@ Block TakeNamingFrames(std::list<Block>& blocks) {
   return {};
 }
 
+// What GetFilterTrace gives.
+std::string Filtered(std::list<Block> blocks, std::vector<std::string>& lines) {
+  static const std::string kLineEnd = "\r\n";
+  std::string text = StringUtil::VectorToString(AccumulateBlocks(blocks), false, kLineEnd);
+  lines = TakeNamingFrames(blocks);
+  if (!text.empty()) text.resize(text.size() - kLineEnd.size());
+  return text;
+}
+
 }  // namespace
 
 void StackUtil::FilterTrace(std::map<std::string, std::string>& result, std::string ignored) {
@@ -77,52 +133,34 @@ void StackUtil::FilterTrace(std::map<std::string, std::string>& result, std::str
 
 std::string StackUtil::GetFilterTrace(const std::string& trace, std::vector<std::string>& lines,
                                       std::string /*ignored*/) {
-  std::stack<std::string> frames;
+  std::string text;
+  Lines views;
+  text.reserve(trace.size());  // so that the views stay good
+  views.reserve(static_cast<size_t>(std::count(trace.begin(), trace.end(), '\n')) + 1);
   for (size_t begin = 0, end = 0; begin < trace.size(); begin = end + 1) {
     end = std::min(trace.find('\n', begin), trace.size());
-    if (end > begin) frames.push(trace.substr(begin, end - begin));
+    if (end == begin) continue;
+    const size_t from = text.size();
+    text.append(trace, begin, end - begin);
+    text.erase(std::remove(text.begin() + static_cast<ptrdiff_t>(from), text.end(), '\t'), text.end());
+    views.emplace_back(text.data() + from, text.size() - from);
   }
-  return GetValidBlock(std::move(frames), lines);
+  return Filtered(BlocksOf(views, kMinIgnored), lines);
 }
 
 std::string StackUtil::GetValidBlock(std::stack<std::string> frames, std::vector<std::string>& lines) {
-  static const std::string kLineEnd = "\r\n";
-  std::list<Block> blocks = StackToMultipart(frames, kMinIgnored);
-  std::string text = StringUtil::VectorToString(AccumulateBlocks(blocks), false, kLineEnd);
-  lines = TakeNamingFrames(blocks);
-  if (!text.empty()) text.resize(text.size() - kLineEnd.size());
-  return text;
+  return Filtered(StackToMultipart(frames, kMinIgnored), lines);
 }
 
 std::list<std::vector<std::string>> StackUtil::StackToMultipart(std::stack<std::string>& frames, unsigned long count) {
-  std::list<Block> blocks;
-  std::stack<std::string> part;
-  for (; !frames.empty(); frames.pop()) {
-    std::string& line = frames.top();
-    std::erase(line, '\t');
-    if (!HasCausedBy(line)) {
-      part.push(std::move(line));
-    } else if (!part.empty()) {
-      blocks.push_back(GetValidStack(count, part));
-      blocks.back().insert(blocks.back().begin(), MatchExceptionLibrary(line));
-      part = {};
-    }
-  }
-  if (!part.empty()) blocks.push_back(GetValidStack(count, part));
-  return blocks;
+  std::vector<std::string> lines = FromTopDown(std::exchange(frames, {}));
+  for (std::string& line : lines) std::erase(line, '\t');
+  return BlocksOf(Lines(lines.rbegin(), lines.rend()), count);
 }
 
 std::vector<std::string> StackUtil::GetValidStack(unsigned long count, std::stack<std::string>& part) {
-  std::vector<std::string> names;
-  const std::deque<std::string>& elements = ElementsOf(part);
-  for (auto line = elements.rbegin(); line != elements.rend(); ++line) {
-    std::string name = GetStackName(*line);
-    if (!IsIgnoreLibrary(name)) names.push_back(std::move(name));
-  }
-  if (!names.empty()) return names;
-  std::stack<std::string> kept;
-  for (MatchIgnoreLibrary(part, kept, count); !kept.empty(); kept.pop()) names.push_back(GetStackName(kept.top()));
-  return names;
+  const std::vector<std::string> lines = FromTopDown(part);
+  return NamesOf(Lines(lines.begin(), lines.end()), count);
 }
 
 std::vector<std::string> StackUtil::GetValidStack(int count, std::stack<std::string> head,
@@ -140,15 +178,8 @@ std::vector<std::string> StackUtil::GetValidStack(int count, std::stack<std::str
 
 void StackUtil::MatchIgnoreLibrary(std::stack<std::string> input, std::stack<std::string>& output,
                                    unsigned long count) {
-  const std::deque<std::string>& elements = ElementsOf(input);
-  for (size_t level = kIgnoreLevels.size() - 1; level > 0; --level) {
-    for (size_t left = elements.size(); left > count; --left) {
-      if (!HoldsAnyOf(elements[left - 1], kIgnoreLevels[level])) continue;
-      while (input.size() > left) input.pop();
-      output = std::move(input);
-      return;
-    }
-  }
+  const std::vector<std::string> lines = FromTopDown(input);
+  for (size_t i = BeginOfNoise(Lines(lines.begin(), lines.end()), count); i > 0; --i) input.pop();
   output = std::move(input);
 }
 

@@ -10,9 +10,7 @@ bool StackUtil::IsCallStack(std::string& /*line*/) {
   return true;
 }
 
-bool StackUtil::HasCausedBy(const std::string& line) {
-  return line.find("Caused by:") != std::string::npos || line.find("Suppressed:") != std::string::npos;
-}
+bool StackUtil::HasCausedBy(const std::string& line) { return HoldsAnyOf(line, kCauseMarks); }
 
 bool StackUtil::HasExceptionList(const std::string& name) {
   return name == kUnmatchedException || std::binary_search(kExceptionNames.begin(), kExceptionNames.end(), name);
@@ -38,16 +36,7 @@ std::stack<std::string> StackUtil::GetStackTop(const std::vector<std::string>& t
   return top;
 }
 
-std::string StackUtil::GetStackName(std::string frame) {
-  for (const auto shape : {JavaFrameInParentheses, JavaFrame, NativeFrameWithOffset, NativeFrame, KernelFrame}) {
-    if (const auto part = shape(frame)) return WithoutInstallSuffix(*part);
-  }
-  const auto part = HyphenLine(frame);
-  if (!part) return WithoutInstallSuffix(frame);
-  const size_t plus = part->rfind('+');
-  if (plus == std::string_view::npos) return "unknown";
-  return WithoutInstallSuffix(std::string(part->substr(0, plus)) + ")");
-}
+std::string StackUtil::GetStackName(std::string frame) { return FrameName(frame); }
 
 bool StackUtil::GetPartial(const std::string& line, const std::string& pattern, std::string& part) {
   Regex regex(pattern);

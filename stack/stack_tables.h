@@ -39,6 +39,9 @@ inline constexpr std::array<std::string_view, 24> kExceptionNames = {
 // The name given to a line that holds none of them.
 inline constexpr std::string_view kUnmatchedException = "UnMatchedException";
 
+// What a line that opens a chained exception holds.
+inline constexpr std::array<std::string_view, 2> kCauseMarks = {"Caused by:", "Suppressed:"};
+
 // Parts of a frame that make it noise. Level 1: contexts and libraries that nearly every stack runs through.
 inline constexpr std::array<std::string_view, 6> kIgnoreLevel1 = {
     "kthread", "libc++.so", "libc.so", "rdr_system_error", "unknown", "watchdog",

@@ -1,6 +1,4 @@
-#include <android-base/properties.h>
 #include <android/log.h>
-#include <json/json.h>
 
 #include <iostream>
 #include <map>
@@ -9,6 +7,7 @@
 
 #include "tools/commands.h"
 #include "tools/input.h"
+#include "tools/json_text.h"
 #include "tools/library_call.h"
 #include "tools/terminal.h"
 #include "tools/utf8.h"
@@ -37,18 +36,14 @@ constexpr char kExample[] =
 void PrintJson(const Result& result) {
   Json::Value root(Json::objectValue);
   for (const auto& [key, value] : result) root[ValidUtf8(key)] = ValidUtf8(value);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::cout << Json::writeString(builder, root) << '\n';
+  std::cout << JsonLine(root) << '\n';
 }
 
 ExitStatus Run(const Options& options) {
   const std::string log = CheckedLogPath(options.log);
   CheckRuleFiles(options.configDir);
-  // Properties are the process's own here, not the device's.
-  if (!options.checkPath) android::base::SetProperty("persist.sys.Kestrix.debug", "true");
-  __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_SILENT);
+  PrepareLibrary(options.checkPath);
+  if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   const AbortBlame blame([&options] { return MatchRuleFile(options.configDir); });
   const Result result = AnalyzeOrEnd(log, options.configDir, options.eventType, nullptr);
   if (options.json) {

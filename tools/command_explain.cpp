@@ -1,6 +1,3 @@
-#include <android-base/properties.h>
-#include <android/log.h>
-
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,6 +6,7 @@
 #include "tools/explain/print_story.h"
 #include "tools/explain/tell_story.h"
 #include "tools/input.h"
+#include "tools/library_call.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -41,9 +39,7 @@ ExitStatus Run(const Options& options) {
   CheckRuleFiles(question.configDir);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
   if (options.line > 0) question.line = options.line;
-  // Properties are the process's own here, not the device's.
-  if (!question.hasPathTests) android::base::SetProperty("persist.sys.Kestrix.debug", "true");
-  __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+  PrepareLibrary(question.hasPathTests);
   const Story story = TellStory(question);
   if (!question.rule.empty() && !HasRule(story, question.rule)) {
     throw InputError("--rule", "no rule " + question.rule + " is run for the event type " + question.eventType);

@@ -7,10 +7,13 @@
 
 #include "analysis/run_observer.h"
 
-// The library is built without exceptions: what it cannot survive ends the process. Here the program then ends with one
-// line that says where.
+// The library is built without exceptions: what it cannot survive ends the process. Here it is said where.
 
-// While it lives, an abort is blamed on what `where` says then: a file, or a place in one, and what was tried there.
+// To be called once before: silences the library and, without `checkPath`, lets its path tests pass.
+void PrepareLibrary(bool checkPath);
+
+// While it lives, the program ends on an abort with one line that blames it on what `where` says then: a file, or a
+// place in one and what was tried there.
 class AbortBlame {
  public:
   explicit AbortBlame(std::function<std::string()> where);
@@ -19,8 +22,12 @@ class AbortBlame {
   AbortBlame& operator=(const AbortBlame&) = delete;
 };
 
-// Kestrix::analysis, told to `observer`, which may be null. Ends the program with one line when a value in the rule
-// files has the wrong type.
+// Kestrix::analysis, told to `observer`, which may be null. Throws a std::exception, after which the process should not
+// go on, for rules that the library stumbles over.
+std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const std::string& configDir,
+                                                  const std::string& eventType, RunObserver* observer);
+
+// The same, but the program ends with one line instead.
 std::map<std::string, std::string> AnalyzeOrEnd(const std::string& log, const std::string& configDir,
                                                 const std::string& eventType, RunObserver* observer);
 

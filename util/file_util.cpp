@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <fstream>
 
 namespace {
 
@@ -14,6 +14,25 @@ constexpr off_t kMaxFileSize = 32 * 1024 * 1024;  // bytes, inclusive
 static_assert(PATH_MAX == 4096, "a path has at most 4095 bytes and the ending zero");
 
 bool HasLegalLength(const std::string& path) { return !path.empty() && path.size() < PATH_MAX; }
+
+// Opening does not wait: for a pipe that nobody writes to that could be for ever. Reading then waits as ever.
+int OpenForReading(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd >= 0) fcntl(fd, F_SETFL, 0);
+  return fd;
+}
+
+// False when reading fails and when there is more than the largest size.
+bool ReadToEnd(int fd, std::string& content) {
+  std::array<char, 4096> chunk{};
+  while (static_cast<off_t>(content.size()) <= kMaxFileSize) {
+    const ssize_t count = read(fd, chunk.data(), chunk.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    content.append(chunk.data(), static_cast<size_t>(count));
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -30,24 +49,16 @@ bool FileUtil::PathToRealPath(const std::string& path, std::string& realPath) {
 }
 
 bool FileUtil::LoadStringFromFile(const std::string& path, std::string& content) {
-  std::ifstream file(path);
-  if (!file.is_open()) return false;
-  file.seekg(0, std::ios::end);
-  if (file.tellg() > kMaxFileSize) return false;
+  const int fd = OpenForReading(path);
+  if (fd < 0) return false;
   // A pipe or device cannot seek and tells no size: it is read as far as it goes, up to the same limit.
-  file.clear();
-  file.seekg(0, std::ios::beg);
-  file.clear();
+  const off_t size = lseek(fd, 0, SEEK_END);
+  lseek(fd, 0, SEEK_SET);
   std::string loaded;
-  std::array<char, 4096> chunk{};
-  do {
-    file.read(chunk.data(), chunk.size());
-    loaded.append(chunk.data(), static_cast<size_t>(file.gcount()));
-    if (static_cast<off_t>(loaded.size()) > kMaxFileSize) return false;
-  } while (file.good());
-  if (file.bad()) return false;
-  content = std::move(loaded);
-  return true;
+  const bool isLoaded = size <= kMaxFileSize && ReadToEnd(fd, loaded);
+  close(fd);
+  if (isLoaded) content = std::move(loaded);
+  return isLoaded;
 }
 
 std::string FileUtil::GetFileNameByFd(int fd) {
@@ -75,7 +86,7 @@ bool FileUtil::LoadStringFromFd(int fd, std::string& content) {
 int FileUtil::GetFileFd(const std::string& path) {
   std::string realPath;
   if (!IsLegalPath(path) || !PathToRealPath(path, realPath)) return -1;
-  return open(realPath.c_str(), O_RDONLY | O_CLOEXEC);
+  return OpenForReading(realPath);
 }
 
 bool FileUtil::ReadFileBuff(const std::string& path, std::stringstream& buffer) {

@@ -35,7 +35,8 @@ class KESTRIX_EXPORT FileUtil {
   // A descriptor that cannot seek is read by its path instead.
   static bool LoadStringFromFd(int fd, std::string& content);
 
-  // Opens a legal path for reading. The descriptor belongs to the caller; -1 on failure.
+  // Opens a legal path for reading. The descriptor belongs to the caller; -1 on failure. A pipe is opened whether
+  // anyone writes to it or not; reading one waits only while somebody may still write.
   static int GetFileFd(const std::string& path);
 
   // Makes the whole file the content of `buffer`, read position at 0; `buffer` stays untouched on failure.

@@ -3,9 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "util/byte_classes.h"
+
 namespace {
 
 using Kind = RegexNode::Kind;
+
+constexpr uint32_t kNoWay = UINT32_MAX;
+constexpr size_t kMaxKept = 1024 * 1024;  // bytes of kept steps and states, about; past that all are forgotten...
+constexpr int kMaxTimesFull = 16;         // ...and after so many times no more are kept
 
 bool IsNullable(const RegexNode& node) {
   switch (node.kind) {
@@ -49,6 +55,21 @@ bool AlwaysSetsGroup(const RegexNode& node) {
 
 bool IsLookAhead(const RegexNode& node) { return node.kind == Kind::kAhead || node.kind == Kind::kNotAhead; }
 
+// Whether the byte behind a place decides if the node takes any text there.
+bool IsDecidedByOneByte(const RegexNode& node) {
+  switch (node.kind) {
+    case Kind::kByte:
+    case Kind::kLineEnd:
+      return true;
+    case Kind::kChoice:
+      return std::all_of(node.parts.begin(), node.parts.end(), IsDecidedByOneByte);
+    case Kind::kSequence:
+      return node.parts.size() == 1 && IsDecidedByOneByte(node.parts[0]);
+    default:
+      return false;
+  }
+}
+
 bool CanSearch(const RegexNode& node) {
   if (node.kind == Kind::kBackReference) return false;
   if (node.kind == Kind::kRepeat) {
@@ -86,20 +107,52 @@ struct RegexMachine::Instruction {
   ByteSet bytes = {};
 };
 
+// How a way goes on over a byte. Its span is that of the way it comes from, but for what begins or ends before the
+// byte.
+struct RegexMachine::Move {
+  uint32_t at;
+  uint32_t source;  // index of a way, or kNoWay for one that begins
+  bool groupBegins = false;
+  bool groupEnds = false;
+};
+
+struct RegexMachine::Step {
+  std::vector<Move> moves = {};
+  bool isMatch = false;
+  Move match = {};
+  State* next = nullptr;  // null when it is not known yet
+};
+
+struct RegexMachine::State {
+  std::vector<std::unique_ptr<Step>> steps;  // per class of bytes, null when it is not made yet
+};
+
+// The ways that are followed, by rank: one that is reached first wins.
+struct RegexMachine::Ways {
+  std::vector<Way> now = {};
+  std::vector<Way> next = {};
+  std::vector<Move> open = {};
+  std::vector<Move> reached = {};
+  Step step = {};
+  std::vector<uint64_t> marks = {};  // per instruction, the round that visited it last
+  uint64_t round = 0;
+};
+
 bool RegexMachine::canSearch(const RegexTree& tree) { return CanSearch(tree.root); }
 
-RegexMachine::RegexMachine(const RegexTree& tree) {
+RegexMachine::RegexMachine(const RegexTree& tree) : main_(std::make_unique<Ways>()), ahead_(std::make_unique<Ways>()) {
   start_ = build(tree.root, add({.type = Instruction::Type::kMatch}));
-  main_.marks.resize(code_.size());
-  ahead_.marks.resize(code_.size());
+  main_->marks.resize(code_.size());
+  ahead_->marks.resize(code_.size());
   findFirstBytes();
+  chooseClasses();
 }
 
 RegexMachine::~RegexMachine() = default;
 
 bool RegexMachine::matchesWhole(std::string_view subject) {
   RegexSpan match;
-  return run(main_, start_, subject, 0, kWhole, match);
+  return run(*main_, start_, subject, 0, kWhole, match);
 }
 
 uint32_t RegexMachine::add(const Instruction& instruction) {
@@ -133,6 +186,7 @@ uint32_t RegexMachine::build(const RegexNode& node, uint32_t next) {
       uint32_t content = 0;
       if (IsLookAhead(node)) {
         isLinear_ = isLinear_ && !Holds(node.parts[0], IsEndless);
+        keepsSteps_ = keepsSteps_ && IsDecidedByOneByte(node.parts[0]);
         content = build(node.parts[0], add({.type = Type::kMatch}));
       }
       return add({.type = Type::kCondition, .next = next, .other = content, .condition = node.kind});
@@ -156,6 +210,21 @@ uint32_t RegexMachine::buildRepeat(const RegexNode& node, uint32_t next) {
   }
   for (int i = 0; i < node.min; ++i) entry = build(body, entry);
   return entry;
+}
+
+void RegexMachine::chooseClasses() {
+  std::unordered_set<ByteSet> sets;
+  for (const Instruction& instruction : code_) {
+    sets.insert(instruction.bytes);
+    hasWordEdge_ =
+        hasWordEdge_ || instruction.condition == Kind::kWordEdge || instruction.condition == Kind::kNoWordEdge;
+  }
+  if (hasWordEdge_) {
+    ByteSet wordBytes;
+    for (size_t b = 0; b < wordBytes.size(); ++b) wordBytes[b] = IsWordByte(static_cast<char>(b));
+    sets.insert(wordBytes);
+  }
+  classCount_ = ChooseByteClasses(sets, classOf_);
 }
 
 void RegexMachine::findFirstBytes() {
@@ -195,64 +264,131 @@ bool RegexMachine::mayBegin(std::string_view subject, size_t pos) const {
 
 bool RegexMachine::run(Ways& ways, uint32_t start, std::string_view subject, size_t from, Mode mode, RegexSpan& match) {
   bool found = false;
+  State* state = nullptr;  // that the ways are in, while it is known
   ways.now.clear();
-  ++ways.round;
   for (size_t pos = from;; ++pos) {
     if (mode == kAnywhere && ways.now.empty() && !found) {
       if (onlyAtStart_ && pos > 0) return false;
+      const size_t idleFrom = pos;
       while (pos < subject.size() && !mayBegin(subject, pos)) ++pos;
-      ++ways.round;  // what was visited at an earlier place was visited for that place
+      if (hasWordEdge_ && pos > idleFrom) state = nullptr;  // what stands before may be another byte
     }
-    if (pos == from || (mode == kAnywhere && !found && mayBegin(subject, pos))) {
-      follow(ways, ways.now, {start, {.begin = pos}}, subject, pos);
+    const auto make = [&](Step& step) {
+      const bool begins = pos == from || (mode == kAnywhere && !found && mayBegin(subject, pos));
+      makeStep(ways, begins ? start : kNoWay, subject, pos, mode, step);
+    };
+    Step* step = &ways.step;
+    // The first step and the last depend on where they are, a kept one on its state and byte only.
+    const bool isKept = mode == kAnywhere && pos > 0 && pos < subject.size() && mayKeepSteps(state);
+    if (isKept) {
+      if (state == nullptr) state = stateOf(ways.now, found, subject[pos - 1]);
+      std::unique_ptr<Step>& known = state->steps[classOf_[static_cast<unsigned char>(subject[pos])]];
+      if (known == nullptr) {
+        known = std::make_unique<Step>();
+        make(*known);
+        keptSize_ += sizeof(Step) + known->moves.size() * sizeof(Move);
+      }
+      step = known.get();
+    } else {
+      make(*step);
     }
-    if (ways.now.empty() && (found || mode != kAnywhere)) return found;
+    if (step->isMatch) {
+      match = spanOf(step->match, ways.now, pos);
+      match.end = pos;
+      found = true;
+    }
     ways.next.clear();
-    ++ways.round;
-    for (const Thread& thread : ways.now) {
-      const Instruction& instruction = code_[thread.at];
-      if (instruction.type == Instruction::Type::kMatch) {
-        if (mode == kWhole && pos < subject.size()) continue;
-        match = thread.span;
-        match.end = pos;
-        found = true;
-        break;  // the ways behind rank lower
-      }
-      if (pos < subject.size() && instruction.bytes[static_cast<unsigned char>(subject[pos])]) {
-        follow(ways, ways.next, {instruction.next, thread.span}, subject, pos + 1);
-      }
-    }
-    if (pos == subject.size()) return found;
+    for (const Move& move : step->moves) ways.next.push_back({move.at, spanOf(move, ways.now, pos)});
     std::swap(ways.now, ways.next);
+    if (pos == subject.size() || (ways.now.empty() && (found || mode != kAnywhere))) return found;
+    if (isKept && step->next == nullptr) step->next = stateOf(ways.now, found, subject[pos]);
+    state = isKept ? step->next : nullptr;
   }
 }
 
-// Adds to `threads` what `thread` leads to without taking a byte.
-void RegexMachine::follow(Ways& ways, std::vector<Thread>& threads, Thread thread, std::string_view subject,
-                          size_t pos) {
+// Follows the ways, and a new one from `start` on, over the byte at `pos`.
+void RegexMachine::makeStep(Ways& ways, uint32_t start, std::string_view subject, size_t pos, Mode mode, Step& step) {
+  step.moves.clear();
+  step.isMatch = false;
+  ways.reached.clear();
+  ++ways.round;
+  for (size_t i = 0; i < ways.now.size(); ++i) {
+    follow(ways, {.at = ways.now[i].at, .source = static_cast<uint32_t>(i)}, subject, pos);
+  }
+  if (start != kNoWay) follow(ways, {.at = start, .source = kNoWay}, subject, pos);
+  ++ways.round;
+  for (const Move& move : ways.reached) {
+    const Instruction& instruction = code_[move.at];
+    if (instruction.type == Instruction::Type::kMatch) {
+      if (mode == kWhole && pos < subject.size()) continue;
+      step.match = move;
+      step.isMatch = true;
+      return;  // the ways behind rank lower
+    }
+    if (pos < subject.size() && instruction.bytes[static_cast<unsigned char>(subject[pos])] &&
+        std::exchange(ways.marks[instruction.next], ways.round) != ways.round) {
+      step.moves.push_back(move);
+      step.moves.back().at = instruction.next;
+    }
+  }
+}
+
+// Adds to what is reached all that `move` leads to without taking a byte.
+void RegexMachine::follow(Ways& ways, Move move, std::string_view subject, size_t pos) {
   using Type = Instruction::Type;
-  ways.open.push_back(thread);
+  ways.open.push_back(move);
   while (!ways.open.empty()) {
-    Thread current = ways.open.back();
+    Move current = ways.open.back();
     ways.open.pop_back();
     while (std::exchange(ways.marks[current.at], ways.round) != ways.round) {
       const Instruction& instruction = code_[current.at];
       if (instruction.type == Type::kByte || instruction.type == Type::kMatch) {
-        threads.push_back(current);
+        ways.reached.push_back(current);
         break;
       }
       if (instruction.type == Type::kSplit) {
-        ways.open.push_back({instruction.other, current.span});
+        ways.open.push_back(current);
+        ways.open.back().at = instruction.other;
       } else if (instruction.type == Type::kGroupBegin) {
-        current.span.groupBegin = pos;
+        current.groupBegins = true;
       } else if (instruction.type == Type::kGroupEnd) {
-        current.span.groupEnd = pos;
+        current.groupEnds = true;
       } else if (!isMet(instruction, subject, pos)) {
         break;
       }
       current.at = instruction.next;
     }
   }
+}
+
+RegexSpan RegexMachine::spanOf(const Move& move, const std::vector<Way>& ways, size_t pos) {
+  RegexSpan span = move.source == kNoWay ? RegexSpan{.begin = pos} : ways[move.source].span;
+  if (move.groupBegins) span.groupBegin = pos;
+  if (move.groupEnds) span.groupEnd = pos;
+  return span;
+}
+
+// False when steps are not worth keeping. Makes room for them; `state` is null when it was among what is gone.
+bool RegexMachine::mayKeepSteps(State*& state) {
+  if (keepsSteps_ && keptSize_ > kMaxKept) {
+    keepsSteps_ = ++timesFull_ < kMaxTimesFull;
+    states_.clear();
+    keptSize_ = 0;
+    state = nullptr;
+  }
+  return keepsSteps_;
+}
+
+// The state of the ways behind the byte `before`.
+RegexMachine::State* RegexMachine::stateOf(const std::vector<Way>& ways, bool found, char before) {
+  std::vector<uint32_t> key = {static_cast<uint32_t>(found), static_cast<uint32_t>(hasWordEdge_ && IsWordByte(before))};
+  for (const Way& way : ways) key.push_back(way.at);
+  const auto [state, isNew] = states_.try_emplace(std::move(key));
+  if (isNew) {
+    state->second.steps.resize(classCount_);
+    keptSize_ += sizeof(State) + state->first.size() * sizeof(uint32_t) + state->second.steps.size() * sizeof(Step*);
+  }
+  return &state->second;
 }
 
 bool RegexMachine::isMet(const Instruction& condition, std::string_view subject, size_t pos) {
@@ -267,7 +403,7 @@ bool RegexMachine::isMet(const Instruction& condition, std::string_view subject,
       return !IsAtWordEdge(subject, pos);
     default: {
       RegexSpan match;
-      return run(ahead_, condition.other, subject, pos, kHere, match) == (condition.condition == Kind::kAhead);
+      return run(*ahead_, condition.other, subject, pos, kHere, match) == (condition.condition == Kind::kAhead);
     }
   }
 }

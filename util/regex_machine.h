@@ -1,8 +1,11 @@
 #ifndef UTIL_REGEX_MACHINE_H
 #define UTIL_REGEX_MACHINE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -21,7 +24,8 @@ struct RegexSpan {
 // Searches for the match that ECMAScript asks for: the leftmost one and, of those, the one that a search which tries
 // earlier branches first, and loops as long (or as short) as they like, comes upon first. All ways are followed at
 // once, byte by byte, each place of the expression at most once per byte: time is at most the expression's size times
-// the subject's length, and memory depends on the expression alone. Not for several threads at once.
+// the subject's length, and memory depends on the expression alone. How the ways go on from a state over a byte is
+// kept, up to a megabyte of it, so that mostly it need only be looked up. Not for several threads at once.
 class RegexMachine {
  public:
   // False for a tree that this machine does not search: with back-references, and where the standard libraries take
@@ -35,7 +39,7 @@ class RegexMachine {
   // True when time is as promised for subjects of any length: no look-ahead looks ahead without bound.
   bool isLinear() const { return isLinear_; }
 
-  bool search(std::string_view subject, RegexSpan& match) { return run(main_, start_, subject, 0, kAnywhere, match); }
+  bool search(std::string_view subject, RegexSpan& match) { return run(*main_, start_, subject, 0, kAnywhere, match); }
 
   // True when the expression takes the whole subject.
   bool matchesWhole(std::string_view subject);
@@ -43,28 +47,30 @@ class RegexMachine {
  private:
   enum Mode { kAnywhere, kHere, kWhole };
   struct Instruction;
-  struct Thread {
+  // A way to go on with the search: the instruction that is next, and what the way has taken so far.
+  struct Way {
     uint32_t at;
     RegexSpan span;
   };
-  // The ways that are followed, by rank: one that is reached first wins.
-  struct Ways {
-    std::vector<Thread> now;
-    std::vector<Thread> next;
-    std::vector<Thread> open;
-    std::vector<uint64_t> marks;  // per instruction, the round that visited it last
-    uint64_t round = 0;
-  };
+  struct Move;
+  struct Step;
+  struct State;
+  struct Ways;
 
   uint32_t add(const Instruction& instruction);
   uint32_t build(const RegexNode& node, uint32_t next);
   uint32_t buildRepeat(const RegexNode& node, uint32_t next);
   void findFirstBytes();
+  void chooseClasses();
   std::vector<uint32_t> reachedFromStart(bool lineStartIsMet) const;
 
   bool mayBegin(std::string_view subject, size_t pos) const;
   bool run(Ways& ways, uint32_t start, std::string_view subject, size_t from, Mode mode, RegexSpan& match);
-  void follow(Ways& ways, std::vector<Thread>& threads, Thread thread, std::string_view subject, size_t pos);
+  void makeStep(Ways& ways, uint32_t start, std::string_view subject, size_t pos, Mode mode, Step& step);
+  void follow(Ways& ways, Move move, std::string_view subject, size_t pos);
+  static RegexSpan spanOf(const Move& move, const std::vector<Way>& ways, size_t pos);
+  bool mayKeepSteps(State*& state);
+  State* stateOf(const std::vector<Way>& ways, bool found, char before);
   bool isMet(const Instruction& condition, std::string_view subject, size_t pos);
 
   std::vector<Instruction> code_;
@@ -72,8 +78,18 @@ class RegexMachine {
   bool isLinear_ = true;
   bool onlyAtStart_ = false;  // every match begins where the subject does
   ByteSet firstBytes_;        // that a match may begin with; all when it may be empty
-  Ways main_;
-  Ways ahead_;  // of a look-ahead, which holds no other
+  bool hasWordEdge_ = false;
+  std::unique_ptr<Ways> main_;
+  std::unique_ptr<Ways> ahead_;  // of a look-ahead, which holds no other
+
+  // Steps from the states that the search has been in. A state is the list of its ways' next instructions, with what
+  // else decides how they go on; only where the ways come from is new each time.
+  bool keepsSteps_ = true;
+  std::array<uint8_t, 256> classOf_{};
+  size_t classCount_ = 0;
+  std::map<std::vector<uint32_t>, State> states_;
+  size_t keptSize_ = 0;
+  int timesFull_ = 0;
 };
 
 #endif  // UTIL_REGEX_MACHINE_H

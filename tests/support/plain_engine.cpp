@@ -5,6 +5,8 @@
 #include <map>
 #include <regex>
 
+#include "tests/support/standard_search.h"
+
 namespace {
 
 bool Holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
@@ -20,13 +22,13 @@ std::vector<std::string> Terms(const std::string& text, const std::string& mark)
   return terms;
 }
 
-const std::regex& Compiled(const std::string& text) {
+std::optional<StandardMatch> Find(const std::string& line, const std::string& text) {
   static std::map<std::string, std::regex> expressions;
-  return expressions.try_emplace(text, text).first->second;
+  return StandardSearch(line, text, expressions.try_emplace(text, text).first->second);
 }
 
 bool KeyWordsMatch(const std::string& line, const std::string& keyWords) {
-  if (keyWords.rfind("@R@", 0) == 0) return std::regex_search(line, Compiled(keyWords.substr(3)));
+  if (keyWords.rfind("@R@", 0) == 0) return Find(line, keyWords.substr(3)).has_value();
   if (Holds(keyWords, "@|@")) {
     const auto terms = Terms(keyWords, "@|@");
     return std::any_of(terms.begin(), terms.end(), [&line](const std::string& term) { return Holds(line, term); });
@@ -105,16 +107,16 @@ bool PlainEngine::takeParams(FeatureRule& rule) {
     const bool isLast = mark != std::string::npos;
     anyLast = anyLast || isLast;
     const std::string pattern = isLast ? param->second.substr(mark + 3) : param->second;
-    std::smatch found;
     const bool isStack = Holds(pattern, "@T@");
-    if (!isStack && !std::regex_search(curLine_, found, Compiled(pattern))) {
+    const auto found = isStack ? StandardMatch{} : Find(curLine_, pattern);
+    if (!found) {
       ++param;
       continue;
     }
     const std::string name = rule.name + "." + param->first;
     const auto old = std::find_if(records_.begin(), records_.end(), [&](const Record& r) { return r.first == name; });
     if (isLast && old != records_.end()) records_.erase(old);
-    records_.push_back({name, {curPosition_, isStack || found.size() < 2 ? "" : found.str(1)}});
+    records_.push_back({name, {curPosition_, found->group}});
     param = !isLast && rule.command == "rules" ? rule.params.erase(param) : std::next(param);
   }
   return !anyLast && rule.params.empty();

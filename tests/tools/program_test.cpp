@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -35,6 +36,7 @@ class Program : public testing::Test {
     dir_.write("log", "got \xff\xc3 \"it\"\n\tat a.B.c(B.java:1)\n\tat a.D.e(D.java:2)\n");
     dir_.write("empty", "");
     std::filesystem::resize_file(dir_.write("big", ""), 32 * 1024 * 1024 + 1);
+    mkfifo(dir_.path("pipe").c_str(), 0600);
     const std::string frame =
         R"({"featureFrame":{"featureId":"F_X_1","dirOrFile":")" + dir_.path() + R"(","subcataLog":"l.g","rules":[)";
     writeRules("rules", frame + R"({"name":"r","keyWords":"got","v_a":"got (.*)$"},
@@ -105,6 +107,8 @@ TEST_F(Program, SaysInOneLineWhatIsWrong) {
       {"analyze log --event Y --config rules", 1, "log: nothing found for the event type Y"},
       {"analyze big --event X --config rules --check-path", 2, "big: is larger than 32 MiB"},
       {"analyze rules --event X --config rules", 2, "rules: is a directory"},
+      {"analyze pipe --event X --config rules", 2, "pipe: is not a regular file"},
+      {"analyze /dev/zero --event X --config rules", 2, "/dev/zero: is not a regular file"},
       {"analyze none --event X --config rules", 2, "none: No such file or directory"},
       {"analyze empty --event X --config none", 2, "none: No such file or directory"},
       {"analyze empty --event X --config half", 2, "half/assemble_rule.json: No such file or directory"},

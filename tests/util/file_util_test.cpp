@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/support/temp_dir.h"
@@ -103,6 +104,19 @@ TEST(Loading, FailureLeavesTheContent) {
   EXPECT_EQ("old", content);
   EXPECT_FALSE(FileUtil::LoadStringFromFd(Fd(dir.write("log", "x"), O_WRONLY).number, content)) << "write only";
   for (const int fd : ends) close(fd);
+}
+
+TEST(Loading, WaitsForNoWriterOfAPipe) {
+  const TempDir dir;
+  const std::string path = dir.path("pipe");
+  ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+  for (const std::string left : {"", "what a writer left"}) {
+    const Fd reader(path, O_RDONLY | O_NONBLOCK);
+    ASSERT_EQ(left.size(), static_cast<size_t>(write(Fd(path, O_WRONLY).number, left.data(), left.size())));
+    std::stringstream buffer("old");
+    EXPECT_TRUE(FileUtil::ReadFileBuff(path, buffer));
+    EXPECT_EQ(left, buffer.str());
+  }
 }
 
 TEST(Loading, EndsAtTheSizeLimitAndClosesItsDescriptor) {

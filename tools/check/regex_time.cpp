@@ -56,6 +56,8 @@ bool TakesTooManySteps(const std::string& text, const std::regex& expression, bo
     wholeText ? std::regex_match(begin, end, match, expression) : std::regex_search(begin, end, match, expression);
   } catch (const TooManySteps&) {
     return true;
+  } catch (const std::regex_error&) {
+    return true;  // LLVM's library gives up by itself
   }
   return false;
 }
@@ -182,6 +184,8 @@ std::optional<std::string> MatchIn(const std::string& line, const std::regex& ex
     }
     return std::string(match[0].first, match[0].second);
   } catch (const TooManySteps&) {
+    return std::nullopt;
+  } catch (const std::regex_error&) {
     return std::nullopt;
   }
 }
