@@ -20,7 +20,4 @@ struct LogRun {
 // expressions end the process.
 TextMap Analyze(const LogRun& run, RunObserver* observer);
 
-// To be called once before: silences the library and, without `checkPath`, lets its path tests pass.
-void PrepareLibrary(bool checkPath);
-
 #endif  // TOOLS_REPLAY_LOG_RUN_H

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "tools/input.h"
+#include "tools/library_call.h"
 #include "tools/replay/progress.h"
 
 namespace {
