@@ -9,6 +9,8 @@
 #include "analysis/line_info.h"
 #include "rules/rule_records.h"
 
+class Analysis;
+
 // What becomes of a line that the scan reads.
 enum class LineFate {
   kExamined,
@@ -31,8 +33,9 @@ class RunObserver {
 
   // --- One run: a feature's rules over a log ---
 
-  // A run begins; it erases from `frame`, and fills variables in it, as it goes on.
-  virtual void onRun(const std::string& featureId, const FeatureFrame& frame) = 0;
+  // A run begins; it erases from `frame`, and fills variables in it, as it goes on. Until its last template is told,
+  // `run` may be asked for its records and how it judges copies of rules.
+  virtual void onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& run) = 0;
 
   // The log cannot be read: the run ends without result.
   virtual void onUnreadableLog() = 0;

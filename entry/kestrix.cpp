@@ -29,8 +29,8 @@ std::map<std::string, std::string> ObservedKestrix::analysis(const std::string& 
   std::map<std::string, FeatureFrame> frames = rule.getMatchRule();
   for (const AssembleEntry& entry : rule.getAssembleRule()) {
     FeatureFrame& frame = frames[entry.featureId];
-    if (observer != nullptr) observer->onRun(entry.featureId, frame);
     Analysis run(getpid(), eventType, &frame, entry.params);
+    if (observer != nullptr) observer->onRun(entry.featureId, frame, run);
     run.observe(observer);
     if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
   }

@@ -1,23 +1,15 @@
-#include <android-base/properties.h>
 #include <android/log.h>
-#include <json/json.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <cstring>
-#include <exception>
-#include <iomanip>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 
-#include "entry/kestrix.h"
 #include "tools/commands.h"
 #include "tools/input.h"
-#include "tools/rule_types.h"
+#include "tools/json_text.h"
+#include "tools/library_call.h"
+#include "tools/terminal.h"
 #include "tools/utf8.h"
 
 namespace {
@@ -39,92 +31,25 @@ constexpr char kExample[] =
     "\n"
     "Exit status: 0 results were found, 1 nothing was found, 2 wrong usage or input that cannot be read.";
 
-// --- Faults inside the library ---
-
-std::string matchRuleFile;  // what an abort is blamed on
-
-// Ends at once: what the library held when it was left cannot be cleaned up. Safe in a signal handler.
-[[noreturn]] void EndWith(const char* file, const char* reason) {
-  for (const char* part : {"kestrix: ", file, ": ", reason, "\n"}) {
-    if (write(STDERR_FILENO, part, strlen(part)) < 0) break;
-  }
-  _exit(kBadInput);
-}
-
-// The standard library aborts, instead of throwing, in code that is built without exceptions.
-void OnAbort(int /*signal*/) {
-  EndWith(matchRuleFile.c_str(), "the analysis was aborted, most likely by an invalid regular expression");
-}
-
-// The JSON library raises an error for a value that cannot be what it is asked to be.
-[[noreturn]] void EndWithWrongType(const Options& options, const char* reason) {
-  std::string file = matchRuleFile;
-  std::string place = WrongTypeInMatchRules(file);
-  if (place.empty()) {
-    file = AssembleRuleFile(options.configDir);
-    place = WrongTypeInAssembleRules(file);
-  }
-  EndWith(file.c_str(), (place + ": a value has the wrong type: " + reason).c_str());
-}
-
-Result Analyze(const Options& options, const std::string& log) {
-  matchRuleFile = MatchRuleFile(options.configDir);
-  std::signal(SIGABRT, OnAbort);
-  try {
-    return Kestrix::analysis(log, options.configDir, options.eventType);
-  } catch (const Json::Exception& error) {
-    EndWithWrongType(options, error.what());
-  } catch (const std::exception& error) {
-    EndWith(matchRuleFile.c_str(), error.what());
-  }
-}
-
 // --- Output ---
-
-// One line without the carriage return and indentation of the log; a control character must not reach the terminal.
-std::string LineForPeople(const std::string& line) {
-  const size_t first = line.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  std::string text = ValidUtf8(line.substr(first, line.find_last_not_of('\r') - first + 1));
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c != '\t' && (c < ' ' || c == 0x7f); }, '?');
-  return text;
-}
-
-void PrintForPeople(const Result& result) {
-  size_t width = 0;
-  for (const auto& [key, value] : result) width = std::max(width, key.size());
-  for (const auto& [key, value] : result) {
-    if (value.find('\n') == std::string::npos) {
-      std::cout << std::left << std::setw(static_cast<int>(width)) << key << "  " << LineForPeople(value) << '\n';
-      continue;
-    }
-    std::cout << key << '\n';
-    std::istringstream lines(value);
-    for (std::string line; std::getline(lines, line);) std::cout << "    " << LineForPeople(line) << '\n';
-  }
-}
 
 void PrintJson(const Result& result) {
   Json::Value root(Json::objectValue);
   for (const auto& [key, value] : result) root[ValidUtf8(key)] = ValidUtf8(value);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  std::cout << Json::writeString(builder, root) << '\n';
+  std::cout << JsonLine(root) << '\n';
 }
 
 ExitStatus Run(const Options& options) {
   const std::string log = CheckedLogPath(options.log);
   CheckRuleFiles(options.configDir);
-  // Properties are the process's own here, not the device's.
-  if (!options.checkPath) android::base::SetProperty("persist.sys.Kestrix.debug", "true");
-  __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_SILENT);
-  const Result result = Analyze(options, log);
+  PrepareLibrary(options.checkPath);
+  if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+  const AbortBlame blame([&options] { return MatchRuleFile(options.configDir); });
+  const Result result = AnalyzeOrEnd(log, options.configDir, options.eventType, nullptr);
   if (options.json) {
     PrintJson(result);
   } else {
-    PrintForPeople(result);
+    PrintResult(result, std::cout);
   }
   if (!result.empty()) return kSuccess;
   std::cerr << "kestrix: " << options.log << ": nothing found for the event type " << options.eventType << '\n';

@@ -10,8 +10,10 @@ enum ExitStatus { kSuccess = 0, kNothingFound = 1, kBadInput = 2 };
 // the table in main.cpp. When the command line names the command, its callback does the work and sets `status`. It
 // throws InputError for input that it cannot work with.
 void AddAnalyze(CLI::App& program, ExitStatus& status);
+void AddBatch(CLI::App& program, ExitStatus& status);
 void AddCheck(CLI::App& program, ExitStatus& status);
 void AddCompletion(CLI::App& program, ExitStatus& status);
+void AddExplain(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
 
 #endif  // TOOLS_COMMANDS_H

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr off_t kMaxLogSize = 32 * 1024 * 1024;  // bytes, the library's limit
-
 std::string ErrnoText() { return std::generic_category().message(errno); }
 
 struct stat StatusOf(const std::string& path) {
@@ -68,6 +66,11 @@ off_t CheckReadableFile(const std::string& path) {
 
 std::string CheckedLogPath(const std::string& path) {
   if (CheckReadableFile(path) > kMaxLogSize) throw InputError(path, "is larger than 32 MiB");
+  return CheckedLogPathOfAnySize(path);
+}
+
+std::string CheckedLogPathOfAnySize(const std::string& path) {
+  CheckReadableFile(path);
   if (path.starts_with('/') && FileUtil::IsLegalPath(path)) return path;
   std::string resolved;
   if (!FileUtil::PathToRealPath(path, resolved)) throw InputError(path, ErrnoText());

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+inline constexpr off_t kMaxLogSize = 32 * 1024 * 1024;  // bytes, the library's limit
+
 // Input that a command cannot work with. The text is one line that names the file first.
 class InputError : public std::runtime_error {
  public:
@@ -18,6 +20,9 @@ off_t CheckReadableFile(const std::string& path);
 // The path to hand to the library for the log at `path`. An absolute path that the library accepts stays as it is,
 // since the rules compare it as text; any other is resolved. Throws InputError when the library could not read the log.
 std::string CheckedLogPath(const std::string& path);
+
+// The same for a log of any size: the library reads none of more than 32 MiB, and finds nothing in it.
+std::string CheckedLogPathOfAnySize(const std::string& path);
 
 // The two rule files of a configuration directory.
 std::string MatchRuleFile(const std::string& configDir);

@@ -8,10 +8,7 @@ namespace {
 using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
-    AddAnalyze,
-    AddCheck,
-    AddCompletion,
-    AddMan,
+    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddExplain, AddMan,
 };
 
 std::string UsageError(const CLI::App* /*program*/, const CLI::Error& error) {

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "rules/rule_file.h"
+#include "tools/input.h"
 #include "util/file_util.h"
 
 namespace {
@@ -100,6 +101,12 @@ std::string PlaceIn(const std::string& path, Found (*find)(const Json::Value& ro
 
 }  // namespace
 
-std::string WrongTypeInMatchRules(const std::string& path) { return PlaceIn(path, InMatchRules); }
-
-std::string WrongTypeInAssembleRules(const std::string& path) { return PlaceIn(path, InAssembleRules); }
+std::string WrongTypeInRules(const std::string& configDir, const std::string& reason) {
+  std::string file = MatchRuleFile(configDir);
+  std::string place = PlaceIn(file, InMatchRules);
+  if (place.empty()) {
+    file = AssembleRuleFile(configDir);
+    place = PlaceIn(file, InAssembleRules);
+  }
+  return file + ": " + place + ": a value has the wrong type: " + reason;
+}

@@ -3,9 +3,13 @@
 
 #include <string>
 
-// Where a file of match rules, or of assemble rules, holds the first value of a type that it cannot be read as, e.g.
-// "Line 3, featureFrame_a.rules[0].num"; empty when there is none. Values that the library never asks for count too.
-std::string WrongTypeInMatchRules(const std::string& path);
-std::string WrongTypeInAssembleRules(const std::string& path);
+// What to say of a run that aborted: the standard library does so, instead of throwing, in code that is built without
+// exceptions.
+inline constexpr char kAnalysisAborted[] = "the analysis was aborted, most likely by an invalid regular expression";
+
+// What to say of a run over the rules in `configDir` that the JSON library ended with an error, since a value cannot be
+// what it is asked to be: where the first such value is, e.g. "rules/match_rule.json: Line 3,
+// featureFrame_a.rules[0].num: a value has the wrong type: <reason>". Values that the library never asks for count too.
+std::string WrongTypeInRules(const std::string& configDir, const std::string& reason);
 
 #endif  // TOOLS_RULE_TYPES_H

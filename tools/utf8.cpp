@@ -24,6 +24,15 @@ size_t CharacterCount(std::string_view text) {
   return count;
 }
 
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const size_t length = CharacterLength(text);
+    if (length == 0) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
 std::string ValidUtf8(std::string_view text) {
   std::string valid;
   while (!text.empty()) {

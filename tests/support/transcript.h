@@ -10,7 +10,7 @@
 struct Transcript : RunObserver {
   std::vector<std::string> lines;
 
-  void onRun(const std::string& id, const FeatureFrame& frame) override {
+  void onRun(const std::string& id, const FeatureFrame& frame, const Analysis& /*run*/) override {
     lines.push_back("run " + id + " of " + std::to_string(frame.rules.size()) + " rules");
   }
   void onUnreadableLog() override { lines.push_back("unreadable"); }

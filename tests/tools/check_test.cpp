@@ -1,55 +1,21 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 
 #include "tests/support/temp_dir.h"
+#include "tests/tools/transcript.h"
 
 namespace {
 
 constexpr char kCases[] = KESTRIX_SOURCE_DIR "/tests/data-check";
 
-std::string Read(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.is_open()) << path;
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Runs a command line that begins with "kestrix" in a folder. Returns all its output and, as "-> 1", its status.
-std::string OutputOf(const std::string& folder, const std::string& commandLine) {
-  const std::string program = std::string(KESTRIX_PROGRAM) + commandLine.substr(std::string("kestrix").size());
-  FILE* pipe = popen(("cd '" + folder + "' && " + program + " 2>&1").c_str(), "r");
-  std::string output;
-  for (char buffer[4096]; fgets(buffer, sizeof buffer, pipe) != nullptr;) output += buffer;
-  return output + "-> " + std::to_string(WEXITSTATUS(pclose(pipe))) + "\n";
-}
-
-// Each block of the transcript is a command line, what it prints and its status.
-TEST(Check, PrintsWhatTheTranscriptHolds) {
-  std::istringstream transcript(Read(std::string(kCases) + "/expected.txt"));
-  std::string commandLine;
-  std::string expected;
-  int count = 0;
-  for (std::string line; std::getline(transcript, line);) {
-    if (line.starts_with("$ ")) {
-      commandLine = line.substr(2);
-      expected.clear();
-      continue;
-    }
-    expected += line + "\n";
-    if (!line.starts_with("-> ")) continue;
-    EXPECT_EQ(expected, OutputOf(kCases, commandLine)) << commandLine;
-    ++count;
-  }
-  EXPECT_GT(count, 100);
-}
+TEST(Check, PrintsWhatTheTranscriptHolds) { EXPECT_GT(ExpectTranscript(kCases), 100); }
 
 TEST(Check, HasACaseForEachCode) {
-  const std::string transcript = Read(std::string(kCases) + "/expected.txt");
+  const std::string transcript = ReadFile(std::string(kCases) + "/expected.txt");
   std::istringstream codes(OutputOf(kCases, "kestrix check --print codes"));
   int count = 0;
   for (std::string line; std::getline(codes, line);) {
@@ -65,7 +31,7 @@ TEST(Check, FindsNothingInTheExamples) {
 }
 
 TEST(Check, ReadsAnyBytesWithoutHarm) {
-  const std::string rules = Read(KESTRIX_SOURCE_DIR "/examples/rules/match_rule.json");
+  const std::string rules = ReadFile(KESTRIX_SOURCE_DIR "/examples/rules/match_rule.json");
   const TempDir dir;
   for (size_t i = 0; i < 60; ++i) {
     std::string broken = rules;
@@ -91,7 +57,7 @@ TEST(Check, CommittedFilesAreUpToDate) {
       {"assemble-schema", "docs/schema/assemble_rule.schema.json"},
   };
   for (const auto& [what, file] : kFiles) {
-    EXPECT_EQ(Read(std::string(KESTRIX_SOURCE_DIR "/") + file) + "-> 0\n",
+    EXPECT_EQ(ReadFile(std::string(KESTRIX_SOURCE_DIR "/") + file) + "-> 0\n",
               OutputOf(KESTRIX_SOURCE_DIR, std::string("kestrix check --print ") + what))
         << "kestrix check --print " << what << " > " << file;
   }

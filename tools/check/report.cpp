@@ -8,6 +8,7 @@
 #include <map>
 #include <ostream>
 
+#include "tools/terminal.h"
 #include "tools/utf8.h"
 
 namespace {
@@ -130,8 +131,8 @@ size_t CountOf(const std::vector<Finding>& findings, Severity severity) {
 }
 
 void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostream& out) {
-  const auto paint = [inColour](const char* colour, std::string_view text) {
-    return inColour ? "\x1b[" + std::string(colour) + "m" + std::string(text) + "\x1b[0m" : std::string(text);
+  const auto paint = [inColour](std::string_view colour, std::string_view text) {
+    return Painted(inColour, colour, text);
   };
   LinesOfFiles files;
   for (const Finding& finding : findings) {

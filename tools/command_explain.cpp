@@ -1,0 +1,81 @@
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "tools/commands.h"
+#include "tools/explain/print_story.h"
+#include "tools/explain/tell_story.h"
+#include "tools/input.h"
+#include "tools/library_call.h"
+#include "tools/terminal.h"
+
+namespace {
+
+struct Options {
+  Question question;
+  std::string log;
+  size_t line = 0;
+  std::string format = "text";
+};
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix explain crash.txt --config rules --event java_crash --rule process\n"
+    "\n"
+    "Exit status: 0 results were found, 1 nothing was found, 2 wrong usage or input that cannot be read.";
+
+bool HasRule(const Story& story, const std::string& name) {
+  for (const RunStory& run : story.runs) {
+    for (const RuleStory& rule : run.rules) {
+      if (rule.name == name) return true;
+    }
+  }
+  return false;
+}
+
+ExitStatus Run(const Options& options) {
+  Question question = options.question;
+  question.logPath = CheckedLogPathOfAnySize(options.log);
+  CheckRuleFiles(question.configDir);
+  while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
+  if (options.line > 0) question.line = options.line;
+  PrepareLibrary(question.hasPathTests);
+  const Story story = TellStory(question);
+  if (!question.rule.empty() && !HasRule(story, question.rule)) {
+    throw InputError("--rule", "no rule " + question.rule + " is run for the event type " + question.eventType);
+  }
+  if (options.format == "json") {
+    PrintStoryAsJson(story, std::cout);
+  } else {
+    PrintStoryAsText(story, OutputTakesColours(), std::cout);
+  }
+  for (const std::string& fault : story.faults) std::cerr << "kestrix: internal error: " << fault << '\n';
+  if (!story.faults.empty()) return kBadInput;
+  return story.result.empty() ? kNothingFound : kSuccess;
+}
+
+}  // namespace
+
+void AddExplain(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("explain", "Tell how the results of a log come about, or why they do not");
+  const auto options = std::make_shared<Options>();
+  command->add_option("LOG", options->log, "The log file, of at most 32 MiB")->required();
+  command->add_option("--config", options->question.configDir, "Directory of match_rule.json and assemble_rule.json")
+      ->type_name("DIR")
+      ->required();
+  command->add_option("--event", options->question.eventType, "Event type whose rules apply")
+      ->type_name("TYPE")
+      ->required();
+  command->add_option("--line", options->line, "Tell how each rule fared on this line of the log")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--rule", options->question.rule, "Tell how this rule fared, on all lines or on that of --line")
+      ->type_name("NAME");
+  command->add_option("--format", options->format, "How to tell it")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->add_flag("--check-path", options->question.hasPathTests,
+                    "Apply the rules' path tests as on the device; by default every path passes");
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

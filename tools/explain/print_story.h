@@ -1,0 +1,14 @@
+#ifndef TOOLS_EXPLAIN_PRINT_STORY_H
+#define TOOLS_EXPLAIN_PRINT_STORY_H
+
+#include <iosfwd>
+
+#include "tools/explain/story.h"
+
+// For people: the outcome first, then how it came about. With a line or a rule to answer for, the answer alone.
+void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out);
+
+// One JSON object with all of it.
+void PrintStoryAsJson(const Story& story, std::ostream& out);
+
+#endif  // TOOLS_EXPLAIN_PRINT_STORY_H

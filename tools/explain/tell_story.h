@@ -1,0 +1,24 @@
+#ifndef TOOLS_EXPLAIN_TELL_STORY_H
+#define TOOLS_EXPLAIN_TELL_STORY_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "tools/explain/story.h"
+
+// What the user wants to know.
+struct Question {
+  std::string logPath;  // as the library is to see it
+  std::string configDir;
+  std::string eventType;
+  bool hasPathTests = false;   // as on the device; otherwise every path passes
+  std::optional<size_t> line;  // from 1
+  std::string rule;            // a name; empty for all
+};
+
+// Calls the library and writes down all that it does. Ends the program with one line when the library would end the
+// device's process. Throws InputError for rule files that cannot be read.
+Story TellStory(const Question& question);
+
+#endif  // TOOLS_EXPLAIN_TELL_STORY_H

@@ -1,0 +1,18 @@
+#ifndef TOOLS_JSON_TEXT_H
+#define TOOLS_JSON_TEXT_H
+
+#include <json/json.h>
+
+#include <string>
+#include <string_view>
+
+// `value` on one line, in UTF-8 and without a line end.
+std::string JsonLine(const Json::Value& value);
+
+// `text` as a JSON string; bytes that are no UTF-8 become U+FFFD.
+std::string JsonString(std::string_view text);
+
+// False when `text` is not one JSON object, and nothing else.
+bool ReadJsonObject(const std::string& text, Json::Value& root);
+
+#endif  // TOOLS_JSON_TEXT_H

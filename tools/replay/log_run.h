@@ -1,0 +1,23 @@
+#ifndef TOOLS_REPLAY_LOG_RUN_H
+#define TOOLS_REPLAY_LOG_RUN_H
+
+#include <map>
+#include <string>
+
+#include "analysis/run_observer.h"
+#include "tools/replay/log_list.h"
+
+using TextMap = std::map<std::string, std::string>;
+
+// A log under the rules of a directory.
+struct LogRun {
+  LogEntry log;
+  std::string config;
+};
+
+// The library's results, made UTF-8; `observer` may be null. Throws InputError for a log that cannot be read, and
+// another std::exception, after which the process should not go on, for rules that the library stumbles over. Invalid
+// expressions end the process.
+TextMap Analyze(const LogRun& run, RunObserver* observer);
+
+#endif  // TOOLS_REPLAY_LOG_RUN_H
