@@ -14,6 +14,7 @@ void AddBatch(CLI::App& program, ExitStatus& status);
 void AddCheck(CLI::App& program, ExitStatus& status);
 void AddCompletion(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
+void AddGroups(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
 
 #endif  // TOOLS_COMMANDS_H

@@ -104,7 +104,8 @@ struct RegexMachine::Instruction {
   uint32_t next = 0;   // the preferred way of a split
   uint32_t other = 0;  // the other way of a split; where the content of a look-ahead begins
   Kind condition = Kind::kLineStart;
-  ByteSet bytes = {};
+  ByteSet bytes = {};     // that may be taken; of a look-ahead, that its content may begin with
+  bool looksFar = false;  // more than the next byte may decide about the look-ahead
 };
 
 // How a way goes on over a byte. Its span is that of the way it comes from, but for what begins or ends before the
@@ -134,6 +135,7 @@ struct RegexMachine::Ways {
   std::vector<Move> open = {};
   std::vector<Move> reached = {};
   Step step = {};
+  bool lookedFar = false;            // the step depends on more than its state and byte
   std::vector<uint64_t> marks = {};  // per instruction, the round that visited it last
   uint64_t round = 0;
 };
@@ -144,7 +146,8 @@ RegexMachine::RegexMachine(const RegexTree& tree) : main_(std::make_unique<Ways>
   start_ = build(tree.root, add({.type = Instruction::Type::kMatch}));
   main_->marks.resize(code_.size());
   ahead_->marks.resize(code_.size());
-  findFirstBytes();
+  onlyAtStart_ = reachedFrom(start_, false).empty();
+  firstBytes_ = firstBytesFrom(start_);
   chooseClasses();
 }
 
@@ -183,13 +186,15 @@ uint32_t RegexMachine::build(const RegexNode& node, uint32_t next) {
       return add({.type = Type::kGroupBegin, .next = content});
     }
     default: {
-      uint32_t content = 0;
-      if (IsLookAhead(node)) {
-        isLinear_ = isLinear_ && !Holds(node.parts[0], IsEndless);
-        keepsSteps_ = keepsSteps_ && IsDecidedByOneByte(node.parts[0]);
-        content = build(node.parts[0], add({.type = Type::kMatch}));
-      }
-      return add({.type = Type::kCondition, .next = next, .other = content, .condition = node.kind});
+      if (!IsLookAhead(node)) return add({.type = Type::kCondition, .next = next, .condition = node.kind});
+      isLinear_ = isLinear_ && !Holds(node.parts[0], IsEndless);
+      const uint32_t content = build(node.parts[0], add({.type = Type::kMatch}));
+      return add({.type = Type::kCondition,
+                  .next = next,
+                  .other = content,
+                  .condition = node.kind,
+                  .bytes = firstBytesFrom(content),
+                  .looksFar = !IsDecidedByOneByte(node.parts[0])});
     }
   }
 }
@@ -227,19 +232,21 @@ void RegexMachine::chooseClasses() {
   classCount_ = ChooseByteClasses(sets, classOf_);
 }
 
-void RegexMachine::findFirstBytes() {
-  onlyAtStart_ = reachedFromStart(false).empty();
-  for (const uint32_t at : reachedFromStart(true)) {
-    if (code_[at].type == Instruction::Type::kMatch) firstBytes_.set();
-    firstBytes_ |= code_[at].bytes;
+// What a match from `start` on may begin with; all when it may be empty.
+ByteSet RegexMachine::firstBytesFrom(uint32_t start) const {
+  ByteSet bytes;
+  for (const uint32_t at : reachedFrom(start, true)) {
+    if (code_[at].type == Instruction::Type::kMatch) bytes.set();
+    bytes |= code_[at].bytes;
   }
+  return bytes;
 }
 
 // What takes the first byte or ends the match, every condition but "^" met.
-std::vector<uint32_t> RegexMachine::reachedFromStart(bool lineStartIsMet) const {
+std::vector<uint32_t> RegexMachine::reachedFrom(uint32_t start, bool lineStartIsMet) const {
   std::vector<uint32_t> reached;
   std::vector<bool> known(code_.size());
-  std::vector<uint32_t> open = {start_};
+  std::vector<uint32_t> open = {start};
   while (!open.empty()) {
     const uint32_t at = open.back();
     open.pop_back();
@@ -279,16 +286,16 @@ bool RegexMachine::run(Ways& ways, uint32_t start, std::string_view subject, siz
     };
     Step* step = &ways.step;
     // The first step and the last depend on where they are, a kept one on its state and byte only.
-    const bool isKept = mode == kAnywhere && pos > 0 && pos < subject.size() && mayKeepSteps(state);
+    bool isKept = mode == kAnywhere && pos > 0 && pos < subject.size() && mayKeepSteps(state);
     if (isKept) {
       if (state == nullptr) state = stateOf(ways.now, found, subject[pos - 1]);
       std::unique_ptr<Step>& known = state->steps[classOf_[static_cast<unsigned char>(subject[pos])]];
       if (known == nullptr) {
-        known = std::make_unique<Step>();
-        make(*known);
-        keptSize_ += sizeof(Step) + known->moves.size() * sizeof(Move);
+        make(*step);
+        isKept = !ways.lookedFar;
+        if (isKept) known = keptCopy(*step);
       }
-      step = known.get();
+      if (isKept) step = known.get();
     } else {
       make(*step);
     }
@@ -310,6 +317,7 @@ bool RegexMachine::run(Ways& ways, uint32_t start, std::string_view subject, siz
 void RegexMachine::makeStep(Ways& ways, uint32_t start, std::string_view subject, size_t pos, Mode mode, Step& step) {
   step.moves.clear();
   step.isMatch = false;
+  ways.lookedFar = false;
   ways.reached.clear();
   ++ways.round;
   for (size_t i = 0; i < ways.now.size(); ++i) {
@@ -353,7 +361,7 @@ void RegexMachine::follow(Ways& ways, Move move, std::string_view subject, size_
         current.groupBegins = true;
       } else if (instruction.type == Type::kGroupEnd) {
         current.groupEnds = true;
-      } else if (!isMet(instruction, subject, pos)) {
+      } else if (!isMet(ways, instruction, subject, pos)) {
         break;
       }
       current.at = instruction.next;
@@ -379,6 +387,11 @@ bool RegexMachine::mayKeepSteps(State*& state) {
   return keepsSteps_;
 }
 
+std::unique_ptr<RegexMachine::Step> RegexMachine::keptCopy(const Step& step) {
+  keptSize_ += sizeof(Step) + step.moves.size() * sizeof(Move);
+  return std::make_unique<Step>(step);
+}
+
 // The state of the ways behind the byte `before`.
 RegexMachine::State* RegexMachine::stateOf(const std::vector<Way>& ways, bool found, char before) {
   std::vector<uint32_t> key = {static_cast<uint32_t>(found), static_cast<uint32_t>(hasWordEdge_ && IsWordByte(before))};
@@ -391,7 +404,7 @@ RegexMachine::State* RegexMachine::stateOf(const std::vector<Way>& ways, bool fo
   return &state->second;
 }
 
-bool RegexMachine::isMet(const Instruction& condition, std::string_view subject, size_t pos) {
+bool RegexMachine::isMet(Ways& ways, const Instruction& condition, std::string_view subject, size_t pos) {
   switch (condition.condition) {
     case Kind::kLineStart:
       return pos == 0;
@@ -402,8 +415,11 @@ bool RegexMachine::isMet(const Instruction& condition, std::string_view subject,
     case Kind::kNoWordEdge:
       return !IsAtWordEdge(subject, pos);
     default: {
+      const bool isWanted = condition.condition == Kind::kAhead;
+      if (pos < subject.size() && !condition.bytes[static_cast<unsigned char>(subject[pos])]) return !isWanted;
+      ways.lookedFar = ways.lookedFar || condition.looksFar;
       RegexSpan match;
-      return run(*ahead_, condition.other, subject, pos, kHere, match) == (condition.condition == Kind::kAhead);
+      return run(*ahead_, condition.other, subject, pos, kHere, match) == isWanted;
     }
   }
 }

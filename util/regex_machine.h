@@ -60,9 +60,9 @@ class RegexMachine {
   uint32_t add(const Instruction& instruction);
   uint32_t build(const RegexNode& node, uint32_t next);
   uint32_t buildRepeat(const RegexNode& node, uint32_t next);
-  void findFirstBytes();
+  ByteSet firstBytesFrom(uint32_t start) const;
   void chooseClasses();
-  std::vector<uint32_t> reachedFromStart(bool lineStartIsMet) const;
+  std::vector<uint32_t> reachedFrom(uint32_t start, bool lineStartIsMet) const;
 
   bool mayBegin(std::string_view subject, size_t pos) const;
   bool run(Ways& ways, uint32_t start, std::string_view subject, size_t from, Mode mode, RegexSpan& match);
@@ -70,8 +70,9 @@ class RegexMachine {
   void follow(Ways& ways, Move move, std::string_view subject, size_t pos);
   static RegexSpan spanOf(const Move& move, const std::vector<Way>& ways, size_t pos);
   bool mayKeepSteps(State*& state);
+  std::unique_ptr<Step> keptCopy(const Step& step);
   State* stateOf(const std::vector<Way>& ways, bool found, char before);
-  bool isMet(const Instruction& condition, std::string_view subject, size_t pos);
+  bool isMet(Ways& ways, const Instruction& condition, std::string_view subject, size_t pos);
 
   std::vector<Instruction> code_;
   uint32_t start_ = 0;

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/temp_dir.h"
 #include "tests/tools/transcript.h"
 
 namespace {
@@ -31,19 +32,18 @@ TEST(Check, FindsNothingInTheExamples) {
 
 TEST(Check, ReadsAnyBytesWithoutHarm) {
   const std::string rules = ReadFile(KESTRIX_SOURCE_DIR "/examples/rules/match_rule.json");
-  const std::string path = testing::TempDir() + "kestrix_check_bytes.json";
+  const TempDir dir;
   for (size_t i = 0; i < 60; ++i) {
     std::string broken = rules;
     const size_t place = i * 7919 % rules.size();
     if (i % 3 == 0) broken.resize(place);
     if (i % 3 == 1) broken[place] = static_cast<char>(i * 37);
     if (i % 3 == 2) broken.insert(place, std::string("\"\\{[,") + static_cast<char>(0x80 + i) + '\0');
-    std::ofstream(path, std::ios::binary) << broken;
+    const std::string path = dir.write("match_rule.json", broken);
     const std::string output =
         OutputOf(KESTRIX_SOURCE_DIR, "kestrix check " + path + " examples/rules/assemble_rule.json");
     EXPECT_TRUE(output.ends_with("-> 0\n") || output.ends_with("-> 1\n")) << i << "\n" << output;
   }
-  std::remove(path.c_str());
 }
 
 // What is generated is committed too, for readers and editors.
