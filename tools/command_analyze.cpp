@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "entry/kestrix.h"
 #include "tools/commands.h"
 #include "tools/input.h"
 #include "tools/json_text.h"
@@ -44,8 +45,10 @@ ExitStatus Run(const Options& options) {
   CheckRuleFiles(options.configDir);
   PrepareLibrary(options.checkPath);
   if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-  const AbortBlame blame([&options] { return MatchRuleFile(options.configDir); });
-  const Result result = AnalyzeOrEnd(log, options.configDir, options.eventType, nullptr);
+  Result result;
+  CallOrEnd(
+      options.configDir, [&] { result = Kestrix::analysis(log, options.configDir, options.eventType); },
+      [&options] { return MatchRuleFile(options.configDir); });
   if (options.json) {
     PrintJson(result);
   } else {

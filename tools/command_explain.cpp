@@ -13,7 +13,6 @@ namespace {
 
 struct Options {
   Question question;
-  std::string log;
   size_t line = 0;
   std::string format = "text";
 };
@@ -35,7 +34,7 @@ bool HasRule(const Story& story, const std::string& name) {
 
 ExitStatus Run(const Options& options) {
   Question question = options.question;
-  question.logPath = CheckedLogPathOfAnySize(options.log);
+  CheckReadableFile(question.logName);
   CheckRuleFiles(question.configDir);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
   if (options.line > 0) question.line = options.line;
@@ -59,7 +58,7 @@ ExitStatus Run(const Options& options) {
 void AddExplain(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("explain", "Tell how the results of a log come about, or why they do not");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->log, "The log file, of at most 32 MiB")->required();
+  command->add_option("LOG", options->question.logName, "The log file, of at most 32 MiB")->required();
   command->add_option("--config", options->question.configDir, "Directory of match_rule.json and assemble_rule.json")
       ->type_name("DIR")
       ->required();

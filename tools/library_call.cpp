@@ -28,7 +28,8 @@ std::function<std::string()> abortPlace;
   _exit(kBadInput);
 }
 
-// The abort comes on this thread and between the calls of an observer, so what the place is made from is whole.
+// Where the standard library aborts instead of throwing, it does so on this thread and between the calls of an
+// observer: what the place is made from is whole.
 void OnAbort(int /*signal*/) { EndWith(abortPlace() + ": " + kAnalysisAborted); }
 
 }  // namespace
@@ -39,12 +40,18 @@ void PrepareLibrary(bool checkPath) {
   __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
 }
 
-AbortBlame::AbortBlame(std::function<std::string()> where) {
+void CallOrEnd(const std::string& configDir, const std::function<void()>& call, std::function<std::string()> where) {
   abortPlace = std::move(where);
   std::signal(SIGABRT, OnAbort);
+  try {
+    call();
+  } catch (const Json::Exception& error) {
+    EndWith(WrongTypeInRules(configDir, error.what()));
+  } catch (const std::exception& error) {
+    EndWith(abortPlace() + ": " + error.what());
+  }
+  std::signal(SIGABRT, SIG_DFL);
 }
-
-AbortBlame::~AbortBlame() { std::signal(SIGABRT, SIG_DFL); }
 
 std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const std::string& configDir,
                                                   const std::string& eventType, RunObserver* observer) {
@@ -54,14 +61,5 @@ std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const 
     throw std::runtime_error(WrongTypeInRules(configDir, error.what()));
   } catch (const std::exception& error) {
     throw std::runtime_error(MatchRuleFile(configDir) + ": " + error.what());
-  }
-}
-
-std::map<std::string, std::string> AnalyzeOrEnd(const std::string& log, const std::string& configDir,
-                                                const std::string& eventType, RunObserver* observer) {
-  try {
-    return AnalyzeOrThrow(log, configDir, eventType, observer);
-  } catch (const std::exception& error) {
-    EndWith(error.what());
   }
 }

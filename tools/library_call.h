@@ -7,28 +7,17 @@
 
 #include "analysis/run_observer.h"
 
-// The library is built without exceptions: what it cannot survive ends the process. Here it is said where.
-
 // To be called once before: silences the library and, without `checkPath`, lets its path tests pass.
 void PrepareLibrary(bool checkPath);
 
-// While it lives, the program ends on an abort with one line that blames it on what `where` says then: a file, or a
-// place in one and what was tried there.
-class AbortBlame {
- public:
-  explicit AbortBlame(std::function<std::string()> where);
-  ~AbortBlame();
-  AbortBlame(const AbortBlame&) = delete;
-  AbortBlame& operator=(const AbortBlame&) = delete;
-};
+// Runs `call`, which enters the library. When the library comes upon rules over which it would end the device's
+// process, the program ends with one line that begins with `where()`: a rule file, or a place in one and what was tried
+// there.
+void CallOrEnd(const std::string& configDir, const std::function<void()>& call, std::function<std::string()> where);
 
 // Kestrix::analysis, told to `observer`, which may be null. Throws a std::exception, after which the process should not
 // go on, for rules that the library stumbles over.
 std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const std::string& configDir,
                                                   const std::string& eventType, RunObserver* observer);
-
-// The same, but the program ends with one line instead.
-std::map<std::string, std::string> AnalyzeOrEnd(const std::string& log, const std::string& configDir,
-                                                const std::string& eventType, RunObserver* observer);
 
 #endif  // TOOLS_LIBRARY_CALL_H

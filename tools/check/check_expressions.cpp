@@ -218,7 +218,7 @@ class ExpressionCheck {
 
   void addSlow(const SlowInput& slow, Span span) {
     findings_.add(Code::kRegexExponential, model_.matchFile, span,
-                  "this can take exponential time, for example on " + Quoted(slow.before) + ", " +
+                  "std::regex can take exponential time for this, for example on " + Quoted(slow.before) + ", " +
                       std::to_string(slow.count) + " times " + Quoted(slow.repeated) + " and then " +
                       Quoted(slow.after));
   }

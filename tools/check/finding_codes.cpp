@@ -144,11 +144,13 @@ constexpr FindingCode kCodes[] = {
      "The C++ library of this machine takes the expression, the device's does not, and an expression that does not "
      "compile ends the device process.",
      "\"v_list\": \"ids: (.*)}\"", "\"v_list\": \"ids: (.*)\\\\}\""},
-    {Code::kRegexExponential, "regex-exponential", kWarning, "an expression that can take exponential time",
-     "Where a repeated part can be divided into repetitions in several ways, a line that does not match is tried in "
-     "each of them: the time doubles with every few bytes. The input that is named was tried out. The library turns "
-     "most lines that cannot match away before that, but not all, and not for stacks. Let each byte have one place "
-     "where it can belong.",
+    {Code::kRegexExponential, "regex-exponential", kWarning,
+     "an expression that can take exponential time in std::regex",
+     "Where a repeated part can be divided into repetitions in several ways, an engine that goes back tries a line "
+     "that does not match in each of them: the time doubles with every few bytes. The input that is named was tried "
+     "out with std::regex. The library searches portable expressions with a machine of its own that takes linear "
+     "time, and leaves the others to std::regex: such an expression is one edit away from that. Let each byte have "
+     "one place where it can belong.",
      "\"v_path\": \"^((?:/?\\\\w+)+)!\"", "\"v_path\": \"^((?:/?\\\\w+)(?:/\\\\w+)*)!\""},
     {Code::kParamWithoutGroup, "param-without-group", kWarning, "a parameter that takes nothing from the line",
      "A parameter's value is what the first capture group of its expression takes. Without a group the record is made "

@@ -41,7 +41,7 @@ class RunWriter {
     Json::Value node;
     node["featureId"] = Text(run_.featureId);
     node["place"] = PlaceNode(run_.place);
-    node["log"] = Text(run_.logPath);
+    node["log"] = Text(run_.logPath == story_.logPath ? story_.logName : run_.logPath);
     node["isReadable"] = run_.isReadable;
     node["skip"] = run_.skip;
     for (const LineFate fate : {LineFate::kExamined, LineFate::kOverlong, LineFate::kIndented, LineFate::kSpanned}) {
@@ -214,7 +214,7 @@ Json::Value StackNode(const StackStory& stack) {
 
 void PrintStoryAsJson(const Story& story, std::ostream& out) {
   Json::Value root;
-  root["log"] = Text(story.logPath);
+  root["log"] = Text(story.logName);
   root["config"] = Text(story.configDir);
   root["event"] = Text(story.eventType);
   root["result"] = TextMap(story.result);

@@ -87,7 +87,9 @@ std::string KeyWordDistance::why(const std::string& line) {
     return why;
   }
   const auto part = [&](const std::string& term) {
-    return found.score.bytes == 0 ? "" : "; the line holds " + Quoted(term.substr(0, found.score.bytes)) + " of it";
+    return found.score.bytes == 0
+               ? ""
+               : "; the line holds " + Quoted(term.substr(0, found.score.bytes)) + " of " + Quoted(term);
   };
   if (isAnd_) {
     if (found.score.terms >= terms_.size()) return "";
@@ -98,7 +100,11 @@ std::string KeyWordDistance::why(const std::string& line) {
     return why + part(term);
   }
   if (terms_.size() == 1) return Quoted(terms_[0]) + " is missing" + part(terms_[0]);
-  return "none of the " + std::to_string(terms_.size()) + " terms is there";
+  std::string why = "none of the " + std::to_string(terms_.size()) + " terms is there";
+  for (size_t i = 0; i < terms_.size() && found.score.bytes > 0; ++i) {
+    if (holdsStep(line, i, found.score.bytes, 0)) return why + part(terms_[i]);
+  }
+  return why;
 }
 
 // The terms are looked for as the library does it.

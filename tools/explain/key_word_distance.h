@@ -1,12 +1,11 @@
 #ifndef TOOLS_EXPLAIN_KEY_WORD_DISTANCE_H
 #define TOOLS_EXPLAIN_KEY_WORD_DISTANCE_H
 
-#include <compare>
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "analysis/expression.h"
@@ -19,7 +18,7 @@ class KeyWordDistance {
     size_t terms = 0;  // that are found, in order, when all have to be
     size_t bytes = 0;  // of the beginning of the next one, or of any one, that are found
 
-    auto operator<=>(const Score&) const = default;
+    bool operator<(const Score& other) const { return std::tie(terms, bytes) < std::tie(other.terms, other.bytes); }
   };
 
   explicit KeyWordDistance(const std::string& keyWords);

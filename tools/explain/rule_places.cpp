@@ -5,11 +5,11 @@
 
 namespace {
 
-bool AreEqual(const FeatureRule& a, const FeatureRule& b) {
-  const auto key = [](const FeatureRule& rule) {
-    return std::tie(rule.num, rule.name, rule.depend, rule.keyWords, rule.command, rule.params);
+bool IsLoadedAs(const PlacedRule& placed, const FeatureRule& rule) {
+  const auto key = [](const FeatureRule& any) {
+    return std::tie(any.name, any.depend, any.keyWords, any.command, any.params);
   };
-  return key(a) == key(b);
+  return !placed.isRefused && key(placed.record) == key(rule);
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ std::vector<FilePlace> RulePlaces::ofRules(const PlacedEntry& entry, const std::
     places.push_back({model_.matchFile.path, 0});
     for (size_t i = 0; i < entry.rules.size(); ++i) {
       const PlacedRule& placed = entry.rules[(next + i) % entry.rules.size()];
-      if (!AreEqual(placed.record, rule)) continue;
+      if (!IsLoadedAs(placed, rule)) continue;
       places.back() = inMatchFile(placed.span);
       next += i + 1;
       break;

@@ -1,6 +1,7 @@
 #include "tools/explain/run_teller.h"
 
 #include <algorithm>
+#include <set>
 
 #include "analysis/param_marks.h"
 #include "tools/check/rule_texts.h"
@@ -194,12 +195,12 @@ void RunTeller::note(size_t index, VerdictKind kind, std::optional<Nearness> nea
   }
   Live& live = live_[index];
   if (!nearness || *nearness < live.nearest) return;
-  if (*nearness > live.nearest) {
+  if (live.nearest < *nearness) {
     live.nearest = *nearness;
     story.nearest = {};
   }
   // Lines that came no way at all are all alike: one stands for them.
-  const bool isNear = *nearness > Nearness{Stage::kKeyWords};
+  const bool isNear = Nearness{Stage::kKeyWords} < *nearness;
   if (story.nearest.isFull() || (!isNear && story.nearest.count > 0)) {
     ++story.nearest.count;
   } else {
@@ -341,8 +342,8 @@ std::string RunTeller::whatIsScanned() const {
     const auto next = triedParam_.empty() ? params.begin() : params.upper_bound(triedParam_);
     if (next != params.end()) what = "its parameter " + next->first;
   }
-  return TextOf(story_.runs.back().rules[index].place) + ": rule " + nameOf(index) + ", " + what + ", on " +
-         LineName(current_) + " of the log";
+  return TextOf(story_.runs.back().rules[index].place) + ": rule " + Quoted(story_.runs.back().rules[index].name) +
+         ", " + what + ", on " + LineName(current_) + " of the log";
 }
 
 // The templates are filled in the order of their keys, each record in turn.

@@ -1,13 +1,13 @@
 #ifndef TOOLS_EXPLAIN_RUN_TELLER_H
 #define TOOLS_EXPLAIN_RUN_TELLER_H
 
-#include <compare>
 #include <cstddef>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "analysis/analysis.h"
@@ -48,7 +48,7 @@ class RunTeller : public RunObserver {
     Stage stage = Stage::kNone;
     KeyWordDistance::Score score = {};
 
-    auto operator<=>(const Nearness&) const = default;
+    bool operator<(const Nearness& other) const { return std::tie(stage, score) < std::tie(other.stage, other.score); }
   };
 
   // A rule of the current run.

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <list>
-#include <set>
 #include <stack>
 
 #include "stack/frame_name.h"
@@ -92,12 +91,8 @@ bool IsNamed(const FrameStory& frame) {
 // library is asked with a mark in place of each line.
 std::vector<bool> KeptByLimit(const std::vector<BlockStory>& blocks) {
   std::stack<std::string> marks;
-  std::set<size_t> headings;  // their places
   size_t size = 0;
-  for (const BlockStory& block : blocks) {
-    if (!block.heading.empty()) headings.insert(size++);
-    size += block.frames;
-  }
+  for (const BlockStory& block : blocks) size += block.frames + (block.heading.empty() ? 0 : 1);
   size_t end = size;
   for (auto block = blocks.rbegin(); block != blocks.rend(); ++block) {
     const size_t begin = end - block->frames;
@@ -109,12 +104,16 @@ std::vector<bool> KeptByLimit(const std::vector<BlockStory>& blocks) {
   std::vector<std::string> lines;
   StringUtil::SplitStr(StackUtil::GetValidBlock(std::move(marks), unused), kLineEnd, lines, false, false);
   std::vector<bool> kept(size, false);
-  // A heading is never cut from the first frame of its block.
+  // The limit may cut a heading off its block, but never all frames behind a heading.
+  bool followsHeading = false;
   for (const std::string& line : lines) {
-    if (!line.starts_with(kMark)) continue;
-    const size_t at = std::stoul(line.substr(kMark.size()));
-    kept[at] = true;
-    if (headings.contains(at - 1)) kept[at - 1] = true;
+    const bool isMark = line.starts_with(kMark);
+    if (isMark) {
+      const size_t at = std::stoul(line.substr(kMark.size()));
+      kept[at] = true;
+      if (followsHeading && at > 0) kept[at - 1] = true;
+    }
+    followsHeading = !isMark;
   }
   return kept;
 }

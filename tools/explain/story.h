@@ -213,7 +213,8 @@ struct LogText {
 };
 
 struct Story {
-  std::string logPath;
+  std::string logName;  // as the user wrote it
+  std::string logPath;  // as the library sees it
   std::string configDir;
   std::string eventType;
   bool hasPathTests = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "entry/observed_kestrix.h"
 #include "tools/explain/story_parts.h"
 #include "tools/input.h"
 #include "tools/library_call.h"
@@ -44,7 +45,8 @@ std::vector<std::string> HealthOf(const std::string& path) {
 
 Story TellStory(const Question& question) {
   Story story;
-  story.logPath = question.logPath;
+  story.logName = question.logName;
+  story.logPath = CheckedLogPathOfAnySize(question.logName);
   story.configDir = question.configDir;
   story.eventType = question.eventType;
   story.hasPathTests = question.hasPathTests;
@@ -55,18 +57,17 @@ Story TellStory(const Question& question) {
   const JsonFile assembleFile(AssembleRuleFile(question.configDir));
   const RuleModel model(matchFile, assembleFile);
   const RulePlaces places(model);
+  const std::string& configDir = question.configDir;
   TriedEntry tried;
-  {
-    const AbortBlame blame([&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
-    story.entries = TellEntries(story, places, tried);
-  }
+  CallOrEnd(
+      configDir, [&] { story.entries = TellEntries(story, places, tried); },
+      [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
   RunTeller runs(story, places);
-  {
-    const AbortBlame blame([&runs] { return runs.whatIsTried(); });
-    story.result = AnalyzeOrEnd(question.logPath, question.configDir, question.eventType, &runs);
-  }
+  CallOrEnd(
+      configDir, [&] { story.result = ObservedKestrix::analysis(story.logPath, configDir, question.eventType, &runs); },
+      [&runs] { return runs.whatIsTried(); });
   story.stack = TellStack(story, runs);
-  story.health = HealthOf(question.logPath);
+  story.health = HealthOf(story.logPath);
   for (const std::string& fault : {IdFault(story), ResultFault(story)}) {
     if (!fault.empty()) story.faults.push_back(fault);
   }

@@ -9,7 +9,7 @@
 
 // What the user wants to know.
 struct Question {
-  std::string logPath;  // as the library is to see it
+  std::string logName;
   std::string configDir;
   std::string eventType;
   bool hasPathTests = false;   // as on the device; otherwise every path passes
@@ -18,7 +18,7 @@ struct Question {
 };
 
 // Calls the library and writes down all that it does. Ends the program with one line when the library would end the
-// device's process. Throws InputError for rule files that cannot be read.
+// device's process. Throws InputError for files that cannot be read.
 Story TellStory(const Question& question);
 
 #endif  // TOOLS_EXPLAIN_TELL_STORY_H

@@ -77,7 +77,7 @@ class TextWriter {
   void printHeading(const std::string& text) { out_ << '\n' << paint(kHeading, text) << '\n'; }
 
   void printResult() {
-    out_ << paint(kHeading, Shown(story_.eventType) + " in " + Shown(story_.logPath)) << '\n';
+    out_ << paint(kHeading, Shown(story_.eventType) + " in " + Shown(story_.logName)) << '\n';
     PrintResult(story_.result, out_);
     if (story_.result.empty()) out_ << "nothing found\n";
   }
@@ -163,6 +163,7 @@ class TextWriter {
 
   void printNearest(const RunStory& run, const RuleStory& rule, size_t lines) {
     const size_t shown = std::min(lines, rule.nearest.kept.size());
+    if (rule.nearest.count + rule.selected.count == 0) out_ << "    no line was shown to it\n";
     for (size_t i = 0; i < shown; ++i) {
       const LineVerdict& judged = rule.nearest.kept[i];
       out_ << "    " << paint(kFaint, "nearest: ");

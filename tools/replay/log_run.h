@@ -15,6 +15,12 @@ struct LogRun {
   std::string config;
 };
 
+// What became of it.
+struct LogResult {
+  TextMap results;
+  std::string fault;  // why there are none; mostly empty
+};
+
 // The library's results, made UTF-8; `observer` may be null. Throws InputError for a log that cannot be read, and
 // another std::exception, after which the process should not go on, for rules that the library stumbles over. Invalid
 // expressions end the process.

@@ -77,6 +77,21 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
                    "Apply the rules' path tests as on the device; by default every path passes");
 }
 
+Fields AnalyzeToFields(const LogRun& run) {
+  Fields fields;
+  for (const auto& [key, value] : Analyze(run, nullptr)) {
+    fields.push_back(key);
+    fields.push_back(value);
+  }
+  return fields;
+}
+
+LogResult ResultOf(const Reply& reply) {
+  LogResult result{{}, reply.fault};
+  for (size_t i = 0; i + 1 < reply.fields.size(); i += 2) result.results[reply.fields[i]] = reply.fields[i + 1];
+  return result;
+}
+
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {

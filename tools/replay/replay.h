@@ -20,6 +20,10 @@ struct ReplayOptions {
 
 void AddReplayOptions(CLI::App& command, ReplayOptions& options);
 
+// The results of Analyze as a worker hands them over, and what they are at the other end.
+Fields AnalyzeToFields(const LogRun& run);
+LogResult ResultOf(const Reply& reply);
+
 // Analyses each log under each of the directories of rules. `analyze` runs in a worker; what it throws becomes the
 // fault of the reply. `sink` gets the replies for a log, one for each directory, in the order of the logs. Shows on a
 // terminal how far it is.
