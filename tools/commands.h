@@ -17,5 +17,6 @@ void AddDiff(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
 void AddGroups(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
+void AddTest(CLI::App& program, ExitStatus& status);
 
 #endif  // TOOLS_COMMANDS_H

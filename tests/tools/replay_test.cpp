@@ -38,4 +38,13 @@ TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
                            KESTRIX_PROGRAM " batch - --config old --event crash <&3"));
 }
 
+TEST(Test, UpdatesWhatDiffers) {
+  const TempDir dir;
+  EXPECT_EQ("-> 0\n",
+            OutputOf(kCases, "cp -r ../data/. " + dir.path() + " && rm " + dir.path("crlf_log/expected.json") +
+                                 " && echo '{\"A\": \"\"}' >" + dir.path("two_features_one_key/expected.json")));
+  EXPECT_TRUE(OutputOf(dir.path(), "kestrix test --update .").ends_with(" cases, 0 failed\n-> 0\n"));
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "diff -r ../data " + dir.path())) << "not written as the cases are kept";
+}
+
 }  // namespace

@@ -71,7 +71,39 @@ class TextWriter {
     }
   }
 
+  // The templates of the key, with the rules that make the records for them.
+  void printKey(const std::string& key) {
+    // What the filter makes has no template of its own.
+    const bool isOfStack = story_.stack && (key == "FINGERPRINT" || story_.stack->named.count(key) > 0);
+    bool isThere = false;
+    for (const RunStory& run : story_.runs) {
+      for (const TemplateStory& told : run.templates) {
+        if (told.key != (isOfStack ? "STACK" : key)) continue;
+        isThere = true;
+        printRunHead(run);
+        printTemplate(told);
+        for (const RuleStory& rule : run.rules) {
+          if (makesPartOf(rule, told)) printRule(run, rule, kFewLines);
+        }
+      }
+    }
+    if (isThere && (isOfStack || key == "STACK")) printStack();
+    if (!isThere) {
+      out_ << "no template of a run that found anything gives " << Shown(key) << '\n';
+      for (const RunStory& run : story_.runs) {
+        printRunHead(run);
+        for (const RuleStory& rule : run.rules) printRule(run, rule, kFewLines);
+      }
+    }
+    if (story_.runs.empty()) printEntries();
+  }
+
  private:
+  static bool makesPartOf(const RuleStory& rule, const TemplateStory& told) {
+    return std::any_of(told.contributions.begin(), told.contributions.end(),
+                       [&rule](const ContributionStory& part) { return part.record.starts_with(rule.name + "."); });
+  }
+
   std::string paint(std::string_view colour, std::string_view text) const { return Painted(inColour_, colour, text); }
 
   void printHeading(const std::string& text) { out_ << '\n' << paint(kHeading, text) << '\n'; }
@@ -199,21 +231,23 @@ class TextWriter {
   void printTemplates(const RunStory& run) {
     if (run.templates.empty()) return;
     out_ << "\n  " << paint(kHeading, "templates") << '\n';
-    for (const TemplateStory& told : run.templates) {
-      out_ << "    " << Shown(told.key) << " (" << TextOf(told.place) << "): " << Shown(told.text);
-      if (told.value.empty()) {
-        out_ << ", " << paint(kBad, "empty, so there is no such key");
-      } else if (!told.lostTo.empty()) {
-        out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
-      }
-      out_ << '\n';
-      for (const ContributionStory& part : told.contributions) {
-        out_ << "      " << Shown(part.record) << ": ";
-        if (part.isThere) {
-          out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value)) << '\n';
-        } else {
-          out_ << paint(kBad, "no such record") << '\n';
-        }
+    for (const TemplateStory& told : run.templates) printTemplate(told);
+  }
+
+  void printTemplate(const TemplateStory& told) {
+    out_ << "    " << Shown(told.key) << " (" << TextOf(told.place) << "): " << Shown(told.text);
+    if (told.value.empty()) {
+      out_ << ", " << paint(kBad, "empty, so there is no such key");
+    } else if (!told.lostTo.empty()) {
+      out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
+    }
+    out_ << '\n';
+    for (const ContributionStory& part : told.contributions) {
+      out_ << "      " << Shown(part.record) << ": ";
+      if (part.isThere) {
+        out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value)) << '\n';
+      } else {
+        out_ << paint(kBad, "no such record") << '\n';
       }
     }
   }
@@ -290,4 +324,8 @@ void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out) {
   } else {
     writer.printAll();
   }
+}
+
+void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, std::ostream& out) {
+  TextWriter(story, inColour, out).printKey(key);
 }

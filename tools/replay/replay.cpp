@@ -50,11 +50,18 @@ std::optional<size_t> CountOf(const ReplayOptions& options) {
   return count;
 }
 
-size_t WorkerCount(const ReplayOptions& options) {
-  return options.jobs > 0 ? options.jobs : std::max(std::thread::hardware_concurrency(), 1U);
-}
-
 }  // namespace
+
+void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
+  command.add_option("-j,--jobs", options.jobs, "Worker processes; by default as many as there are cores")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024).description(""));
+  command
+      .add_option("--timeout", options.secondsPerLog,
+                  "Seconds after which a log is given up, by default 60; 0 for no limit")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0, 1000000).description(""));
+}
 
 void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   command
@@ -65,14 +72,7 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
       ->required();
   command.add_option("--event", options.event, "Event type whose rules apply, where a list names none")
       ->type_name("TYPE");
-  command.add_option("-j,--jobs", options.jobs, "Worker processes; by default as many as there are cores")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024).description(""));
-  command
-      .add_option("--timeout", options.secondsPerLog,
-                  "Seconds after which a log is given up, by default 60; 0 for no limit")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0, 1000000).description(""));
+  AddWorkerOptions(command, options.workers);
   command.add_flag("--check-path", options.checkPath,
                    "Apply the rules' path tests as on the device; by default every path passes");
 }
@@ -92,6 +92,22 @@ LogResult ResultOf(const Reply& reply) {
   return result;
 }
 
+void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::Next(LogRun& run)>& source,
+                  const std::function<Fields(const LogRun& run)>& analyze,
+                  const std::function<void(const LogRun& run, const Reply& reply)>& sink) {
+  const size_t count = options.jobs > 0 ? options.jobs : std::max(std::thread::hardware_concurrency(), 1U);
+  WorkerPool pool(count, std::chrono::seconds(options.secondsPerLog),
+                  [&analyze](const Fields& request) { return Answer(request, analyze); });
+  LogRun run;
+  pool.run(
+      [&](Fields& request) {
+        const WorkerPool::Next next = source(run);
+        if (next == WorkerPool::Next::kRequest) request = RequestOf(run);
+        return next;
+      },
+      [&](const Fields& request, const Reply& reply) { sink(RunOf(request), Unpacked(reply)); });
+}
+
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {
@@ -103,29 +119,25 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
 
   Progress progress([&options] { return CountOf(options); });
   LogList logs(options.paths, options.event);
-  LogRun run;
+  LogEntry log;
   size_t nextConfig = configs.size();
-  const auto source = [&](Fields& request) {
+  const auto source = [&](LogRun& run) {
     if (nextConfig == configs.size()) {
-      const LogList::Next next = logs.next(run.log);
+      const LogList::Next next = logs.next(log);
       if (next == LogList::Next::kWait) return WorkerPool::Next::kWait;
       if (next == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
       nextConfig = 0;
     }
-    run.config = configs[nextConfig++];
-    request = RequestOf(run);
+    run = {log, configs[nextConfig++]};
     return WorkerPool::Next::kRequest;
   };
   std::vector<Reply> replies;
-  const auto collect = [&](const Fields& request, const Reply& reply) {
-    replies.push_back(Unpacked(reply));
+  RunInWorkers(options.workers, source, analyze, [&](const LogRun& run, const Reply& reply) {
+    replies.push_back(reply);
     if (replies.size() < configs.size()) return;
     progress.hide();
-    sink(RunOf(request).log, replies);
+    sink(run.log, replies);
     progress.step();
     replies.clear();
-  };
-  WorkerPool pool(WorkerCount(options), std::chrono::seconds(options.secondsPerLog),
-                  [&analyze](const Fields& request) { return Answer(request, analyze); });
-  pool.run(source, collect);
+  });
 }

@@ -9,12 +9,18 @@
 #include "tools/replay/log_run.h"
 #include "tools/replay/worker_pool.h"
 
+struct WorkerOptions {
+  size_t jobs = 0;  // 0: as many as there are cores
+  unsigned secondsPerLog = 60;
+};
+
+void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
+
 // What the commands that go over many logs have in common.
 struct ReplayOptions {
   std::vector<std::string> paths;
   std::string event;
-  size_t jobs = 0;  // 0: as many as there are cores
-  unsigned secondsPerLog = 60;
+  WorkerOptions workers;
   bool checkPath = false;
 };
 
@@ -24,9 +30,14 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options);
 Fields AnalyzeToFields(const LogRun& run);
 LogResult ResultOf(const Reply& reply);
 
-// Analyses each log under each of the directories of rules. `analyze` runs in a worker; what it throws becomes the
-// fault of the reply. `sink` gets the replies for a log, one for each directory, in the order of the logs. Shows on a
-// terminal how far it is.
+// Runs `analyze` in workers for each run that `source` sets. What it throws becomes the fault of the reply, and `sink`
+// gets the replies in the order of the runs.
+void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::Next(LogRun& run)>& source,
+                  const std::function<Fields(const LogRun& run)>& analyze,
+                  const std::function<void(const LogRun& run, const Reply& reply)>& sink);
+
+// Analyses each log under each of the directories of rules. `sink` gets the replies for a log, one for each
+// directory. Shows on a terminal how far it is.
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink);
