@@ -8,8 +8,8 @@
 inline constexpr char kAnalysisAborted[] = "the analysis was aborted, most likely by an invalid regular expression";
 
 // What to say of a run over the rules in `configDir` that the JSON library ended with an error, since a value cannot be
-// what it is asked to be: where the first such value is, e.g. "rules/match_rule.json: Line 3,
-// featureFrame_a.rules[0].num: a value has the wrong type: <reason>". Values that the library never asks for count too.
+// what it is asked to be: the checker's finding about the first such value. Values that the library never asks for
+// count too. Without a finding it is the `reason` that the JSON library gave.
 std::string WrongTypeInRules(const std::string& configDir, const std::string& reason);
 
 #endif  // TOOLS_RULE_TYPES_H

@@ -15,10 +15,6 @@ constexpr char kGood[] = "32";
 constexpr char kBad[] = "31";
 constexpr char kFaint[] = "2";
 
-std::string Counted(size_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 // One line of text, cut to what can be taken in.
 std::string Shown(std::string_view text) {
   std::string shown = LineForPeople(text);
