@@ -141,8 +141,8 @@ void PrintAsText(const std::vector<Group>& groups, const Input& input, const Opt
     std::cout << indent << "first: " << LineForPeople(group.first) << '\n';
     if (group.count > 1) std::cout << indent << "last: " << LineForPeople(group.last) << '\n';
   }
-  std::cout << groups.size() << (groups.size() == 1 ? " group of " : " groups of ") << input.grouped << " logs; "
-            << input.without << " without " << options.key << ", " << input.failed << " failed\n";
+  std::cout << Counted(groups.size(), "group") << " of " << Counted(input.grouped, "log") << "; " << input.without
+            << " without " << options.key << ", " << input.failed << " failed\n";
   if (options.stability) PrintStability(groups);
 }
 

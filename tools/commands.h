@@ -13,6 +13,7 @@ void AddAnalyze(CLI::App& program, ExitStatus& status);
 void AddBatch(CLI::App& program, ExitStatus& status);
 void AddCheck(CLI::App& program, ExitStatus& status);
 void AddCompletion(CLI::App& program, ExitStatus& status);
+void AddCoverage(CLI::App& program, ExitStatus& status);
 void AddDiff(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
 void AddGroups(CLI::App& program, ExitStatus& status);

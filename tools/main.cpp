@@ -8,7 +8,7 @@ namespace {
 using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
-    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddDiff, AddExplain, AddGroups, AddMan, AddTest,
+    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff, AddExplain, AddGroups, AddMan, AddTest,
 };
 
 std::string UsageError(const CLI::App* /*program*/, const CLI::Error& error) {

@@ -29,6 +29,10 @@ std::string LineForPeople(std::string_view line) {
   return text;
 }
 
+std::string Counted(size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 void PrintResult(const std::map<std::string, std::string>& result, std::ostream& out) {
   size_t width = 0;
   for (const auto& [key, value] : result) width = std::max(width, key.size());

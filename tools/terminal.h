@@ -1,6 +1,7 @@
 #ifndef TOOLS_TERMINAL_H
 #define TOOLS_TERMINAL_H
 
+#include <cstddef>
 #include <iosfwd>
 #include <map>
 #include <string>
@@ -15,6 +16,9 @@ std::string Painted(bool inColour, std::string_view colour, std::string_view tex
 // One line as valid UTF-8, without the carriage return and indentation of the log. A control character must not reach
 // the terminal: a question mark stands for it.
 std::string LineForPeople(std::string_view line);
+
+// "1 log", "3 logs".
+std::string Counted(size_t count, const std::string& what);
 
 // A result map as a table, values of several lines below their key.
 void PrintResult(const std::map<std::string, std::string>& result, std::ostream& out);

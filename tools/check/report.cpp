@@ -78,10 +78,6 @@ Excerpt ExcerptOf(std::string_view line, size_t from, size_t to) {
   return excerpt;
 }
 
-std::string Counted(size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 std::string UriOf(std::string_view path) {
   constexpr std::string_view kPlain = "/-._~";
   constexpr char kHex[] = "0123456789ABCDEF";

@@ -48,7 +48,7 @@ void PrintAsText(const std::vector<CaseOutcome>& outcomes, bool inColour, std::o
     out << outcome.story;
   }
   const size_t failures = FailureCount(outcomes);
-  out << outcomes.size() << (outcomes.size() == 1 ? " case, " : " cases, ") << failures << " failed\n";
+  out << Counted(outcomes.size(), "case") << ", " << failures << " failed\n";
 }
 
 void PrintAsTap(const std::vector<CaseOutcome>& outcomes, std::ostream& out) {

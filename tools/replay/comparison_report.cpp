@@ -11,10 +11,6 @@ namespace {
 
 constexpr size_t kMaxListed = 20;  // logs of a list for people
 
-std::string Counted(size_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 std::string TitleOf(const Comparison& comparison, const ComparedRules& rules) {
   return Counted(comparison.logs(), "log") + " under " + rules.before + " and " + rules.after;
 }
