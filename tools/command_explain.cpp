@@ -1,5 +1,6 @@
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "tools/commands.h"
@@ -7,6 +8,7 @@
 #include "tools/explain/tell_story.h"
 #include "tools/input.h"
 #include "tools/library_call.h"
+#include "tools/output_file.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -15,11 +17,13 @@ struct Options {
   Question question;
   size_t line = 0;
   std::string format = "text";
+  std::string file;  // empty: standard output
 };
 
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix explain crash.txt --config rules --event java_crash --rule process\n"
+    "  kestrix explain crash.txt --config rules --event java_crash --format html -o crash.html\n"
     "\n"
     "Exit status: 0 results were found, 1 nothing was found, 2 wrong usage or input that cannot be read.";
 
@@ -30,6 +34,16 @@ bool HasRule(const Story& story, const std::string& name) {
     }
   }
   return false;
+}
+
+void Print(const Story& story, const Options& options, bool inColour, std::ostream& out) {
+  if (options.format == "json") {
+    PrintStoryAsJson(story, out);
+  } else if (options.format == "html") {
+    PrintStoryAsPage(story, out);
+  } else {
+    PrintStoryAsText(story, inColour, out);
+  }
 }
 
 ExitStatus Run(const Options& options) {
@@ -43,10 +57,12 @@ ExitStatus Run(const Options& options) {
   if (!question.rule.empty() && !HasRule(story, question.rule)) {
     throw InputError("--rule", "no rule " + question.rule + " is run for the event type " + question.eventType);
   }
-  if (options.format == "json") {
-    PrintStoryAsJson(story, std::cout);
+  if (options.file.empty()) {
+    Print(story, options, OutputTakesColours(), std::cout);
   } else {
-    PrintStoryAsText(story, OutputTakesColours(), std::cout);
+    std::ostringstream text;
+    Print(story, options, false, text);
+    WriteWholeFile(options.file, text.str());
   }
   for (const std::string& fault : story.faults) std::cerr << "kestrix: internal error: " << fault << '\n';
   if (!story.faults.empty()) return kBadInput;
@@ -72,7 +88,8 @@ void AddExplain(CLI::App& program, ExitStatus& status) {
       ->type_name("NAME");
   command->add_option("--format", options->format, "How to tell it")
       ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+      ->check(CLI::IsMember({"text", "json", "html"}));
+  command->add_option("-o,--output", options->file, "Write it to this file")->type_name("FILE");
   command->add_flag("--check-path", options->question.hasPathTests,
                     "Apply the rules' path tests as on the device; by default every path passes");
   command->footer(kExample);

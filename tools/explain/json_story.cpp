@@ -52,8 +52,9 @@ class RunWriter {
     node["lastLine"] = line(run_.lastLine);
     node["lastMatch"] = line(run_.lastMatch);
     node["rules"] = Json::Value(Json::arrayValue);
-    for (const RuleStory& rule : run_.rules) {
-      if (story_.askedRule.empty() || rule.name == story_.askedRule) node["rules"].append(ruleNode(rule));
+    for (size_t i = 0; i < run_.rules.size(); ++i) {
+      const RuleStory& rule = run_.rules[i];
+      if (story_.askedRule.empty() || rule.name == story_.askedRule) node["rules"].append(ruleNode(rule, i));
     }
     node["records"] = ArrayOf(run_.records, [this](const RecordStory& record) { return recordNode(record); });
     node["templates"] = ArrayOf(run_.templates, TemplateNode);
@@ -96,8 +97,9 @@ class RunWriter {
     return node;
   }
 
-  Json::Value ruleNode(const RuleStory& rule) const {
+  Json::Value ruleNode(const RuleStory& rule, size_t index) const {
     Json::Value node;
+    node["index"] = Number(index);
     node["name"] = Text(rule.name);
     node["command"] = Text(rule.command);
     node["keyWords"] = Text(rule.keyWords);
@@ -120,6 +122,7 @@ class RunWriter {
     Json::Value node;
     node["name"] = Text(record.name);
     node["rule"] = PlaceNode(run_.rules[record.rule].place);
+    node["ruleIndex"] = Number(record.rule);
     node["line"] = line(record.line);
     node["value"] = Text(record.value);
     node["count"] = Number(record.count);
@@ -187,6 +190,7 @@ Json::Value FrameNode(const FrameStory& frame) {
   node["form"] = std::string(NameOf(frame.form));
   node["fate"] = std::string(NameOf(frame.fate));
   node["name"] = Text(frame.name);
+  node["why"] = Text(WhyFate(frame));
   if (frame.ignoredLevel > 0) {
     node["ignoredFor"] = Text(frame.ignoredName);
     node["ignoredLevel"] = frame.ignoredLevel;
@@ -212,7 +216,7 @@ Json::Value StackNode(const StackStory& stack) {
 
 }  // namespace
 
-void PrintStoryAsJson(const Story& story, std::ostream& out) {
+Json::Value StoryAsJson(const Story& story) {
   Json::Value root;
   root["log"] = Text(story.logName);
   root["config"] = Text(story.configDir);
@@ -223,8 +227,12 @@ void PrintStoryAsJson(const Story& story, std::ostream& out) {
   root["runs"] = ArrayOf(story.runs, [&story](const RunStory& run) { return RunWriter(story, run).node(); });
   root["stack"] = story.stack ? StackNode(*story.stack) : Json::Value();
   root["faults"] = ArrayOf(story.faults, Text);
+  return root;
+}
+
+void PrintStoryAsJson(const Story& story, std::ostream& out) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
   builder["emitUTF8"] = true;
-  out << Json::writeString(builder, root) << '\n';
+  out << Json::writeString(builder, StoryAsJson(story)) << '\n';
 }

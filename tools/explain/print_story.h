@@ -1,6 +1,8 @@
 #ifndef TOOLS_EXPLAIN_PRINT_STORY_H
 #define TOOLS_EXPLAIN_PRINT_STORY_H
 
+#include <json/json.h>
+
 #include <iosfwd>
 #include <string>
 
@@ -13,6 +15,11 @@ void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out);
 void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, std::ostream& out);
 
 // One JSON object with all of it.
+Json::Value StoryAsJson(const Story& story);
 void PrintStoryAsJson(const Story& story, std::ostream& out);
+
+// A page for a browser that needs nothing else: the log beside the story, linked both ways. Of a log of more than 16
+// MiB it holds the lines that the story names, and those around them.
+void PrintStoryAsPage(const Story& story, std::ostream& out);
 
 #endif  // TOOLS_EXPLAIN_PRINT_STORY_H

@@ -31,6 +31,29 @@ std::string WhyScanEnded(const RunStory& run) {
          (match == 0 ? "from the beginning" : "since line " + std::to_string(match));
 }
 
+std::string WhyFate(const FrameStory& frame) {
+  const std::string noise = "\"" + frame.ignoredName + "\" of level " + std::to_string(frame.ignoredLevel);
+  switch (frame.fate) {
+    case FrameFate::kKept:
+      return "kept";
+    case FrameFate::kIgnored:
+      return "ignored for " + noise;
+    case FrameFate::kIgnoredButKept:
+      return "kept although it holds " + noise + ", as all frames of its block are noise";
+    case FrameFate::kBeforePanic:
+      return "dropped for " + noise + ": all frames of its block are noise, and it is made to begin further down";
+    case FrameFate::kCut:
+    case FrameFate::kCutHeading:
+      return "cut by the limit of 30 lines";
+    case FrameFate::kHeading:
+      return "its plain name heads its block";
+    case FrameFate::kNoFrames:
+      return "dropped, no frame follows it";
+    default:
+      return "its name is empty and leaves no line";
+  }
+}
+
 std::string_view NameOf(VerdictKind kind) {
   static constexpr std::array<std::string_view, kVerdictKinds> kNames = {
       "selects", "dependency-not-met", "variable-open", "keywords-not-found", "taken",

@@ -239,6 +239,9 @@ std::string TextOf(const FilePlace& place);
 // Why and where a run's scan ended, in words.
 std::string WhyScanEnded(const RunStory& run);
 
+// What became of a line of the stack, in words.
+std::string WhyFate(const FrameStory& frame);
+
 std::string_view NameOf(VerdictKind kind);
 std::string_view NameOf(FrameForm form);
 std::string_view NameOf(FrameFate fate);

@@ -273,7 +273,7 @@ class TextWriter {
     if (frame.line.number > 0) out_ << "line " << frame.line.number << ": ";
     const bool isKept =
         frame.fate == FrameFate::kKept || frame.fate == FrameFate::kHeading || frame.fate == FrameFate::kIgnoredButKept;
-    out_ << FormFor(frame.form) << ", " << paint(isKept ? kGood : kBad, FateFor(frame)) << ": "
+    out_ << FormFor(frame.form) << ", " << paint(isKept ? kGood : kBad, WhyFate(frame)) << ": "
          << Shown(isKept ? frame.name : frame.text) << '\n';
   }
 
@@ -281,29 +281,6 @@ class TextWriter {
     static constexpr const char* kForms[] = {"Java frame",  "native frame", "kernel frame",
                                              "hyphen line", "cause",        "other"};
     return kForms[static_cast<size_t>(form)];
-  }
-
-  static std::string FateFor(const FrameStory& frame) {
-    const std::string noise = "\"" + frame.ignoredName + "\" of level " + std::to_string(frame.ignoredLevel);
-    switch (frame.fate) {
-      case FrameFate::kKept:
-        return "kept";
-      case FrameFate::kIgnored:
-        return "ignored for " + noise;
-      case FrameFate::kIgnoredButKept:
-        return "kept although it holds " + noise + ", as all frames of its block are noise";
-      case FrameFate::kBeforePanic:
-        return "dropped for " + noise + ": all frames of its block are noise, and it is made to begin further down";
-      case FrameFate::kCut:
-      case FrameFate::kCutHeading:
-        return "cut by the limit of 30 lines";
-      case FrameFate::kHeading:
-        return "its plain name heads its block";
-      case FrameFate::kNoFrames:
-        return "dropped, no frame follows it";
-      default:
-        return "its name is empty and leaves no line";
-    }
   }
 
   const Story& story_;
