@@ -29,7 +29,7 @@ constexpr TokenPattern kPatterns[] = {
 
     {TokenKind::kProcessId, R"(\b(?:pid|Pid|PID|tid|Tid|TID|sysTid)[ :=]{1,3}(\d+))"},
     {TokenKind::kProcessId, R"(/proc/(\d+))"},
-    {TokenKind::kProcessId, R"(^[VDIWEF]/[^(]*\( *(\d+)\))"},  // of a line of logcat
+    {TokenKind::kProcessId, R"(^[VDIWEF]/[^(]*\(( *\d+)\))"},  // of a line of logcat
 
     {TokenKind::kLineNumber, R"([A-Za-z]:(\d+(?::\d+)?)(?:\)| |$))"},
 
