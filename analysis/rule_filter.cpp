@@ -81,11 +81,13 @@ RuleFilter::RuleFilter(const std::vector<const FeatureRule*>& rules) {
   std::vector<LinePattern> effects;
   bool differ = false;
   for (size_t i = 0; i < rules.size(); ++i) {
-    const std::optional<LinePattern> match = Selective(ReadKeyWords(rules[i]->keyWords));
+    const std::optional<LinePattern> keyWords = ReadKeyWords(rules[i]->keyWords);
+    const std::optional<LinePattern> match = Selective(keyWords);
     if (!match) unread_.push_back(i);
     matches.push_back(match.value_or(NoLine()));
     std::optional<LinePattern> effect = match;
-    if (ActsByParamsOnly(*rules[i])) {
+    // Keywords that could not be read may be invalid, which the first line that they are applied to has to show.
+    if (keyWords && ActsByParamsOnly(*rules[i])) {
       const std::optional<LinePattern> yield = ParamPattern(*rules[i]);
       if (yield && (!match || Selectivity(*yield) > Selectivity(*match))) {
         effect = yield;

@@ -96,3 +96,16 @@ TEST(AnalysisLog, TellsWhatBecameOfTheLog) {
                    "3 ~Analysis: <7> Analysis::~Analysis."}),
             TakeLog());
 }
+
+TEST(RawInfoPositionDeathTest, InvalidExpressionsEndTheProcessWhereTheyAreApplied) {
+  const auto scan = [](const FeatureRule& rule) noexcept {
+    Engine engine;
+    engine.frame.rules = {rule};
+    std::stringstream content("k\n");
+    engine.rawInfoPosition(content);
+  };
+  scan(Plain("no line is selected", {{"v_x", "("}}, "other"));
+  EXPECT_DEATH(scan(Plain("a", {{"v_x", "("}})), "");
+  EXPECT_DEATH(scan(Plain("a", {}, "@R@(")), "");
+  EXPECT_DEATH(scan(Plain("no line would give the value", {{"v_x", "other"}}, "@R@(")), "");
+}
