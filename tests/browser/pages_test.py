@@ -192,11 +192,18 @@ class Examples(Page):
         self.make_own([b"one", b"two"], "one")  # for the log
         frames, sections = rules("own", "two")
         frames["featureFrame"].update(dirOrFile=str(self.scratch / "log"), subcataLog="")
-        log = self.scratch / "other"
-        log.write_bytes(b"three\n")
-        self.open(self.make(log, self.write_rules("rules", (frames, sections)), "own", "--check-path"), "rule-0-0")
-        self.picked("article.picked", "#rule-0-0")
-        self.assertEqual(["one", "two"], self.texts())
+        frames["featureFrame2"] = dict(rules("own", "three")[0]["featureFrame"], featureId="F_own_2",
+                                       dirOrFile=str(self.scratch), subcataLog="other")
+        sections["own"]["F_own_2"] = {"T": "r0three.v_line"}
+        config = self.write_rules("rules", (frames, sections))
+        (self.scratch / "other").write_bytes(b"zero\nthree\n")
+        self.open(self.make(os.path.relpath(self.scratch / "other"), config, "own", "--check-path"))
+        self.assertEqual(["zero", "three"], self.texts())
+        for key, texts in (("rule-0-0", ["one", "two"]), ("rule-1-0", ["zero", "three"])):
+            self.click(self.one(f"article h3 a[href='#{key}']"))
+            self.picked("article.picked", "#" + key)
+            self.assertEqual(texts, self.texts())
+            self.assertEqual("2", self.one(".line.picked").get_attribute("data-line"))
 
 
 class Hostile(Page):
