@@ -25,8 +25,7 @@ enum class RuleOutcome { kSelects, kDependencyNotMet, kVariableOpen, kKeyWordsNo
 enum class ScanEnd { kEndOfLog, kSkipLimit, kNoRuleLeft };
 
 // Is told what an analysis decides, in the order in which it decides. While somebody watches, every rule is tried on
-// every line, one by one; the outcome is the same, but that an invalid expression is applied, and ends the process,
-// with lines too that could not have had an effect. References are good for the call only, but a rule keeps its address
+// every line, one by one; the outcome is the same. References are good for the call only, but a rule keeps its address
 // for as long as its run lasts.
 class RunObserver {
  public:

@@ -3,32 +3,9 @@
 #include <algorithm>
 #include <ostream>
 
+#include "tools/markup.h"
 #include "tools/replay/group_table.h"
 #include "tools/terminal.h"
-#include "tools/utf8.h"
-
-namespace {
-
-// XML takes no control character but white space, not even escaped.
-std::string Escaped(const std::string& text) {
-  std::string escaped;
-  for (const char c : ValidUtf8(text)) {
-    if (c == '&') {
-      escaped += "&amp;";
-    } else if (c == '<') {
-      escaped += "&lt;";
-    } else if (c == '>') {
-      escaped += "&gt;";
-    } else if (c == '"') {
-      escaped += "&quot;";
-    } else {
-      escaped += static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' ? '?' : c;
-    }
-  }
-  return escaped;
-}
-
-}  // namespace
 
 size_t FailureCount(const std::vector<CaseOutcome>& outcomes) {
   return static_cast<size_t>(std::count_if(outcomes.begin(), outcomes.end(), [](const CaseOutcome& outcome) {
@@ -69,12 +46,12 @@ void PrintAsJunit(const std::vector<CaseOutcome>& outcomes, std::ostream& out) {
   out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"kestrix\" tests=\"" << outcomes.size()
       << "\" failures=\"" << FailureCount(outcomes) << "\">\n";
   for (const CaseOutcome& outcome : outcomes) {
-    out << "  <testcase classname=\"kestrix\" name=\"" << Escaped(outcome.path) << '"';
+    out << "  <testcase classname=\"kestrix\" name=\"" << EscapedForMarkup(outcome.path) << '"';
     if (outcome.fault.empty() || outcome.isUpdated) {
       out << "/>\n";
       continue;
     }
-    out << ">\n    <failure message=\"" << Escaped(outcome.fault) << "\">" << Escaped(outcome.story)
+    out << ">\n    <failure message=\"" << EscapedForMarkup(outcome.fault) << "\">" << EscapedForMarkup(outcome.story)
         << "</failure>\n  </testcase>\n";
   }
   out << "</testsuite>\n";

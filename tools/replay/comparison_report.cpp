@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "tools/json_text.h"
+#include "tools/markup.h"
 #include "tools/replay/side_by_side.h"
 #include "tools/terminal.h"
 
@@ -115,37 +116,13 @@ constexpr char kStyle[] =
     ".old{background:#fdd}.new{background:#dfd}"
     "@media(prefers-color-scheme:dark){body{background:#111;color:#ddd}.old{background:#522}.new{background:#252}}";
 
-std::string Escaped(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        // Of control characters HTML takes the white space only.
-        escaped += static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' ? '?' : c;
-    }
-  }
-  return escaped;
-}
-
 void PrintSideBySideAsHtml(const std::string& before, const std::string& after, std::ostream& out) {
   out << "<table>\n";
   for (const SideRow& row : SideBySide(before, after)) {
     const bool hasLeft = row.mark == '|' || row.mark == '<';
     const bool hasRight = row.mark == '|' || row.mark == '>';
-    out << "<tr><td" << (hasLeft ? " class=old" : "") << '>' << Escaped(row.left) << "</td><td"
-        << (hasRight ? " class=new" : "") << '>' << Escaped(row.right) << "</td></tr>\n";
+    out << "<tr><td" << (hasLeft ? " class=old" : "") << '>' << EscapedForMarkup(row.left) << "</td><td"
+        << (hasRight ? " class=new" : "") << '>' << EscapedForMarkup(row.right) << "</td></tr>\n";
   }
   out << "</table>\n";
 }
@@ -210,25 +187,25 @@ void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::
 }
 
 void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
-  const std::string title = Escaped(TitleOf(comparison, rules));
+  const std::string title = EscapedForMarkup(TitleOf(comparison, rules));
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" << title << "</title>\n<style>"
       << kStyle << "</style>\n<h1>" << title << "</h1>\n";
   if (!comparison.isMoved()) out << "<p>Nothing moved.</p>\n";
   for (const auto& [what, lines] : ListingsOf(comparison)) {
     if (lines.empty()) continue;
     out << "<h2>" << what << ": " << Counted(lines.size(), "log") << "</h2>\n<ul>\n";
-    for (const std::string& line : lines) out << "<li>" << Escaped(line) << "</li>\n";
+    for (const std::string& line : lines) out << "<li>" << EscapedForMarkup(line) << "</li>\n";
     out << "</ul>\n";
   }
   for (const GroupMove& move : comparison.groupMoves()) {
-    out << "<h2>" << Escaped(TitleOf(move)) << "</h2>\n";
+    out << "<h2>" << EscapedForMarkup(TitleOf(move)) << "</h2>\n";
     for (const GroupStep& step : move.steps) {
-      out << "<p>" << Escaped(TitleOf(move, step)) << "</p>\n";
+      out << "<p>" << EscapedForMarkup(TitleOf(move, step)) << "</p>\n";
       PrintSideBySideAsHtml(step.stackBefore, step.stackAfter, out);
     }
   }
   for (const auto& [key, change] : comparison.keys()) {
-    out << "<h2>" << Escaped(key) << "</h2>\n<p>" << Escaped(TitleOf(change)) << "</p>\n";
+    out << "<h2>" << EscapedForMarkup(key) << "</h2>\n<p>" << EscapedForMarkup(TitleOf(change)) << "</p>\n";
     PrintSideBySideAsHtml(change.before, change.after, out);
   }
   out << "</html>\n";
