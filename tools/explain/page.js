@@ -45,8 +45,9 @@ function place(at) {
   return make("span", "place", text);
 }
 
-// A list whose first elements are there and the others come with a button.
-function listOf(elements, draw, kept = elements.length, few = FEW) {
+// A list whose first elements are there, and the others come with a button. `rest` tells of those that the story does
+// not hold.
+function listOf(elements, draw, rest, few = FEW) {
   const list = make("ul");
   let shown = 0;
   const button = make("button");
@@ -60,9 +61,7 @@ function listOf(elements, draw, kept = elements.length, few = FEW) {
   list.append(make("li", "", button));
   button.addEventListener("click", () => more(MORE));
   more(few);
-  if (kept > elements.length) {
-    list.append(make("li", "faint", `Only the first ${number(elements.length)} of ${number(kept)} are in this page.`));
-  }
+  if (rest) list.append(make("li", "faint", rest));
   return list;
 }
 
@@ -343,10 +342,11 @@ function drawRule(run, rule, log, order, key) {
         params.append(make("li", "faint", `${number(selected.paramCount)} in all`));
       }
       return make("li", "", lineLink(log, selected.number), params);
-    }, rule.selectedCount));
+    }, rule.selectedCount > rule.selected.length ? `The story holds the first ${number(rule.selected.length)}.` : ""));
   } else {
+    const others = rule.nearestCount - rule.nearest.length;
     item.append(listOf(rule.nearest, (near) => make("li", "", "nearest: ", lineLink(log, near.line.number),
-      ": ", visible(near.why)), rule.nearestCount, 1));
+      ": ", visible(near.why)), others ? `${counted(others, "more line")} came as near.` : "", 1));
   }
   const lines = fired ? rule.selected : rule.nearest.slice(0, 1).map((near) => near.line);
   addItem(key, item, log, lines.map((line) => line.number));
@@ -558,7 +558,7 @@ drawHealth();
 drawRuns();
 drawStack();
 drawEntries();
-view.show(0);
+view.show(Math.max(story.logs.findIndex((log) => log.path === story.log), 0));
 byId("find").addEventListener("submit", find);
 document.addEventListener("click", onClick);
 addEventListener("hashchange", () => select(location.hash.slice(1)));

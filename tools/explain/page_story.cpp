@@ -82,7 +82,7 @@ Json::Value LogNode(const Story& story, size_t index, const LogText& log) {
     lastKept = number;
   });
   endPiece();
-  node["path"] = ValidUtf8(log.path);
+  node["path"] = ValidUtf8(log.path == story.logPath ? story.logName : log.path);
   node["lines"] = static_cast<Json::UInt64>(lines);
   node["isWhole"] = isWhole;
   return node;

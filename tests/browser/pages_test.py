@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""usage: explain_page_test.py PROGRAM
+"""usage: pages_test.py PROGRAM
 
-Loads pages of kestrix explain into a headless Chromium and uses them as a reader would.
+Loads the pages that kestrix explain and diff make into a headless Chromium and uses them as a reader would.
 """
 import json
 import os
@@ -64,18 +64,25 @@ class Page(unittest.TestCase):
     def tearDown(self):
         self.assertEqual([], self.browser.get_log("browser"), "the browser complains")
 
-    def make(self, log, config, event, status=0):
+    def run_program(self, *arguments, status=0):
         page = self.scratch / "page.html"
         page.unlink(missing_ok=True)
-        command = [PROGRAM, "explain", log, "--config", config, "--event", event, "--format", "html", "-o", page]
+        command = [PROGRAM, *arguments, "--format", "html", "-o", page]
         self.assertEqual(status, subprocess.run(command, check=False).returncode)
         return page
 
-    def make_own(self, lines, *texts, **options):
-        config = self.scratch / "rules"
+    def make(self, log, config, event, *arguments, status=0):
+        return self.run_program("explain", log, "--config", config, "--event", event, *arguments, status=status)
+
+    def write_rules(self, folder, contents):
+        config = self.scratch / folder
         config.mkdir(exist_ok=True)
-        for name, content in zip(("match_rule", "assemble_rule"), rules("own", *texts, **options)):
+        for name, content in zip(("match_rule", "assemble_rule"), contents):
             (config / (name + ".json")).write_text(json.dumps(content), encoding="utf-8")
+        return config
+
+    def make_own(self, lines, *texts, **options):
+        config = self.write_rules("rules", rules("own", *texts, **options))
         log = self.scratch / "log"
         log.write_bytes(b"".join(line + b"\n" for line in lines))
         return self.make(log, config, "own")
@@ -181,6 +188,24 @@ class Examples(Page):
         self.assertLessEqual(self.run_script("return document.documentElement.scrollWidth"), 500)
 
 
+    def test_run_that_reads_another_log(self):
+        self.make_own([b"one", b"two"], "one")  # for the log
+        frames, sections = rules("own", "two")
+        frames["featureFrame"].update(dirOrFile=str(self.scratch / "log"), subcataLog="")
+        frames["featureFrame2"] = dict(rules("own", "three")[0]["featureFrame"], featureId="F_own_2",
+                                       dirOrFile=str(self.scratch), subcataLog="other")
+        sections["own"]["F_own_2"] = {"T": "r0three.v_line"}
+        config = self.write_rules("rules", (frames, sections))
+        (self.scratch / "other").write_bytes(b"zero\nthree\n")
+        self.open(self.make(os.path.relpath(self.scratch / "other"), config, "own", "--check-path"))
+        self.assertEqual(["zero", "three"], self.texts())
+        for key, texts in (("rule-0-0", ["one", "two"]), ("rule-1-0", ["zero", "three"])):
+            self.click(self.one(f"article h3 a[href='#{key}']"))
+            self.picked("article.picked", "#" + key)
+            self.assertEqual(texts, self.texts())
+            self.assertEqual("2", self.one(".line.picked").get_attribute("data-line"))
+
+
 class Hostile(Page):
     def test_text_never_runs(self):
         lines = [f"{i} {text}".encode() for i, text in enumerate(RUNNING)]
@@ -194,6 +219,15 @@ class Hostile(Page):
             self.run_script("select(arguments[0])", key)
         self.assertEqual([], self.all("img, svg, header script, main script"))
         self.assertEqual(2, len(self.all("script")))
+        self.assertIsNone(self.run_script("return window.ran ?? null"))
+
+    def test_text_never_runs_in_a_comparison(self):
+        self.make_own([text.encode() for text in RUNNING], *RUNNING)
+        before = self.write_rules("before", rules("own", "window"))
+        self.open(self.run_program("diff", "--old", before, "--new", self.scratch / "rules", "--event", "own",
+                                   self.scratch / "log", status=1))
+        self.assertIn(RUNNING[0], self.one("body").text)
+        self.assertEqual([], self.all("script, img, svg"))
         self.assertIsNone(self.run_script("return window.ran ?? null"))
 
     def test_policy_lets_nothing_else_run(self):
