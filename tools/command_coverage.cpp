@@ -64,22 +64,20 @@ void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour,
   }
 }
 
-Json::Value Number(size_t number) { return Json::UInt64{number}; }
-
 void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& out) {
   Json::Value root;
-  root["logs"] = Number(counts.logs);
-  root["failed"] = Number(counts.failed);
+  root["logs"] = JsonNumber(counts.logs);
+  root["failed"] = JsonNumber(counts.failed);
   root["rules"] = Json::arrayValue;
   for (const RuleUse& rule : table.rules()) {
     Json::Value item;
     item["feature"] = rule.featureId;
     item["rule"] = rule.name;
     item["place"] = rule.place;
-    item["fired"] = Number(rule.fired);
+    item["fired"] = JsonNumber(rule.fired);
     if (const auto* reason = rule.mainReason()) {
       item["idle"]["reason"] = reason->first;
-      item["idle"]["logs"] = Number(reason->second.logs);
+      item["idle"]["logs"] = JsonNumber(reason->second.logs);
       item["idle"]["example"] = reason->second.example;
     }
     root["rules"].append(item);
@@ -87,9 +85,9 @@ void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& 
   root["untaken"] = Json::objectValue;
   for (const auto& [kind, lines] : table.untaken()) {
     Json::Value& item = root["untaken"][kind];
-    item["lines"] = Number(lines.lines);
-    item["logs"] = Number(lines.logs);
-    for (const std::string& example : lines.examples) item["examples"].append(example);
+    item["lines"] = JsonNumber(lines.lines);
+    item["logs"] = JsonNumber(lines.logs);
+    item["examples"] = JsonTexts(lines.examples);
   }
   out << JsonLine(root) << '\n';
 }

@@ -148,24 +148,16 @@ void PrintAsText(const std::vector<Group>& groups, const Input& input, const Opt
 
 // --- JSON ---
 
-Json::Value Number(size_t number) { return Json::UInt64{number}; }
-
-Json::Value Array(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
 Json::Value ToJson(const Variant& variant) {
   Json::Value object;
   object["what"] = variant.what;
-  object["groups"] = Number(variant.groupCount);
+  object["groups"] = JsonNumber(variant.groupCount);
   object["merging"] = Json::arrayValue;
   for (const Merging& merging : variant.merging) {
     Json::Value item;
-    item["values"] = Array(merging.values);
-    item["logs"] = Number(merging.logs);
-    item["differs"] = Array({merging.differs.first, merging.differs.second});
+    item["values"] = JsonTexts(merging.values);
+    item["logs"] = JsonNumber(merging.logs);
+    item["differs"] = JsonTexts({merging.differs.first, merging.differs.second});
     object["merging"].append(item);
   }
   return object;
@@ -174,16 +166,16 @@ Json::Value ToJson(const Variant& variant) {
 void PrintAsJson(const std::vector<Group>& groups, const Input& input, const Options& options) {
   Json::Value root;
   root["by"] = options.key;
-  root["logs"] = Number(input.grouped);
-  root["without"] = Number(input.without);
-  root["failed"] = Number(input.failed);
+  root["logs"] = JsonNumber(input.grouped);
+  root["without"] = JsonNumber(input.without);
+  root["failed"] = JsonNumber(input.failed);
   root["groups"] = Json::arrayValue;
   for (const Group& group : groups) {
     Json::Value item;
     item["value"] = group.value;
-    item["count"] = Number(group.count);
+    item["count"] = JsonNumber(group.count);
     item["share"] = static_cast<double>(group.count) / static_cast<double>(input.grouped);
-    item["frames"] = Array(TopFrames(group));
+    item["frames"] = JsonTexts(TopFrames(group));
     item["first"] = group.first;
     item["last"] = group.last;
     root["groups"].append(item);

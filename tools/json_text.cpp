@@ -16,6 +16,14 @@ std::string JsonLine(const Json::Value& value) {
 
 std::string JsonString(std::string_view text) { return JsonLine(ValidUtf8(text)); }
 
+Json::Value JsonNumber(size_t number) { return Json::UInt64{number}; }
+
+Json::Value JsonTexts(const std::vector<std::string>& texts) {
+  Json::Value array(Json::arrayValue);
+  for (const std::string& text : texts) array.append(text);
+  return array;
+}
+
 bool ReadJsonObject(const std::string& text, Json::Value& root) {
   static const std::unique_ptr<Json::CharReader> kReader = [] {
     Json::CharReaderBuilder builder;

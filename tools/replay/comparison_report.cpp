@@ -66,23 +66,15 @@ std::vector<LogListing> ListingsOf(const Comparison& comparison) {
 
 // --- JSON ---
 
-Json::Value Number(size_t number) { return Json::UInt64{number}; }
-
 Json::Value ToJson(const GroupStep& step) {
   Json::Value object;
   object["old"] = step.before;
   object["new"] = step.after;
-  object["logs"] = Number(step.count);
+  object["logs"] = JsonNumber(step.count);
   object["example"] = step.example;
   object["stack"]["old"] = step.stackBefore;
   object["stack"]["new"] = step.stackAfter;
   return object;
-}
-
-Json::Value ToJson(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
 }
 
 Json::Value ToJson(const std::vector<FaultyLog>& logs) {
@@ -98,9 +90,9 @@ Json::Value ToJson(const std::vector<FaultyLog>& logs) {
 
 Json::Value ToJson(const KeyChange& change) {
   Json::Value object;
-  object["added"] = Number(change.added);
-  object["removed"] = Number(change.removed);
-  object["changed"] = Number(change.changed);
+  object["added"] = JsonNumber(change.added);
+  object["removed"] = JsonNumber(change.removed);
+  object["changed"] = JsonNumber(change.changed);
   object["example"] = change.example;
   object["old"] = change.before;
   object["new"] = change.after;
@@ -157,10 +149,10 @@ void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::
   Json::Value root;
   root["old"] = rules.before;
   root["new"] = rules.after;
-  root["logs"] = Number(comparison.logs());
+  root["logs"] = JsonNumber(comparison.logs());
   root["moved"] = comparison.isMoved();
-  root["gained"] = ToJson(comparison.gained());
-  root["lost"] = ToJson(comparison.lost());
+  root["gained"] = JsonTexts(comparison.gained());
+  root["lost"] = JsonTexts(comparison.lost());
   root["failing"] = ToJson(comparison.failing());
   root["mended"] = ToJson(comparison.mended());
   root["faulty"] = ToJson(comparison.faulty());
