@@ -1,6 +1,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -82,11 +83,10 @@ Input Read(const Options& options) {
       AddLines(std::cin, "standard input", options, input);
       continue;
     }
+    std::error_code ignored;
+    const bool isFolder = std::filesystem::is_directory(file, ignored);
     std::ifstream stream(file, std::ios::binary);
-    if (!stream || stream.peek() == EOF) {  // a folder opens, but cannot be read
-      const int error = errno;
-      if (!stream.is_open() || stream.bad()) throw InputError(file, std::generic_category().message(error));
-    }
+    if (isFolder || !stream) throw InputError(file, std::generic_category().message(isFolder ? EISDIR : errno));
     AddLines(stream, file, options, input);
   }
   return input;
