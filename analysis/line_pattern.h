@@ -1,16 +1,15 @@
 #ifndef ANALYSIS_LINE_PATTERN_H
 #define ANALYSIS_LINE_PATTERN_H
 
-#include <bitset>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "util/byte_classes.h"
+
 // What can match: keyword expressions and regular expressions in a form that an automaton can be built from. A pattern
 // takes every line that its expression takes, and perhaps a few more: it is a necessary condition.
-
-using ByteSet = std::bitset<256>;
 
 struct LinePattern {
   enum class Kind {

@@ -7,11 +7,13 @@
 #include <cstdint>
 #include <unordered_set>
 
+using ByteSet = std::bitset<256>;
+
 // Gives bytes that no set tells apart one class, and returns the number of classes.
-inline size_t ChooseByteClasses(const std::unordered_set<std::bitset<256>>& sets, std::array<uint8_t, 256>& classOf) {
+inline size_t ChooseByteClasses(const std::unordered_set<ByteSet>& sets, std::array<uint8_t, 256>& classOf) {
   size_t count = 1;
   classOf.fill(0);
-  for (const std::bitset<256>& set : sets) {
+  for (const ByteSet& set : sets) {
     std::array<std::array<uint16_t, 2>, 256> split{};  // per class the classes of its two parts, from 1
     count = 0;
     for (size_t b = 0; b < set.size(); ++b) {

@@ -1,13 +1,12 @@
 #ifndef UTIL_REGEX_TREE_H
 #define UTIL_REGEX_TREE_H
 
-#include <bitset>
 #include <cstddef>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-using ByteSet = std::bitset<256>;
+#include "util/byte_classes.h"
 
 // A part of a regular expression.
 struct RegexNode {
