@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "analysis/expression.h"
 #include "analysis/line_finder.h"
 #include "analysis/line_info.h"
 #include "analysis/record_list.h"
 #include "analysis/run_observer.h"
+#include "regex/expression.h"
 #include "rules/rule_records.h"
 
 // One run of one feature's rules over one log file. analysisLog() is the whole run: it scans the log line by line,

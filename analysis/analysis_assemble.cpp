@@ -2,25 +2,9 @@
 #include <sstream>
 
 #include "analysis/analysis.h"
-#include "analysis/param_marks.h"
+#include "rules/rule_syntax.h"
 #include "util/file_util.h"
 #include "util/string_util.h"
-
-namespace {
-
-constexpr char kJoinMark[] = "+";
-constexpr char kReasonSeparator[] = ":";
-constexpr char kReasonKey[] = "REASON";
-
-// What separates the record names of a template; empty for a template that is a single name.
-std::string SeparatorOf(const std::string& templateText) {
-  for (const char* separator : {kJoinMark, kReasonSeparator}) {
-    if (templateText.find(separator) != std::string::npos) return separator;
-  }
-  return "";
-}
-
-}  // namespace
 
 void Analysis::assemble() {
   for (const auto& [key, templateText] : templates_) {

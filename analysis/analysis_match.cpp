@@ -1,6 +1,5 @@
 #include "analysis/analysis.h"
-#include "analysis/key_words.h"
-#include "analysis/param_marks.h"
+#include "rules/rule_syntax.h"
 
 bool Analysis::isKeyWordsMatch(const std::string& line, const FeatureRule& rule) const {
   const std::string_view expression = rule.keyWords;

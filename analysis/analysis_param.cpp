@@ -1,17 +1,12 @@
 #include <algorithm>
 
 #include "analysis/analysis.h"
-#include "analysis/param_marks.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
-constexpr char kOpenMark[] = "@{";
-constexpr char kCloseMark[] = "}@";
 constexpr int kAppend = 0;
 constexpr int kReplaceFirst = 1;
-constexpr size_t kMaxRuleText = 64 * 1024;  // bytes of a text past which no variable in it is filled any more
-
-std::string VariableOf(const std::string& name) { return kOpenMark + name + kCloseMark; }
 
 // True when any text of the rule that may carry variables has a property.
 template <typename Predicate>
@@ -48,10 +43,10 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
       value = found.group;
     }
     if (observer_ != nullptr) observer_->onParam(rule, param->first, &value);
-    const std::string name = rule.name + "." + param->first;
+    const std::string name = RecordName(rule.name, param->first);
     setParamRecord(name, {curPosition_, value}, seek ? kReplaceFirst : kAppend);
     setStackRegex(name, pattern);
-    param = !seek && rule.command == "rules" ? rule.params.erase(param) : std::next(param);
+    param = !seek && rule.command == kPlainCommand ? rule.params.erase(param) : std::next(param);
   }
   return !anyLast && rule.params.empty();
 }
@@ -80,7 +75,7 @@ bool Analysis::checkVariableParam(FeatureRule& rule) const {
   return !hasVariable(rule);
 }
 
-bool Analysis::hasVariable(const FeatureRule& rule) const { return checkVariable(rule, kOpenMark, kCloseMark); }
+bool Analysis::hasVariable(const FeatureRule& rule) const { return checkVariable(rule, kVariableOpen, kVariableClose); }
 
 // True when a record is there for one of the rule's variables.
 bool Analysis::hasVariableToFill(const FeatureRule& rule) const {

@@ -2,12 +2,12 @@
 #include <utility>
 
 #include "analysis/analysis.h"
+#include "rules/rule_syntax.h"
 #include "util/file_util.h"
 #include "util/log.h"
 
 namespace {
 
-constexpr int32_t kDefaultSkipStep = 32000;  // examined lines without a match after which the scan stops
 constexpr int32_t kStatusUnreadable = 1;
 constexpr int32_t kStatusNothingFound = 2;
 
@@ -42,12 +42,13 @@ void Analysis::match() {
 }
 
 void Analysis::rawInfoPosition(std::stringstream& content) {
-  const int32_t skipStep = frame_->skip >= 1 ? frame_->skip : kDefaultSkipStep;
+  const int32_t skipStep = frame_->skip >= 1 ? frame_->skip : kDefaultSkip;
   KESTRIX_LOG(ANDROID_LOG_INFO, "<%d> skipStep(%d) rules_size(%zu).", pid_, skipStep, frame_->rules.size());
   scanContent(content, skipStep);
 }
 
 bool Analysis::checkSegmentStart(bool& started) const {
-  started = started || records_.knowsNameWith("LayerOneCmd") || records_.knowsNameWith("LayerTwoCmd");
+  started = started || std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(),
+                                   [this](std::string_view mark) { return records_.knowsNameWith(mark); });
   return started;
 }

@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "analysis/analysis.h"
+#include "rules/rule_syntax.h"
+#include "util/limits.h"
 
 namespace {
 
-constexpr size_t kMaxLineLen = 2048;  // bytes, without the line feed
-constexpr size_t kFewRules = 4;       // so few are tried one by one
-constexpr int kMaxFruitless = 64;     // lines evaluated for nothing before spent rules are taken out of the filter
+constexpr size_t kFewRules = 4;    // so few are tried one by one
+constexpr int kMaxFruitless = 64;  // lines evaluated for nothing before spent rules are taken out of the filter
 
 bool IsEmptyOrIndented(std::string_view line) { return line.empty() || line[0] == '\t' || line[0] == ' '; }
 
@@ -206,7 +207,7 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
     makeCurrent(scan, line);
     parseLineByParam(curLine_, rule);
   }
-  if (!done || rule.command != "rules") return;
+  if (!done || rule.command != kPlainCommand) return;
   if (observer_ != nullptr) observer_->onSpent(rule);
   std::replace(scan.rules.begin(), scan.rules.end(), &rule, static_cast<FeatureRule*>(nullptr));
   if (++scan.spentCount * 2 >= scan.rules.size() || scan.filter == nullptr) scan.isPlanned = false;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "analysis/param_marks.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ std::optional<LinePattern> Selective(const std::optional<LinePattern>& pattern) 
 
 // Whether a match that yields no parameter leaves everything as it was.
 bool ActsByParamsOnly(const FeatureRule& rule) {
-  if (rule.num >= 2 || (rule.params.empty() && rule.command == "rules")) return false;
+  if (rule.num >= 2 || (rule.params.empty() && rule.command == kPlainCommand)) return false;
   for (const auto& param : rule.params) {
     if (IsStackPattern(param.second)) return false;
   }
@@ -49,6 +49,20 @@ void AppendAllLines(std::string_view text, std::vector<size_t>& starts) {
 }
 
 }  // namespace
+
+std::optional<LinePattern> ReadKeyWords(std::string_view keyWords) {
+  const KeyWordForm form = FormOf(keyWords);
+  if (form == KeyWordForm::kRegex) return ReadRegex(keyWords.substr(kRegexMark.size()));
+  if (form == KeyWordForm::kText) return LiteralPattern(keyWords);
+  const bool all = form == KeyWordForm::kAnd;
+  LinePattern pattern{.kind = all ? LinePattern::Kind::kSequence : LinePattern::Kind::kChoice};
+  std::string_view term;
+  while (TakeTerm(keyWords, all ? kAndMark : kOrMark, term)) {
+    pattern.parts.push_back(LiteralPattern(term));
+    if (all) pattern.parts.push_back(AnyText());
+  }
+  return pattern;
+}
 
 PatternSearch::PatternSearch(std::vector<LinePattern> patterns) : patterns_(std::move(patterns)) {
   if (patterns_.size() == 1) literal_ = AsLiteral(patterns_[0]);

@@ -8,9 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "analysis/line_automaton.h"
-#include "analysis/line_pattern.h"
+#include "regex/line_automaton.h"
+#include "regex/line_pattern.h"
 #include "rules/rule_records.h"
+
+// Reads a rule's keyword expression: "@R@" and a regular expression, terms separated by "@|@" or "@&@", or plain text.
+// Empty when the regular expression cannot be read.
+std::optional<LinePattern> ReadKeyWords(std::string_view keyWords);
 
 // Any number of patterns, searched for in one pass.
 class PatternSearch {

@@ -30,4 +30,4 @@ string(REPLACE "@STYLE@" "${style}" page "${page}")
 string(REPLACE "@SCRIPT@" "${script}" page "${page}")
 string(REPLACE "@DATA@" ")page\";\nconst std::string_view kPageTail = R\"page(" page "${page}")
 file(WRITE ${OUTPUT}
-  "#include \"tools/explain/page.h\"\n\nconst std::string_view kPageHead = R\"page(${page})page\";\n")
+  "#include \"cli/explain/page.h\"\n\nconst std::string_view kPageHead = R\"page(${page})page\";\n")

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "regex/regex_machine.h"
 #include "tests/support/log_fake.h"
-#include "util/regex_machine.h"
 
 // What a fuzzer promises about the library. A false one is a fault that libFuzzer reports with its input.
 #define FUZZ_CHECK(condition)                                                   \

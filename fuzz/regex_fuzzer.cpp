@@ -3,7 +3,7 @@
 #include <regex>
 
 #include "fuzz/input.h"
-#include "util/regex.h"
+#include "regex/regex.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzInput input(data, size);

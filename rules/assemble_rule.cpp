@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "rules/rule_file.h"
+#include "rules/rule_syntax.h"
 #include "util/log.h"
-#include "util/string_util.h"
 
 void AssembleRule::parseAssembleRule(const std::string& ruleFile, const std::string& eventType,
                                      std::vector<std::string> featureIds) {
@@ -22,9 +22,7 @@ void AssembleRule::parseRule(const Json::Value& section, const std::string& /*un
   for (const std::string& id : featureIds) assembleRules_.push_back({id, getMapFromJson(section, id)});
 }
 
-bool AssembleRule::comparePrio(const std::string& a, const std::string& b) {
-  return StringUtil::GetRightSubstr(a, "_") < StringUtil::GetRightSubstr(b, "_");
-}
+bool AssembleRule::comparePrio(const std::string& a, const std::string& b) { return PriorityOf(a) < PriorityOf(b); }
 
 std::map<std::string, std::string> AssembleRule::getMapFromJson(const Json::Value& section,
                                                                 const std::string& featureId) const {

@@ -3,14 +3,9 @@
 #include <algorithm>
 
 #include "rules/rule_file.h"
+#include "rules/rule_syntax.h"
 #include "util/log.h"
 #include "util/string_util.h"
-
-namespace {
-
-constexpr Json::ArrayIndex kMaxElements = 50;  // elements read of any array
-
-}  // namespace
 
 void MatchRule::parseMatchRule(const std::string& logPath, const std::string& ruleFile, const std::string& eventType) {
   Json::Value root;
@@ -29,7 +24,8 @@ void MatchRule::parseSegmentFrame(const Json::Value& root) {
   }
   const Json::Value& array = root["segmentFrame"];
   const Json::ArrayIndex count = ElementCount(array);
-  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  if (count > kMaxElements)
+    KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", static_cast<int>(kMaxElements));
   for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) {
     const std::string name = Member(array[i], "name").asString();
     const std::string keyWords = Member(array[i], "keyWords").asString();
@@ -42,7 +38,7 @@ void MatchRule::parseRule(const std::string& logPath, const Json::Value& root, c
   KESTRIX_LOG(ANDROID_LOG_DEBUG, "match rule parse begin.");
   for (auto member = root.begin(); member != root.end(); ++member) {
     const Json::Value& entry = *member;
-    if (member.name().find("featureFrame") == std::string::npos) continue;
+    if (member.name().find(kEntryMark) == std::string::npos) continue;
     const std::string dirOrFile = Member(entry, "dirOrFile").asString();
     if (dirOrFile.empty()) continue;
     const std::string subcataLog = Member(entry, "subcataLog").asString();
@@ -65,7 +61,7 @@ void MatchRule::parseRule(const std::string& logPath, const Json::Value& root, c
 std::vector<std::string> MatchRule::splitFeatureIds(const Json::Value& entry) const {
   std::vector<std::string> ids;
   if (HasMember(entry, "featureId")) {
-    StringUtil::SplitStr(entry["featureId"].asString(), ",", ids, false, false);
+    StringUtil::SplitStr(entry["featureId"].asString(), std::string(kIdSeparator), ids, false, false);
   } else {
     KESTRIX_LOG(ANDROID_LOG_ERROR, "failed to get member %s.", "featureId");
   }
@@ -80,21 +76,23 @@ std::vector<std::string> MatchRule::getJsonArray(const Json::Value& entry, const
     return texts;
   }
   const Json::ArrayIndex count = array.size();
-  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  if (count > kMaxElements)
+    KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", static_cast<int>(kMaxElements));
   for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) texts.push_back(array[i].asString());
   return texts;
 }
 
 void MatchRule::parseRule(const Json::Value& entry, std::list<FeatureRule>& rules) const {
-  if (!HasMember(entry, "rules")) return;
-  for (const char* command : {"rules", "segmentRule"}) {
+  if (!HasMember(entry, kPlainCommand)) return;
+  for (const char* command : {kPlainCommand, kSegmentCommand}) {
     if (HasMember(entry, command)) parseRule(entry[command], rules, command);
   }
 }
 
 void MatchRule::parseRule(const Json::Value& array, std::list<FeatureRule>& rules, const std::string& command) const {
   const Json::ArrayIndex count = ElementCount(array);
-  if (count > kMaxElements) KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", int{kMaxElements});
+  if (count > kMaxElements)
+    KESTRIX_LOG(ANDROID_LOG_INFO, "json size too large, limit to %d.", static_cast<int>(kMaxElements));
   for (Json::ArrayIndex i = 0; i < std::min(count, kMaxElements); ++i) {
     const Json::Value& element = array[i];
     FeatureRule rule;
@@ -102,9 +100,9 @@ void MatchRule::parseRule(const Json::Value& array, std::list<FeatureRule>& rule
     rule.name = Member(element, "name").asString();
     rule.depend = Member(element, "depend").asString();
     rule.keyWords = Member(element, "keyWords").asString();
-    parseRuleParam(element, rule.params, "v_");
+    parseRuleParam(element, rule.params, kParamPrefix);
     rule.num = Member(element, "num").asInt();
-    if (rule.num >= 1 && command == "rules") {
+    if (IsRefused(command, rule.num)) {
       KESTRIX_LOG(ANDROID_LOG_ERROR, "rule command can't have num.");
       continue;
     }

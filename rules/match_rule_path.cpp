@@ -1,13 +1,12 @@
 #include <android-base/properties.h>
 
+#include "regex/regex.h"
 #include "rules/match_rule.h"
+#include "rules/rule_syntax.h"
 #include "util/file_util.h"
-#include "util/regex.h"
 #include "util/string_util.h"
 
 namespace {
-
-constexpr char kDebugProperty[] = "persist.sys.Kestrix.debug";
 
 std::string WithSlash(std::string path) {
   if (!path.ends_with('/')) path += '/';
@@ -18,7 +17,7 @@ std::string WithSlash(std::string path) {
 // behind the directory reached so far, matches it; else the directory and the segments as they are written.
 std::string FollowSegments(const std::string& logPath, const std::string& dir, const std::string& alternative) {
   std::vector<std::string> segments;
-  StringUtil::SplitStr(alternative, "/", segments, false, false);
+  StringUtil::SplitStr(alternative, std::string(kPathSeparator), segments, false, false);
   std::string path = WithSlash(dir);
   for (const std::string& segment : segments) {
     const std::string candidate = path + segment;
@@ -31,7 +30,7 @@ std::string FollowSegments(const std::string& logPath, const std::string& dir, c
 }  // namespace
 
 bool MatchRule::isFeatureMatched(const std::string& eventType, const std::string& featureId) const {
-  return StringUtil::GetRleftSubstr(StringUtil::GetRightSubstr(featureId, "_"), "_") == eventType;
+  return EventTypeOf(featureId) == eventType;
 }
 
 bool MatchRule::isPathMatched(const std::string& logPath, const std::string& dirOrFile, const std::string& subcataLog,
@@ -43,7 +42,7 @@ bool MatchRule::isPathMatched(const std::string& logPath, const std::string& dir
     return FileUtil::FileExists(out);
   }
   std::vector<std::string> alternatives;
-  StringUtil::SplitStr(subcataLog, "@|@", alternatives, false, false);
+  StringUtil::SplitStr(subcataLog, std::string(kOrMark), alternatives, false, false);
   for (const std::string& alternative : alternatives) {
     out = FollowSegments(logPath, dirOrFile, alternative);
     if (FileUtil::FileExists(out) && out == logPath) return true;

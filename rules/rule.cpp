@@ -4,6 +4,7 @@
 
 #include "rules/assemble_rule.h"
 #include "rules/match_rule.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -18,11 +19,11 @@ void Rule::parseRule() {
   if (configDir_.empty()) configDir_ = kDefaultConfigDir;
 
   MatchRule match;
-  match.parseMatchRule(logPath_, configDir_ + "/match_rule.json", eventType_);
+  match.parseMatchRule(logPath_, MatchRuleFile(configDir_), eventType_);
   featureFrames_ = match.getFeatureFrames();
   segmentFrame_ = match.getSegmentFrame();
 
   AssembleRule assemble;
-  assemble.parseAssembleRule(configDir_ + "/assemble_rule.json", eventType_, match.getFeatureIds());
+  assemble.parseAssembleRule(AssembleRuleFile(configDir_), eventType_, match.getFeatureIds());
   assembleRules_ = assemble.getAssembleRules();
 }

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <utility>
 
-namespace {
+#include "rules/rule_syntax.h"
 
-constexpr int kMaxDepth = 1000;  // values inside values; the JSON library raises an error for more
+namespace {
 
 // Opening a pipe would wait for a writer, and a directory opens but cannot be read.
 bool IsRegularFile(const std::string& path) {
@@ -28,7 +28,7 @@ bool IsTooDeep(std::string_view json) {
       inText = c != '"';
     } else if (c == ']' || c == '}') {
       --depth;
-    } else if (depth >= kMaxDepth && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
+    } else if (depth >= kMaxJsonDepth && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
       return true;
     } else {
       depth += c == '[' || c == '{' ? 1 : 0;

@@ -1,9 +1,9 @@
 #include <algorithm>
 
+#include "regex/regex.h"
 #include "stack/frame_name.h"
 #include "stack/stack_tables.h"
 #include "stack/stack_util.h"
-#include "util/regex.h"
 
 bool StackUtil::IsCallStack(std::string& /*line*/) {
   // Prose between the frames belongs to the stack too: no shape that a line may have is refused.

@@ -8,9 +8,10 @@
 #include <climits>
 #include <cstdlib>
 
+#include "util/limits.h"
+
 namespace {
 
-constexpr off_t kMaxFileSize = 32 * 1024 * 1024;  // bytes, inclusive
 static_assert(PATH_MAX == 4096, "a path has at most 4095 bytes and the ending zero");
 
 bool HasLegalLength(const std::string& path) { return !path.empty() && path.size() < PATH_MAX; }
@@ -25,7 +26,7 @@ int OpenForReading(const std::string& path) {
 // False when reading fails and when there is more than the largest size.
 bool ReadToEnd(int fd, std::string& content) {
   std::array<char, 4096> chunk{};
-  while (static_cast<off_t>(content.size()) <= kMaxFileSize) {
+  while (content.size() <= kMaxFileSize) {
     const ssize_t count = read(fd, chunk.data(), chunk.size());
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return count == 0;
@@ -55,7 +56,7 @@ bool FileUtil::LoadStringFromFile(const std::string& path, std::string& content)
   const off_t size = lseek(fd, 0, SEEK_END);
   lseek(fd, 0, SEEK_SET);
   std::string loaded;
-  const bool isLoaded = size <= kMaxFileSize && ReadToEnd(fd, loaded);
+  const bool isLoaded = size <= static_cast<off_t>(kMaxFileSize) && ReadToEnd(fd, loaded);
   close(fd);
   if (isLoaded) content = std::move(loaded);
   return isLoaded;
@@ -76,7 +77,7 @@ bool FileUtil::LoadStringFromFdToFile(int fd, std::string& content) {
 bool FileUtil::LoadStringFromFd(int fd, std::string& content) {
   if (fd < 1) return false;
   const off_t size = lseek(fd, 0, SEEK_END);
-  if (size > kMaxFileSize) return false;
+  if (size > static_cast<off_t>(kMaxFileSize)) return false;
   if (size < 0) return LoadStringFromFdToFile(fd, content);
   if (size == 0) return true;
   content.resize(static_cast<size_t>(size));

@@ -1,13 +1,6 @@
+#include "regex/regex.h"
 #include "util/file_util.h"
-#include "util/regex.h"
-
-namespace {
-
-constexpr int kMaxLines = 200;        // lines read from the offset on
-constexpr size_t kMaxLineLen = 2048;  // bytes, without the line feed
-constexpr int kMaxMisses = 3;         // non-matching lines in a row after which one more is still read
-
-}  // namespace
+#include "util/limits.h"
 
 void FileUtil::GetTrace(std::stringstream& buffer, int offset, const std::string& frameRegex, std::string& trace,
                         std::string startRegex) {
@@ -17,9 +10,9 @@ void FileUtil::GetTrace(std::stringstream& buffer, int offset, const std::string
   int misses = 0;
   buffer.seekg(offset, std::ios::beg);
   std::string line;
-  for (int linesRead = 0; std::getline(buffer, line) && linesRead < kMaxLines; ++linesRead) {
+  for (int linesRead = 0; std::getline(buffer, line) && linesRead < kMaxTraceLines; ++linesRead) {
     if (line.size() > kMaxLineLen) continue;
-    if (line.empty() || misses > kMaxMisses) return;
+    if (line.empty() || misses > kMaxTraceMisses) return;
     Regex::Match match;
     if (!started && !startRegex.empty() && !start.search(line, match)) continue;
     const bool isFrame = frame.search(line, match);

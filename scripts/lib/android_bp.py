@@ -7,7 +7,7 @@ import sys
 
 TOKEN = re.compile(r'\s+|//[^\n]*|("(?:[^"\\]|\\.)*")|([A-Za-z_]\w*)|([{}\[\]:,])')
 # The tests of the program need a desk.
-DESK_ONLY = 'tests/tools/'
+DESK_ONLY = 'tests/cli/'
 
 
 def tokens(text):

@@ -5,8 +5,8 @@
 #include <regex>
 
 #include "analysis/analysis.h"
-#include "analysis/expression.h"
-#include "analysis/line_pattern.h"
+#include "regex/expression.h"
+#include "regex/line_pattern.h"
 #include "tests/support/plain_engine.h"
 #include "tests/support/standard_search.h"
 #include "tests/support/transcript.h"

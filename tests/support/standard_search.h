@@ -5,7 +5,7 @@
 #include <regex>
 #include <string>
 
-#include "util/regex.h"
+#include "regex/regex.h"
 
 // What std::regex finds in a line.
 struct StandardMatch {

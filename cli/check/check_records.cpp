@@ -1,0 +1,281 @@
+#include <algorithm>
+#include <functional>
+#include <set>
+
+#include "cli/check/checks.h"
+#include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
+
+namespace {
+
+constexpr const char* kSegmentBegins[] = {"LayerOneCmd", "LayerTwoCmd"};  // records that begin the segment part
+
+// Something that a rule waits for.
+struct Need {
+  std::string name;
+  bool isVariable;  // the whole name of a record, else a part of one
+  const PlacedText* text;
+  size_t offset;
+  size_t length;
+
+  bool isMetBy(const std::string& record) const {
+    return isVariable ? record == name : record.find(name) != std::string::npos;
+  }
+};
+
+std::vector<Need> NeedsOf(const PlacedRule& rule) {
+  std::vector<Need> needs;
+  const auto addVariables = [&needs](const PlacedText& text) {
+    for (const Variable& variable : VariablesOf(text.text())) {
+      if (variable.isClosed)
+        needs.push_back({variable.name, true, &text, variable.begin, variable.end - variable.begin});
+    }
+  };
+  addVariables(rule.depend);
+  // Which text a dependency with a variable will ask for is not known.
+  const std::string& depend = rule.depend.text();
+  if (!depend.empty() && needs.empty()) needs.push_back({depend, false, &rule.depend, 0, depend.size()});
+  addVariables(rule.keyWords);
+  for (const PlacedParam& param : rule.params) addVariables(param.pattern);
+  return needs;
+}
+
+// The rules of one entry, what they make and what they wait for.
+class EntryRecords {
+ public:
+  explicit EntryRecords(const PlacedEntry& entry) : entry_(entry) {
+    for (const PlacedRule& rule : entry.rules) {
+      needs_.push_back(NeedsOf(rule));
+      for (const PlacedParam& param : rule.params) names_.push_back(rule.recordName(param));
+    }
+  }
+
+  const std::vector<std::string>& names() const { return names_; }
+
+  // Calls `report` for each need that no record of the entry meets, and for each that only rules meet which wait for
+  // its own rule.
+  void findUnmet(const std::function<void(const PlacedRule&, const Need&, bool isCircular)>& report) const {
+    for (size_t i = 0; i < needs_.size(); ++i) {
+      for (const Need& need : needs_[i]) {
+        if (!isMade(need)) report(entry_.rules[i], need, false);
+      }
+    }
+    const std::vector<bool> canFire = rulesThatCanFire();
+    for (size_t i = 0; i < needs_.size(); ++i) {
+      for (const Need& need : needs_[i]) {
+        if (!canFire[i] && isMade(need) && !isMetByAny(need, canFire) && waitsForItself(i, need)) {
+          report(entry_.rules[i], need, true);
+        }
+      }
+    }
+  }
+
+  bool isNeeded(const std::string& record) const {
+    return std::any_of(needs_.begin(), needs_.end(), [&record](const std::vector<Need>& needs) {
+      return std::any_of(needs.begin(), needs.end(), [&record](const Need& need) { return need.isMetBy(record); });
+    });
+  }
+
+ private:
+  bool isMade(const Need& need) const {
+    return std::any_of(names_.begin(), names_.end(), [&need](const std::string& name) { return need.isMetBy(name); });
+  }
+
+  bool makes(size_t rule, const Need& need) const {
+    const PlacedRule& maker = entry_.rules[rule];
+    return std::any_of(maker.params.begin(), maker.params.end(),
+                       [&](const PlacedParam& param) { return need.isMetBy(maker.recordName(param)); });
+  }
+
+  bool isMetByAny(const Need& need, const std::vector<bool>& rules) const {
+    for (size_t i = 0; i < rules.size(); ++i) {
+      if (rules[i] && makes(i, need)) return true;
+    }
+    return false;
+  }
+
+  // As if what no record meets were met: that is reported already.
+  std::vector<bool> rulesThatCanFire() const {
+    std::vector<bool> canFire(needs_.size(), false);
+    for (bool isNew = true; isNew;) {
+      isNew = false;
+      for (size_t i = 0; i < needs_.size(); ++i) {
+        if (canFire[i]) continue;
+        canFire[i] = std::all_of(needs_[i].begin(), needs_[i].end(),
+                                 [&](const Need& need) { return isMetByAny(need, canFire) || !isMade(need); });
+        isNew = isNew || canFire[i];
+      }
+    }
+    return canFire;
+  }
+
+  // True when a rule that meets `need` waits, perhaps by way of others, for rule `waiting`.
+  bool waitsForItself(size_t waiting, const Need& need) const {
+    std::vector<bool> isKnown(needs_.size(), false);
+    std::vector<const Need*> open{&need};
+    while (!open.empty()) {
+      const Need* next = open.back();
+      open.pop_back();
+      for (size_t i = 0; i < needs_.size(); ++i) {
+        if (isKnown[i] || !makes(i, *next)) continue;
+        if (i == waiting) return true;
+        isKnown[i] = true;
+        for (const Need& further : needs_[i]) open.push_back(&further);
+      }
+    }
+    return false;
+  }
+
+  const PlacedEntry& entry_;
+  std::vector<std::vector<Need>> needs_;  // by rule
+  std::vector<std::string> names_;        // of the records
+};
+
+class RecordCheck {
+ public:
+  RecordCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
+
+  void checkEntry(const PlacedEntry& entry) {
+    const EntryRecords records(entry);
+    records.findUnmet([&](const PlacedRule& rule, const Need& need, bool isCircular) {
+      addUnmet(entry, records, rule, need, isCircular);
+    });
+    for (const PlacedRule& rule : entry.rules) {
+      checkUnclosed(rule.keyWords);
+      checkUnclosed(rule.depend);
+      for (const PlacedParam& param : rule.params) checkUnclosed(param.pattern);
+    }
+    checkUnused(entry, records);
+  }
+
+  void checkTemplates() {
+    for (const auto& [type, section] : model_.assembling) {
+      for (const auto& [id, templates] : section) {
+        bool hasEntry = false;
+        const std::vector<std::string> names = recordsOf(type, id, hasEntry);
+        for (const PlacedTemplate& result : templates.templates) {
+          checkMixed(result.text);
+          if (hasEntry && result.text.isKnown) checkNames(result.text, names);
+        }
+      }
+    }
+  }
+
+ private:
+  void addUnmet(const PlacedEntry& entry, const EntryRecords& records, const PlacedRule& rule, const Need& need,
+                bool isCircular) {
+    const Code code = need.isVariable ? Code::kVariableUnmet : Code::kDependUnmet;
+    const std::string what = need.isVariable ? "no rule makes a record " + Quoted(need.name)
+                                             : "no rule makes a record whose name contains " + Quoted(need.name);
+    std::string message = what + DidYouMean(NearestTo(need.name, candidatesFor(entry, records, need)));
+    const bool isBareRule = std::any_of(entry.rules.begin(), entry.rules.end(), [&need](const PlacedRule& other) {
+      return !need.name.empty() && other.record.name.find(need.name) != std::string::npos && other.params.empty();
+    });
+    if (isBareRule) message = what + ": the rule of that name has no parameters";
+    if (isCircular) {
+      message = "only rules that wait for rule " + Quoted(rule.record.name) + " make a record for " + Quoted(need.name);
+    }
+    findings_.add(code, model_.matchFile, need.text->json.span(need.offset, need.length), message);
+  }
+
+  // Names that an author may have meant: of records, and of rules for a dependency.
+  static std::vector<std::string> candidatesFor(const PlacedEntry& entry, const EntryRecords& records,
+                                                const Need& need) {
+    std::vector<std::string> names = records.names();
+    if (need.isVariable) return names;
+    for (const PlacedRule& rule : entry.rules) {
+      if (!rule.params.empty()) names.push_back(rule.record.name);
+    }
+    return names;
+  }
+
+  void checkUnclosed(const PlacedText& text) {
+    for (const Variable& variable : VariablesOf(text.text())) {
+      if (variable.isClosed) continue;
+      findings_.add(Code::kVariableUnclosed, model_.matchFile,
+                    text.json.span(variable.begin, variable.end - variable.begin),
+                    "this variable has no closing \"}@\"");
+    }
+  }
+
+  void checkUnused(const PlacedEntry& entry, const EntryRecords& records) {
+    std::set<std::string> used;
+    for (const PlacedId& id : entry.ids) {
+      const PlacedTemplates* templates = model_.templatesOf(id);
+      if (templates == nullptr) return;  // that is reported, and what is used is not known
+      for (const PlacedTemplate& result : templates->templates) {
+        for (const Piece& name : namesOf(result.text)) addUsed(name.text, records, used);
+      }
+    }
+    if (entry.ids.empty()) return;
+    records.findUnmet([&](const PlacedRule&, const Need& need, bool) { addUsed(need.name, records, used); });
+    for (const PlacedRule& rule : entry.rules) {
+      for (const PlacedParam& param : rule.params) {
+        const std::string name = rule.recordName(param);
+        const bool beginsSegment =
+            std::any_of(std::begin(kSegmentBegins), std::end(kSegmentBegins),
+                        [&name](const char* part) { return name.find(part) != std::string::npos; });
+        if (used.contains(name) || beginsSegment || records.isNeeded(name)) continue;
+        findings_.add(Code::kRecordUnused, model_.matchFile, param.keySpan, "nothing uses the record " + Quoted(name));
+      }
+    }
+  }
+
+  // A name that is not known, which is reported, stands for the record that it was most likely meant to be.
+  static void addUsed(const std::string& name, const EntryRecords& records, std::set<std::string>& used) {
+    const std::vector<std::string>& names = records.names();
+    const bool isKnown = std::find(names.begin(), names.end(), name) != names.end();
+    used.insert(isKnown ? name : NearestTo(name, names));
+  }
+
+  // The records that the entries of a feature id make.
+  std::vector<std::string> recordsOf(const std::string& type, const std::string& id, bool& hasEntry) const {
+    std::vector<std::string> names;
+    for (const PlacedEntry& entry : model_.entries) {
+      const bool isOurs = std::any_of(entry.ids.begin(), entry.ids.end(), [&](const PlacedId& candidate) {
+        return candidate.id == id && candidate.eventType == type;
+      });
+      if (!isOurs) continue;
+      hasEntry = true;
+      const EntryRecords records(entry);
+      names.insert(names.end(), records.names().begin(), records.names().end());
+    }
+    return names;
+  }
+
+  // The record names of a template: "+" wins over ":".
+  static std::vector<Piece> namesOf(const PlacedText& text) {
+    for (const char* separator : {"+", ":"}) {
+      if (text.text().find(separator) != std::string::npos) return PiecesOf(text.text(), separator);
+    }
+    return {{0, text.text()}};
+  }
+
+  void checkMixed(const PlacedText& text) {
+    const size_t colon = text.text().find(':');
+    if (colon == std::string::npos || text.text().find('+') == std::string::npos) return;
+    findings_.add(Code::kTemplateMixed, model_.assembleFile, text.json.span(colon, 1),
+                  "in a template with \"+\" a \":\" is part of a record's name");
+  }
+
+  void checkNames(const PlacedText& text, const std::vector<std::string>& names) {
+    for (const Piece& piece : namesOf(text)) {
+      if (std::find(names.begin(), names.end(), piece.text) != names.end()) continue;
+      const Span span = piece.text.empty() ? text.span : text.json.span(piece.offset, piece.text.size());
+      findings_.add(
+          Code::kTemplateUnknownRecord, model_.assembleFile, span,
+          "no rule of the feature makes a record " + Quoted(piece.text) + DidYouMean(NearestTo(piece.text, names)));
+    }
+  }
+
+  const RuleModel& model_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void CheckRecords(const RuleModel& model, Findings& findings) {
+  RecordCheck check(model, findings);
+  for (const PlacedEntry& entry : model.entries) check.checkEntry(entry);
+  if (model.matchFile.isUsable()) check.checkTemplates();
+}

@@ -1,0 +1,166 @@
+#include <algorithm>
+
+#include "cli/check/checks.h"
+#include "cli/rule_files/spelling.h"
+#include "rules/rule_syntax.h"
+
+namespace {
+
+using Kind = JsonNode::Kind;
+
+std::string_view NameOf(Kind kind) {
+  constexpr std::string_view kNames[] = {"null", "a boolean", "a number", "text", "an array", "an object"};
+  return kNames[static_cast<size_t>(kind)];
+}
+
+class StructureCheck {
+ public:
+  StructureCheck(const JsonFile& file, Findings& findings) : file_(file), findings_(findings) {}
+
+  // `key`: of the member that holds the object.
+  void checkObject(const JsonNode& object, ObjectKind kind, Span key) {
+    for (const JsonMember& member : object.members) {
+      const JsonMember* first = &*std::find_if(object.members.begin(), object.members.end(),
+                                               [&](const JsonMember& m) { return m.key.text == member.key.text; });
+      if (first != &member) {
+        add(Code::kDuplicateMember, member.keySpan,
+            "duplicate member " + Quoted(member.key.text) + ": it replaces the one in line " +
+                std::to_string(lines_.placeOf(first->keySpan.begin).line));
+      }
+      if (object.find(member.key.text) == &member) checkMember(object, member, kind);
+    }
+    for (const MemberRow& row : AllMemberRows()) {
+      if (row.object == kind && row.isRequired && object.find(row.name) == nullptr) {
+        add(Code::kEntryIncomplete, key, "the frame entry has no " + Quoted(row.name) + " and is not used");
+      }
+    }
+  }
+
+ private:
+  void add(Code code, Span span, std::string message) { findings_.add(code, file_, span, std::move(message)); }
+
+  void checkMember(const JsonNode& object, const JsonMember& member, ObjectKind kind) {
+    const std::string& name = member.key.text;
+    const MemberRow* row = FindMemberRow(kind, name);
+    if (row == nullptr) {
+      add(Code::kUnknownMember, member.keySpan, "unknown member " + Quoted(name) + DidYouMean(MeantName(kind, name)));
+      return;
+    }
+    if (!row->isUsed) add(Code::kMemberUnused, member.keySpan, Quoted(name) + " is loaded, but nothing uses it");
+    if (!row->needs.empty() && object.find(row->needs) == nullptr) {
+      add(Code::kSegmentWithoutRules, member.keySpan,
+          Quoted(name) + " is not read, because the entry has no " + Quoted(row->needs));
+    }
+    checkValue(*row, member);
+  }
+
+  void checkValue(const MemberRow& row, const JsonMember& member) {
+    const std::string& name = member.key.text;
+    const JsonNode& value = member.value;
+    switch (row.value) {
+      case ValueForm::kText:
+        checkText(name, value);
+        if (row.isRequired && value.kind == Kind::kString && HoldsNothing(value.text.text)) {
+          add(Code::kEntryIncomplete, value.span, Quoted(name) + " is empty, so the frame entry is not used");
+        }
+        break;
+      case ValueForm::kInteger:
+        checkInteger(row, name, value);
+        break;
+      case ValueForm::kObject:
+        if (value.kind == Kind::kObject) {
+          checkObject(value, row.inner, member.keySpan);
+        } else {
+          addWrongType(name, value, "an object", "it is not read");
+        }
+        break;
+      default:
+        checkElements(row, name, value);
+    }
+  }
+
+  // A list of ids is empty when it holds nothing but its separators.
+  static bool HoldsNothing(const std::string& text) { return text.find_first_not_of(',') == std::string::npos; }
+
+  void addWrongType(const std::string& name, const JsonNode& value, const char* wanted, const char* consequence) {
+    add(Code::kValueType, value.span,
+        Quoted(name) + " has to be " + wanted + ", not " + std::string(NameOf(value.kind)) + ": " + consequence);
+  }
+
+  void checkText(const std::string& name, const JsonNode& value) {
+    if (value.kind == Kind::kString) return;
+    if (value.kind == Kind::kObject || value.kind == Kind::kArray) {
+      addWrongType(name, value, "text", "the device process ends here");
+    } else {
+      add(Code::kValueConverted, value.span,
+          Quoted(name) + " has to be text; " + std::string(NameOf(value.kind)) + " is read as " +
+              Quoted(value.value->asString()));
+    }
+  }
+
+  void checkInteger(const MemberRow& row, const std::string& name, const JsonNode& value) {
+    int number = 0;
+    try {
+      number = value.value->asInt();
+    } catch (const Json::Exception&) {
+      if (value.kind == Kind::kNumber) {
+        add(Code::kValueType, value.span, Quoted(name) + " does not fit 32 bits: the device process ends here");
+      } else {
+        addWrongType(name, value, "a number", "the device process ends here");
+      }
+      return;
+    }
+    if (value.kind != Kind::kNumber || value.value->asDouble() != number) {
+      add(Code::kValueConverted, value.span,
+          Quoted(name) + " has to be a whole number; this is read as " + std::to_string(number));
+    }
+    if (number > row.maximum) {
+      add(Code::kNumInRules, value.span, Quoted(name) + " belongs to \"segmentRule\": this rule is refused");
+    }
+  }
+
+  void checkElements(const MemberRow& row, const std::string& name, const JsonNode& value) {
+    if (value.kind != Kind::kArray) {
+      addWrongType(name, value, "an array", "it is not read");
+      return;
+    }
+    if (value.elements.size() > kMaxElements) {
+      add(Code::kArrayTooLong, value.elements[kMaxElements].span,
+          Quoted(name) + " has " + std::to_string(value.elements.size()) +
+              " elements; those from the 51st on are lost");
+    }
+    for (const JsonNode& element : value.elements) {
+      if (row.value == ValueForm::kTexts) {
+        checkText(name, element);
+      } else if (element.kind == Kind::kObject) {
+        checkObject(element, row.inner, element.span);
+      } else {
+        addWrongType(name, element, "an array of objects", "this element counts as an empty one");
+      }
+    }
+  }
+
+  const JsonFile& file_;
+  Findings& findings_;
+  const LineIndex lines_{file_.text};
+};
+
+}  // namespace
+
+void CheckStructure(const JsonFile& file, ObjectKind root, Findings& findings) {
+  if (!file.isJson) {
+    findings.add(Code::kJsonSyntax, file, file.fault.span, "not valid JSON: " + file.fault.text);
+    return;
+  }
+  for (const JsonRemark& oddity : file.oddities) {
+    findings.add(Code::kJsonLenient, file, oddity.span, oddity.text + " is not JSON, although the library reads it");
+  }
+  if (file.extra.end > file.extra.begin) {
+    findings.add(Code::kJsonExtraText, file, file.extra, "the root value ends before this; all from here on is lost");
+  }
+  if (file.tree.kind != Kind::kObject) {
+    findings.add(Code::kRootType, file, file.tree.span, "the root has to be an object; nothing is read of an array");
+    return;
+  }
+  StructureCheck(file, findings).checkObject(file.tree, root, file.tree.span);
+}

@@ -1,0 +1,79 @@
+#include <android/log.h>
+
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "cli/commands/commands.h"
+#include "cli/library/input.h"
+#include "cli/library/library_call.h"
+#include "cli/output/json_text.h"
+#include "cli/output/terminal.h"
+#include "cli/output/utf8.h"
+#include "entry/kestrix.h"
+#include "rules/rule_syntax.h"
+
+namespace {
+
+using Result = std::map<std::string, std::string>;
+
+struct Options {
+  std::string log;
+  std::string configDir;
+  std::string eventType;
+  bool json = false;
+  bool checkPath = false;
+  bool verbose = false;
+};
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix analyze crash.txt --config rules --event java_crash\n"
+    "\n"
+    "Exit status: 0 results were found, 1 nothing was found, 2 wrong usage or input that cannot be read.";
+
+// --- Output ---
+
+void PrintJson(const Result& result) {
+  Json::Value root(Json::objectValue);
+  for (const auto& [key, value] : result) root[ValidUtf8(key)] = ValidUtf8(value);
+  std::cout << JsonLine(root) << '\n';
+}
+
+ExitStatus Run(const Options& options) {
+  const std::string log = CheckedLogPath(options.log);
+  CheckRuleFiles(options.configDir);
+  PrepareLibrary(options.checkPath);
+  if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+  Result result;
+  CallOrEnd(
+      options.configDir, [&] { result = Kestrix::analysis(log, options.configDir, options.eventType); },
+      [&options] { return MatchRuleFile(options.configDir); });
+  if (options.json) {
+    PrintJson(result);
+  } else {
+    PrintResult(result, std::cout);
+  }
+  if (!result.empty()) return kSuccess;
+  std::cerr << "kestrix: " << options.log << ": nothing found for the event type " << options.eventType << '\n';
+  return kNothingFound;
+}
+
+}  // namespace
+
+void AddAnalyze(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("analyze", "Analyse a log by the rules and print the result map");
+  const auto options = std::make_shared<Options>();
+  command->add_option("LOG", options->log, "The log file, of at most 32 MiB")->required();
+  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
+      ->type_name("DIR")
+      ->required();
+  command->add_option("--event", options->eventType, "Event type whose rules apply")->type_name("TYPE")->required();
+  command->add_flag("--json", options->json, "Print one JSON object on one line");
+  command->add_flag("--check-path", options->checkPath,
+                    "Apply the rules' path tests as on the device; by default every path passes");
+  command->add_flag("--verbose", options->verbose, "Show the library's log lines on standard error");
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

@@ -1,0 +1,84 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "cli/commands/commands.h"
+#include "cli/fleet/replay.h"
+#include "cli/output/json_text.h"
+
+namespace {
+
+struct Options {
+  ReplayOptions replay;
+  std::string configDir;
+  bool timing = false;
+};
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix batch --config rules --event java_crash logs > results.ndjson\n"
+    "\n"
+    "Exit status: 0 every log was analysed, 1 a log has an \"error\", 2 wrong usage or rule files that cannot be read.";
+
+// The results, and how long they took, as members of an object; made in the worker, since it takes time.
+Fields AnalyzeToJson(const LogRun& run) {
+  const auto begin = std::chrono::steady_clock::now();
+  const TextMap results = Analyze(run, nullptr);
+  const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
+  Json::Value object(Json::objectValue);
+  for (const auto& [key, value] : results) object[key] = value;
+  char milliseconds[32];
+  std::snprintf(milliseconds, sizeof milliseconds, "%.3f", time.count());
+  return {JsonLine(object), milliseconds};
+}
+
+// Past std::cout: an interrupt leaves whole lines only, and a reader gets each as soon as it is there.
+void WriteLine(std::string line) {
+  line += '\n';
+  for (size_t written = 0; written < line.size();) {
+    const ssize_t size = write(STDOUT_FILENO, line.data() + written, line.size() - written);
+    if (size < 0 && errno != EINTR) {
+      throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
+    }
+    if (size > 0) written += static_cast<size_t>(size);
+  }
+}
+
+ExitStatus Run(const Options& options) {
+  std::signal(SIGPIPE, SIG_DFL);  // a reader that has seen enough ends the run, whatever was inherited
+  ExitStatus status = kSuccess;
+  Replay(options.replay, {options.configDir}, AnalyzeToJson,
+         [&](const LogEntry& log, const std::vector<Reply>& replies) {
+           const auto& [fields, fault] = replies.front();
+           std::string line = "{\"path\":" + JsonString(log.path) + ",\"event\":" + JsonString(log.event);
+           if (fault.empty()) {
+             line += ",\"results\":" + fields[0];
+             if (options.timing) line += ",\"ms\":" + fields[1];
+           } else {
+             line += ",\"error\":" + JsonString(fault);
+             status = kNothingFound;
+           }
+           WriteLine(line + "}");
+         });
+  return status;
+}
+
+}  // namespace
+
+void AddBatch(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("batch", "Analyse many logs and print a JSON object a line, in order");
+  const auto options = std::make_shared<Options>();
+  AddReplayOptions(*command, options->replay);
+  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
+      ->type_name("DIR")
+      ->required();
+  command->add_flag("--timing", options->timing, "Add \"ms\", the milliseconds that each log took");
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

@@ -1,0 +1,137 @@
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/commands/commands.h"
+#include "cli/fleet/replay.h"
+#include "cli/fleet/rule_coverage.h"
+#include "cli/library/input.h"
+#include "cli/output/json_text.h"
+#include "cli/output/terminal.h"
+
+namespace {
+
+struct Options {
+  ReplayOptions replay;
+  std::string configDir;
+  std::string format = "text";
+};
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix coverage --config rules --event java_crash logs\n"
+    "\n"
+    "Exit status: 0 every rule fired, 1 a rule never fired or a log failed, 2 wrong usage or rule files that cannot be "
+    "read.";
+
+struct Counts {
+  size_t logs = 0;
+  size_t failed = 0;
+};
+
+bool IsIdle(const RuleUse& rule) { return rule.fired == 0; }
+
+std::string NameOf(const RuleUse& rule) {
+  return LineForPeople(rule.featureId + " " + rule.name + " (" + rule.place + ")");
+}
+
+void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour, std::ostream& out) {
+  const auto heading = [&](const std::string& text) { out << '\n' << Painted(inColour, "1", text) << '\n'; };
+  const std::vector<RuleUse>& rules = table.rules();
+  const auto idle = std::count_if(rules.begin(), rules.end(), IsIdle);
+  out << Counted(counts.logs, "log") << ", " << counts.failed << " failed; " << Counted(rules.size(), "rule") << ", "
+      << idle << " never fired\n";
+  if (static_cast<size_t>(idle) < rules.size()) heading("Logs in which a rule fired");
+  for (const RuleUse& rule : rules) {
+    if (!IsIdle(rule)) out << std::setw(8) << rule.fired << "  " << NameOf(rule) << '\n';
+  }
+  if (idle > 0) heading("Never fired");
+  for (const RuleUse& rule : rules) {
+    if (!IsIdle(rule)) continue;
+    out << "  " << NameOf(rule) << '\n';
+    if (const auto* reason = rule.mainReason()) {
+      out << "    in " << Counted(reason->second.logs, "log") << ", such as " << LineForPeople(reason->second.example)
+          << ": " << LineForPeople(reason->first) << '\n';
+    }
+  }
+  if (!table.untaken().empty()) heading("Lines that went into no result");
+  for (const auto& [kind, lines] : table.untaken()) {
+    out << "  " << kind << ": " << Counted(lines.lines, "line") << " in " << Counted(lines.logs, "log") << '\n';
+    for (const std::string& example : lines.examples) out << "    " << LineForPeople(example) << '\n';
+  }
+}
+
+void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& out) {
+  Json::Value root;
+  root["logs"] = JsonNumber(counts.logs);
+  root["failed"] = JsonNumber(counts.failed);
+  root["rules"] = Json::arrayValue;
+  for (const RuleUse& rule : table.rules()) {
+    Json::Value item;
+    item["feature"] = rule.featureId;
+    item["rule"] = rule.name;
+    item["place"] = rule.place;
+    item["fired"] = JsonNumber(rule.fired);
+    if (const auto* reason = rule.mainReason()) {
+      item["idle"]["reason"] = reason->first;
+      item["idle"]["logs"] = JsonNumber(reason->second.logs);
+      item["idle"]["example"] = reason->second.example;
+    }
+    root["rules"].append(item);
+  }
+  root["untaken"] = Json::objectValue;
+  for (const auto& [kind, lines] : table.untaken()) {
+    Json::Value& item = root["untaken"][kind];
+    item["lines"] = JsonNumber(lines.lines);
+    item["logs"] = JsonNumber(lines.logs);
+    item["examples"] = JsonTexts(lines.examples);
+  }
+  out << JsonLine(root) << '\n';
+}
+
+ExitStatus Run(const Options& options) {
+  if (options.replay.event.empty()) throw CLI::RequiredError("--event");
+  CheckRuleFiles(options.configDir);
+  RuleUseTable table(options.configDir, options.replay.event);
+  Counts counts;
+  Replay(
+      options.replay, {options.configDir},
+      [&options](const LogRun& run) { return TellRuleUse(run, options.replay.checkPath); },
+      [&](const LogEntry& log, const std::vector<Reply>& replies) {
+        ++counts.logs;
+        std::string fault = replies[0].fault;
+        if (fault.empty() && log.event != options.replay.event) fault = "its event type has other rules";
+        if (fault.empty()) {
+          table.add(log.path, replies[0].fields);
+          return;
+        }
+        ++counts.failed;
+        std::cerr << "kestrix: " << log.path << ": " << fault << '\n';
+      });
+  if (options.format == "json") {
+    PrintAsJson(table, counts, std::cout);
+  } else {
+    PrintAsText(table, counts, OutputTakesColours(), std::cout);
+  }
+  const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
+  return isCovered && counts.failed == 0 ? kSuccess : kNothingFound;
+}
+
+}  // namespace
+
+void AddCoverage(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("coverage", "Count in how many logs each rule fires, and what none takes");
+  const auto options = std::make_shared<Options>();
+  AddReplayOptions(*command, options->replay);
+  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
+      ->type_name("DIR")
+      ->required();
+  command->add_option("--format", options->format, "How to print the counts")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

@@ -1,0 +1,72 @@
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "cli/commands/commands.h"
+#include "cli/fleet/comparison_report.h"
+#include "cli/fleet/replay.h"
+#include "cli/output/output_file.h"
+#include "cli/output/terminal.h"
+
+namespace {
+
+struct Options {
+  ReplayOptions replay;
+  ComparedRules rules;
+  std::string format = "text";
+  std::string file;
+};
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix diff --old shipped --new rules --event java_crash logs --format html -o diff.html\n"
+    "\n"
+    "Exit status: 0 nothing moved, 1 something moved or a log failed, 2 wrong usage or rule files that "
+    "cannot be read.";
+
+void Print(const Comparison& comparison, const Options& options, bool inColour, std::ostream& out) {
+  if (options.format == "json") {
+    PrintAsJson(comparison, options.rules, out);
+  } else if (options.format == "html") {
+    PrintAsHtml(comparison, options.rules, out);
+  } else {
+    PrintAsText(comparison, options.rules, inColour, out);
+  }
+}
+
+ExitStatus Run(const Options& options) {
+  Comparison comparison;
+  Replay(options.replay, {options.rules.before, options.rules.after}, AnalyzeToFields,
+         [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {
+           comparison.add(log.path, ResultOf(replies[0]), ResultOf(replies[1]));
+         });
+  if (options.file.empty()) {
+    Print(comparison, options, OutputTakesColours(), std::cout);
+  } else {
+    std::ostringstream text;
+    Print(comparison, options, false, text);
+    WriteWholeFile(options.file, text.str());
+  }
+  return comparison.isMoved() || !comparison.faulty().empty() ? kNothingFound : kSuccess;
+}
+
+}  // namespace
+
+void AddDiff(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("diff", "Tell what an edit of the rules changes in the results of logs");
+  const auto options = std::make_shared<Options>();
+  AddReplayOptions(*command, options->replay);
+  command->add_option("--old", options->rules.before, "Directory of the rule files as they were")
+      ->type_name("DIR")
+      ->required();
+  command->add_option("--new", options->rules.after, "Directory of the rule files as they are to be")
+      ->type_name("DIR")
+      ->required();
+  command->add_option("--format", options->format, "How to print the differences")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json", "html"}));
+  command->add_option("-o,--output", options->file, "Write them to this file")->type_name("FILE");
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

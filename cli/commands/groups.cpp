@@ -1,0 +1,218 @@
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "cli/commands/commands.h"
+#include "cli/fleet/group_table.h"
+#include "cli/fleet/stability.h"
+#include "cli/library/input.h"
+#include "cli/output/json_text.h"
+#include "cli/output/terminal.h"
+
+namespace {
+
+struct Options {
+  std::vector<std::string> files = {"-"};
+  std::string key = "FINGERPRINT";
+  std::string format = "text";
+  bool stability = false;
+};
+
+constexpr size_t kTopFrames = 3;
+
+constexpr char kExample[] =
+    "Example:\n"
+    "  kestrix batch --config rules --event java_crash logs | kestrix groups\n"
+    "\n"
+    "Exit status: 0 there are groups, 1 there is none or a line cannot be read, 2 wrong usage or a file that cannot be "
+    "read.";
+
+struct Input {
+  GroupTable table;
+  size_t grouped = 0;  // logs
+  size_t without = 0;  // the key
+  size_t failed = 0;
+  size_t unreadable = 0;  // lines
+};
+
+// --- Reading ---
+
+bool AddLine(const std::string& line, const Options& options, Input& input) {
+  Json::Value root;
+  if (!ReadJsonObject(line, root) || !root["path"].isString()) return false;
+  if (root.isMember("error")) {
+    ++input.failed;
+    return true;
+  }
+  const Json::Value& results = root["results"];
+  if (!results.isObject()) return false;
+  const Json::Value& value = results[options.key];
+  const Json::Value& stack = results["STACK"];
+  if (value.isString()) {
+    input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "");
+    ++input.grouped;
+  } else {
+    ++input.without;
+  }
+  return true;
+}
+
+void AddLines(std::istream& stream, const std::string& name, const Options& options, Input& input) {
+  size_t number = 0;
+  for (std::string line; std::getline(stream, line);) {
+    ++number;
+    if (line.empty() || AddLine(line, options, input)) continue;
+    ++input.unreadable;
+    std::cerr << "kestrix: " << name << ":" << number << ": not a line of kestrix batch\n";
+  }
+}
+
+Input Read(const Options& options) {
+  Input input;
+  for (const std::string& file : options.files) {
+    if (file == "-") {
+      AddLines(std::cin, "standard input", options, input);
+      continue;
+    }
+    std::error_code ignored;
+    const bool isFolder = std::filesystem::is_directory(file, ignored);
+    std::ifstream stream(file, std::ios::binary);
+    if (isFolder || !stream) throw InputError(file, std::generic_category().message(isFolder ? EISDIR : errno));
+    AddLines(stream, file, options, input);
+  }
+  return input;
+}
+
+// --- Text ---
+
+std::string Percent(size_t count, size_t all) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f%%", 100.0 * static_cast<double>(count) / static_cast<double>(all));
+  return text.data();
+}
+
+std::string Shown(const std::string& value) {
+  const std::vector<std::string> lines = LinesOf(value);
+  if (lines.size() < 2) return LineForPeople(value);
+  return LineForPeople(lines.front()) + " (and " + std::to_string(lines.size() - 1) + " more lines)";
+}
+
+std::vector<std::string> TopFrames(const Group& group) {
+  std::vector<std::string> frames = FramesOf(group.stack);
+  frames.resize(std::min(frames.size(), kTopFrames));
+  return frames;
+}
+
+void PrintStability(const std::vector<Group>& groups) {
+  const std::vector<Variant> variants = StabilityOf(groups);
+  std::cout << "\n" << groups.size() << " groups as they are, and what there would be\n";
+  for (const Variant& variant : variants) {
+    std::cout << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
+  }
+  std::set<std::vector<std::string>> shown;  // what one kind of token parts is parted by all of them, too
+  for (const Variant& variant : variants) {
+    for (const Merging& merging : variant.merging) {
+      if (!shown.insert(merging.values).second) continue;
+      std::cout << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
+      for (const std::string& value : merging.values) std::cout << "    " << Shown(value) << '\n';
+      std::cout << "  which differ first in\n";
+      for (const std::string& line : {merging.differs.first, merging.differs.second}) {
+        std::cout << "    " << LineForPeople(line) << '\n';
+      }
+    }
+  }
+}
+
+void PrintAsText(const std::vector<Group>& groups, const Input& input, const Options& options) {
+  for (const Group& group : groups) {
+    std::cout << std::setw(8) << group.count << std::setw(8) << Percent(group.count, input.grouped) << "  "
+              << Shown(group.value) << '\n';
+    const std::string indent(18, ' ');
+    for (const std::string& frame : TopFrames(group)) std::cout << indent << LineForPeople(frame) << '\n';
+    std::cout << indent << "first: " << LineForPeople(group.first) << '\n';
+    if (group.count > 1) std::cout << indent << "last: " << LineForPeople(group.last) << '\n';
+  }
+  std::cout << Counted(groups.size(), "group") << " of " << Counted(input.grouped, "log") << "; " << input.without
+            << " without " << options.key << ", " << input.failed << " failed\n";
+  if (options.stability) PrintStability(groups);
+}
+
+// --- JSON ---
+
+Json::Value ToJson(const Variant& variant) {
+  Json::Value object;
+  object["what"] = variant.what;
+  object["groups"] = JsonNumber(variant.groupCount);
+  object["merging"] = Json::arrayValue;
+  for (const Merging& merging : variant.merging) {
+    Json::Value item;
+    item["values"] = JsonTexts(merging.values);
+    item["logs"] = JsonNumber(merging.logs);
+    item["differs"] = JsonTexts({merging.differs.first, merging.differs.second});
+    object["merging"].append(item);
+  }
+  return object;
+}
+
+void PrintAsJson(const std::vector<Group>& groups, const Input& input, const Options& options) {
+  Json::Value root;
+  root["by"] = options.key;
+  root["logs"] = JsonNumber(input.grouped);
+  root["without"] = JsonNumber(input.without);
+  root["failed"] = JsonNumber(input.failed);
+  root["groups"] = Json::arrayValue;
+  for (const Group& group : groups) {
+    Json::Value item;
+    item["value"] = group.value;
+    item["count"] = JsonNumber(group.count);
+    item["share"] = static_cast<double>(group.count) / static_cast<double>(input.grouped);
+    item["frames"] = JsonTexts(TopFrames(group));
+    item["first"] = group.first;
+    item["last"] = group.last;
+    root["groups"].append(item);
+  }
+  if (options.stability) {
+    for (const Variant& variant : StabilityOf(groups)) root["stability"].append(ToJson(variant));
+  }
+  std::cout << JsonLine(root) << '\n';
+}
+
+ExitStatus Run(const Options& options) {
+  const Input input = Read(options);
+  const std::vector<Group> groups = input.table.sorted();
+  if (options.format == "json") {
+    PrintAsJson(groups, input, options);
+  } else {
+    PrintAsText(groups, input, options);
+  }
+  return groups.empty() || input.unreadable > 0 ? kNothingFound : kSuccess;
+}
+
+}  // namespace
+
+void AddGroups(CLI::App& program, ExitStatus& status) {
+  CLI::App* command = program.add_subcommand("groups", "Count which logs of kestrix batch fail alike");
+  const auto options = std::make_shared<Options>();
+  command->add_option("FILE", options->files, "What kestrix batch printed; by default - for standard input")
+      ->type_name("");
+  CLI::Option* key =
+      command->add_option("--by", options->key, "The result to group by, by default FINGERPRINT")->type_name("KEY");
+  command->add_option("--format", options->format, "How to print the groups")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  command
+      ->add_flag("--stability", options->stability,
+                 "Tell which fingerprints would be one without times, line numbers and the like, or by fewer frames")
+      ->excludes(key);
+  command->footer(kExample);
+  command->callback([options, &status] { status = Run(*options); });
+}

@@ -1,0 +1,122 @@
+#include <json/json.h>
+
+#include <algorithm>
+#include <ostream>
+#include <set>
+
+#include "cli/explain/page.h"
+#include "cli/explain/print_story.h"
+#include "cli/output/utf8.h"
+#include "util/file_util.h"
+
+namespace {
+
+constexpr size_t kMaxWholeLog = 16 * 1024 * 1024;  // bytes
+constexpr size_t kMaxLineShown = 4096;             // bytes; the library examines no line of more than 2048
+constexpr size_t kLinesAround = 50;                // of a line that the story names, in a log that is not shown whole
+
+// Calls `visit` with the number and the text of each line, without line feeds.
+template <typename Visit>
+void ForEachLine(std::string_view text, Visit visit) {
+  for (size_t number = 1; !text.empty(); ++number) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    visit(number, text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+std::string Shown(std::string_view line) {
+  if (line.size() <= kMaxLineShown) return ValidUtf8(line);
+  return ValidUtf8(line.substr(0, kMaxLineShown)) + "... and " + std::to_string(line.size() - kMaxLineShown) +
+         " bytes more";
+}
+
+// The numbers of the lines of a log that the story names.
+std::set<size_t> NamedLines(const Story& story, size_t log) {
+  std::set<size_t> named = {1};
+  for (const RunStory& run : story.runs) {
+    if (run.log != log) continue;
+    for (const RuleStory& rule : run.rules) {
+      for (const SelectedLine& selected : rule.selected.kept) named.insert(selected.line.number);
+      for (const LineVerdict& near : rule.nearest.kept) named.insert(near.line.number);
+    }
+    for (const RecordStory& record : run.records) named.insert(record.line.number);
+    named.insert(run.lastLine.number);
+    if (story.stack && story.stack->featureId == run.featureId) {
+      for (const FrameStory& frame : story.stack->frames) named.insert(frame.line.number);
+    }
+  }
+  if (story.askedLine) named.insert(*story.askedLine);
+  return named;
+}
+
+// A log as stretches of lines in a row: {"line": number of the first, "text": lines}.
+Json::Value LogNode(const Story& story, size_t index, const LogText& log) {
+  Json::Value node;
+  const bool isWhole = log.text.size() <= kMaxWholeLog;
+  const std::set<size_t> named = isWhole ? std::set<size_t>() : NamedLines(story, index);
+  node["pieces"] = Json::Value(Json::arrayValue);
+  size_t lines = 0;
+  size_t lastKept = 0;
+  size_t first = 0;
+  std::string text;
+  const auto endPiece = [&] {
+    if (first == 0) return;
+    Json::Value piece;
+    piece["line"] = static_cast<Json::UInt64>(first);
+    piece["text"] = text;
+    node["pieces"].append(piece);
+  };
+  ForEachLine(log.text, [&](size_t number, std::string_view line) {
+    lines = number;
+    const auto near = named.lower_bound(number - std::min(number, kLinesAround));
+    if (!isWhole && (near == named.end() || *near > number + kLinesAround)) return;
+    if (first == 0 || lastKept + 1 != number) {
+      endPiece();
+      first = number;
+      text.clear();
+    } else {
+      text += '\n';
+    }
+    text += Shown(line);
+    lastKept = number;
+  });
+  endPiece();
+  node["path"] = ValidUtf8(log.path == story.logPath ? story.logName : log.path);
+  node["lines"] = static_cast<Json::UInt64>(lines);
+  node["isWhole"] = isWhole;
+  return node;
+}
+
+// JSON in ASCII. As HTML ends a script at the first "</script", and begins a comment in it with "<!--", there is no
+// "<".
+std::string ForScript(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  const std::string json = Json::writeString(builder, value);
+  std::string escaped;
+  escaped.reserve(json.size() + json.size() / 16);
+  for (const char c : json) {
+    if (c == '<') {
+      escaped += "\\u003c";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+}  // namespace
+
+void PrintStoryAsPage(const Story& story, std::ostream& out) {
+  Json::Value data = StoryAsJson(story);
+  std::vector<LogText> unread;
+  if (story.logs.empty()) {
+    unread.push_back({story.logPath, ""});
+    FileUtil::LoadStringFromFile(story.logPath, unread.front().text);
+  }
+  const std::vector<LogText>& logs = story.logs.empty() ? unread : story.logs;
+  data["logs"] = Json::Value(Json::arrayValue);
+  for (size_t i = 0; i < logs.size(); ++i) data["logs"].append(LogNode(story, i, logs[i]));
+  out << kPageHead << ForScript(data) << kPageTail;
+}

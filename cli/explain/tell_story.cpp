@@ -1,0 +1,78 @@
+#include "cli/explain/tell_story.h"
+
+#include <algorithm>
+
+#include "cli/explain/story_parts.h"
+#include "cli/library/input.h"
+#include "cli/library/library_call.h"
+#include "entry/observed_kestrix.h"
+#include "rules/rule_syntax.h"
+#include "util/file_util.h"
+#include "util/limits.h"
+
+namespace {
+
+// Whether the runs are those of the feature ids that were found to be taken.
+std::string IdFault(const Story& story) {
+  std::vector<std::string> taken;
+  for (const EntryStory& entry : story.entries) {
+    for (const IdStory& id : entry.ids) {
+      if (id.isTaken) taken.push_back(id.id);
+    }
+  }
+  std::vector<std::string> run;
+  for (const RunStory& told : story.runs) run.push_back(told.featureId);
+  std::sort(taken.begin(), taken.end());
+  std::sort(run.begin(), run.end());
+  // Without a section of the event type in the assemble file there is no run.
+  return run.empty() || taken == run ? "" : "the library runs other feature ids than those that are told to be taken";
+}
+
+// The stack again, against what the call has given.
+std::string ResultFault(const Story& story) {
+  const auto stack = story.result.find("STACK");
+  const std::string filtered = stack == story.result.end() ? "" : stack->second;
+  if (filtered != (story.stack ? story.stack->filtered : "")) return "the result holds another stack than is told of";
+  return story.stack ? StackFault(*story.stack) : "";
+}
+
+std::vector<std::string> HealthOf(const std::string& path) {
+  std::string log;
+  if (FileUtil::LoadStringFromFile(path, log)) return TellHealth(log);
+  return {CheckReadableFile(path) > static_cast<off_t>(kMaxFileSize)
+              ? "the log is larger than 32 MiB: the library reads nothing of it"
+              : "the log cannot be read"};
+}
+
+}  // namespace
+
+Story TellStory(const Question& question) {
+  Story story;
+  story.logName = question.logName;
+  story.logPath = CheckedLogPathOfAnySize(question.logName);
+  story.configDir = question.configDir;
+  story.eventType = question.eventType;
+  story.hasPathTests = question.hasPathTests;
+  story.askedLine = question.line;
+  story.askedRule = question.rule;
+
+  const JsonFile matchFile(MatchRuleFile(question.configDir));
+  const JsonFile assembleFile(AssembleRuleFile(question.configDir));
+  const RuleModel model(matchFile, assembleFile);
+  const RulePlaces places(model);
+  const std::string& configDir = question.configDir;
+  TriedEntry tried;
+  CallOrEnd(
+      configDir, [&] { story.entries = TellEntries(story, places, tried); },
+      [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
+  RunTeller runs(story, places);
+  CallOrEnd(
+      configDir, [&] { story.result = ObservedKestrix::analysis(story.logPath, configDir, question.eventType, &runs); },
+      [&runs] { return runs.whatIsTried(); });
+  story.stack = TellStack(story, runs);
+  story.health = HealthOf(story.logPath);
+  for (const std::string& fault : {IdFault(story), ResultFault(story)}) {
+    if (!fault.empty()) story.faults.push_back(fault);
+  }
+  return story;
+}

@@ -1,0 +1,24 @@
+#ifndef CLI_EXPLAIN_TELL_STORY_H
+#define CLI_EXPLAIN_TELL_STORY_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "cli/explain/story.h"
+
+// What the user wants to know.
+struct Question {
+  std::string logName;
+  std::string configDir;
+  std::string eventType;
+  bool hasPathTests = false;   // as on the device; otherwise every path passes
+  std::optional<size_t> line;  // from 1
+  std::string rule;            // a name; empty for all
+};
+
+// Calls the library and writes down all that it does. Ends the program with one line when the library would end the
+// device's process. Throws InputError for files that cannot be read.
+Story TellStory(const Question& question);
+
+#endif  // CLI_EXPLAIN_TELL_STORY_H

@@ -1,0 +1,304 @@
+#include <algorithm>
+#include <ostream>
+
+#include "cli/explain/print_story.h"
+#include "cli/output/terminal.h"
+#include "cli/output/utf8.h"
+
+namespace {
+
+constexpr size_t kMaxColumns = 140;  // characters that are shown of a text
+constexpr size_t kFewLines = 5;      // that are shown for a rule among others...
+constexpr size_t kManyLines = 100;   // ...and for the one that is asked for
+constexpr char kHeading[] = "1";     // colours
+constexpr char kGood[] = "32";
+constexpr char kBad[] = "31";
+constexpr char kFaint[] = "2";
+
+// One line of text, cut to what can be taken in.
+std::string Shown(std::string_view text) {
+  std::string shown = LineForPeople(text);
+  std::string_view rest = shown;
+  for (size_t i = 0; i < kMaxColumns && !rest.empty(); ++i) rest.remove_prefix(CharacterLength(rest));
+  if (rest.empty()) return shown;
+  return shown.substr(0, shown.size() - rest.size()) + "...";
+}
+
+// A value; of several lines, how many.
+std::string ShownValue(const std::string& value) {
+  const auto lineEnds = std::count(value.begin(), value.end(), '\n');
+  if (value.ends_with('\n') || lineEnds > 0) {
+    return Counted(static_cast<size_t>(lineEnds) + (value.ends_with('\n') ? 0 : 1), "line");
+  }
+  return "\"" + Shown(value) + "\"";
+}
+
+class TextWriter {
+ public:
+  TextWriter(const Story& story, bool inColour, std::ostream& out) : story_(story), inColour_(inColour), out_(out) {}
+
+  void printAll() {
+    printResult();
+    printHealth();
+    printEntries();
+    for (const RunStory& run : story_.runs) {
+      printRunHead(run);
+      for (const RuleStory& rule : run.rules) printRule(run, rule, kFewLines);
+      printRecords(run);
+      printTemplates(run);
+    }
+    printStack();
+  }
+
+  void printAnswer() {
+    for (const RunStory& run : story_.runs) {
+      const bool isAsked = std::any_of(run.rules.begin(), run.rules.end(), [this](const RuleStory& rule) {
+        return story_.askedRule.empty() || rule.name == story_.askedRule;
+      });
+      if (!isAsked) continue;
+      printRunHead(run);
+      if (story_.askedLine) {
+        printAskedLine(run);
+        continue;
+      }
+      for (const RuleStory& rule : run.rules) {
+        if (rule.name == story_.askedRule) printRule(run, rule, kManyLines);
+      }
+    }
+  }
+
+  // The templates of the key, with the rules that make the records for them.
+  void printKey(const std::string& key) {
+    // What the filter makes has no template of its own.
+    const bool isOfStack = story_.stack && (key == "FINGERPRINT" || story_.stack->named.count(key) > 0);
+    bool isThere = false;
+    for (const RunStory& run : story_.runs) {
+      for (const TemplateStory& told : run.templates) {
+        if (told.key != (isOfStack ? "STACK" : key)) continue;
+        isThere = true;
+        printRunHead(run);
+        printTemplate(told);
+        for (const RuleStory& rule : run.rules) {
+          if (makesPartOf(rule, told)) printRule(run, rule, kFewLines);
+        }
+      }
+    }
+    if (isThere && (isOfStack || key == "STACK")) printStack();
+    if (!isThere) {
+      out_ << "no template of a run that found anything gives " << Shown(key) << '\n';
+      for (const RunStory& run : story_.runs) {
+        printRunHead(run);
+        for (const RuleStory& rule : run.rules) printRule(run, rule, kFewLines);
+      }
+    }
+    if (story_.runs.empty()) printEntries();
+  }
+
+ private:
+  static bool makesPartOf(const RuleStory& rule, const TemplateStory& told) {
+    return std::any_of(told.contributions.begin(), told.contributions.end(),
+                       [&rule](const ContributionStory& part) { return part.record.starts_with(rule.name + "."); });
+  }
+
+  std::string paint(std::string_view colour, std::string_view text) const { return Painted(inColour_, colour, text); }
+
+  void printHeading(const std::string& text) { out_ << '\n' << paint(kHeading, text) << '\n'; }
+
+  void printResult() {
+    out_ << paint(kHeading, Shown(story_.eventType) + " in " + Shown(story_.logName)) << '\n';
+    PrintResult(story_.result, out_);
+    if (story_.result.empty()) out_ << "nothing found\n";
+  }
+
+  void printHealth() {
+    printHeading("The log");
+    for (const std::string& remark : story_.health) out_ << "  " << LineForPeople(remark) << '\n';
+    if (story_.health.empty()) out_ << "  in order: UTF-8, line feeds, no line too long\n";
+  }
+
+  void printEntries() {
+    printHeading("Feature ids");
+    for (const EntryStory& entry : story_.entries) {
+      if (!entry.why.empty()) {
+        out_ << "  " << paint(kBad, "refused") << " entry " << Shown(entry.key) << " (" << TextOf(entry.place)
+             << "): " << LineForPeople(entry.why) << '\n';
+      }
+      for (const IdStory& id : entry.ids) {
+        out_ << "  " << (id.isTaken ? paint(kGood, "taken  ") : paint(kBad, "refused")) << ' ' << Shown(id.id) << " ("
+             << TextOf(id.place) << "): " << LineForPeople(id.why) << '\n';
+      }
+    }
+    if (story_.runs.empty()) {
+      out_ << "  no run: no id is taken, or the assemble file has no section " << Shown(story_.eventType) << '\n';
+      return;
+    }
+    out_ << "  order:";
+    for (const RunStory& run : story_.runs) out_ << ' ' << Shown(run.featureId);
+    out_ << '\n';
+  }
+
+  void printRunHead(const RunStory& run) {
+    printHeading("Run of " + Shown(run.featureId) + " (" + TextOf(run.place) + ")");
+    if (!run.isReadable) {
+      out_ << "  the library cannot read " << Shown(run.logPath) << '\n';
+      return;
+    }
+    const auto count = [&run](LineFate fate) { return run.lines[static_cast<size_t>(fate)]; };
+    out_ << "  " << Counted(count(LineFate::kExamined), "line") << " examined";
+    if (count(LineFate::kSpanned) > 0) out_ << ", " << count(LineFate::kSpanned) << " taken for a \"num\"";
+    if (count(LineFate::kOverlong) > 0) out_ << ", " << count(LineFate::kOverlong) << " passed over as overlong";
+    if (count(LineFate::kIndented) > 0) out_ << ", " << count(LineFate::kIndented) << " passed over as indented";
+    out_ << "; " << WhyScanEnded(run) << '\n';
+  }
+
+  void printLine(const RunStory& run, const char* indent, const LogLine& line) {
+    out_ << indent << "line " << line.number << ", offset " << line.offset << ": " << Shown(story_.textOf(run, line))
+         << '\n';
+  }
+
+  void printRule(const RunStory& run, const RuleStory& rule, size_t lines) {
+    const bool fired = rule.selected.count > 0;
+    out_ << "\n  " << paint(kHeading, "rule " + Shown(rule.name)) << " (" << TextOf(rule.place) << "): "
+         << (fired ? paint(kGood, "selected " + Counted(rule.selected.count, "line")) : paint(kBad, "never fired"));
+    if (rule.spentAt.number > 0) out_ << ", spent at line " << rule.spentAt.number;
+    if (rule.failedParams > 0) out_ << ", " << Counted(rule.failedParams, "parameter") << " not found";
+    out_ << '\n';
+    size_t left = lines;
+    for (const SelectedLine& selected : rule.selected.kept) {
+      if (left-- == 0) break;
+      printLine(run, "    ", selected.line);
+      for (const ParamStory& param : selected.params.kept) printParam(rule, selected, param);
+      if (selected.params.count > selected.params.kept.size()) {
+        out_ << "      and " << selected.params.count - selected.params.kept.size() << " more\n";
+      }
+    }
+    if (rule.selected.count > lines) out_ << "    and " << Counted(rule.selected.count - lines, "more line") << '\n';
+    if (!fired || lines > kFewLines) printNearest(run, rule, fired || lines > kFewLines ? lines : 1);
+  }
+
+  void printParam(const RuleStory& rule, const SelectedLine& selected, const ParamStory& param) {
+    out_ << "      " << Shown(param.key);
+    if (param.line.number != selected.line.number) out_ << " in line " << param.line.number;
+    if (!param.value) {
+      const auto pattern = rule.params.find(param.key);
+      out_ << paint(kBad, " not found") << ": " << (pattern == rule.params.end() ? "" : Shown(pattern->second)) << '\n';
+    } else if (param.isStackPattern) {
+      out_ << " notes the line for a stack\n";
+    } else {
+      out_ << " = " << ShownValue(*param.value) << '\n';
+    }
+  }
+
+  void printNearest(const RunStory& run, const RuleStory& rule, size_t lines) {
+    const size_t shown = std::min(lines, rule.nearest.kept.size());
+    if (rule.nearest.count + rule.selected.count == 0) out_ << "    no line was shown to it\n";
+    for (size_t i = 0; i < shown; ++i) {
+      const LineVerdict& judged = rule.nearest.kept[i];
+      out_ << "    " << paint(kFaint, "nearest: ");
+      printLine(run, "", judged.line);
+      out_ << "      " << LineForPeople(judged.verdict.why) << '\n';
+    }
+    if (rule.nearest.count > shown) {
+      out_ << "    " << Counted(rule.nearest.count - shown, "more line") << " came as near\n";
+    }
+  }
+
+  void printAskedLine(const RunStory& run) {
+    if (!run.asked) return;
+    if (run.asked->isThere) printLine(run, "  ", run.asked->line);
+    for (size_t i = 0; i < run.asked->verdicts.size(); ++i) {
+      const RuleStory& rule = run.rules[i];
+      if (!story_.askedRule.empty() && rule.name != story_.askedRule) continue;
+      const Verdict& verdict = run.asked->verdicts[i].verdict;
+      out_ << "  rule " << Shown(rule.name) << " (" << TextOf(rule.place)
+           << "): " << paint(verdict.kind == VerdictKind::kSelects ? kGood : kBad, LineForPeople(verdict.why)) << '\n';
+    }
+  }
+
+  void printRecords(const RunStory& run) {
+    out_ << "\n  " << paint(kHeading, "records") << (run.records.empty() ? ": none" : "") << '\n';
+    for (const RecordStory& record : run.records) {
+      out_ << "    " << Shown(record.name) << " = " << ShownValue(record.value) << ", line " << record.line.number;
+      if (record.count > 1) out_ << ", the first of " << record.count;
+      out_ << '\n';
+    }
+  }
+
+  void printTemplates(const RunStory& run) {
+    if (run.templates.empty()) return;
+    out_ << "\n  " << paint(kHeading, "templates") << '\n';
+    for (const TemplateStory& told : run.templates) printTemplate(told);
+  }
+
+  void printTemplate(const TemplateStory& told) {
+    out_ << "    " << Shown(told.key) << " (" << TextOf(told.place) << "): " << Shown(told.text);
+    if (told.value.empty()) {
+      out_ << ", " << paint(kBad, "empty, so there is no such key");
+    } else if (!told.lostTo.empty()) {
+      out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
+    }
+    out_ << '\n';
+    for (const ContributionStory& part : told.contributions) {
+      out_ << "      " << Shown(part.record) << ": ";
+      if (part.isThere) {
+        out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value)) << '\n';
+      } else {
+        out_ << paint(kBad, "no such record") << '\n';
+      }
+    }
+  }
+
+  void printStack() {
+    printHeading("The stack");
+    if (!story_.stack) {
+      out_ << "  none: no run gave \"STACK\"\n";
+      return;
+    }
+    const StackStory& stack = *story_.stack;
+    out_ << "  from " << Shown(stack.featureId) << ", " << Counted(stack.frames.size(), "line")
+         << " before filtering\n";
+    for (const FrameStory& frame : stack.frames) printFrame(frame);
+    for (size_t i = 0; i < stack.blocks.size(); ++i) {
+      const BlockStory& block = stack.blocks[i];
+      out_ << "  block " << i + 1 << ": " << (block.heading.empty() ? "the head of the trace" : Shown(block.heading))
+           << ", " << Counted(block.frames, "name") << (block.namesTheStack ? ", names the frames" : "") << '\n';
+    }
+    for (const auto& [key, giver] : stack.named) out_ << "  " << key << " is set by the " << giver << '\n';
+    const auto fingerprint = story_.result.find("FINGERPRINT");
+    if (fingerprint != story_.result.end()) out_ << "  fingerprint " << fingerprint->second << '\n';
+  }
+
+  void printFrame(const FrameStory& frame) {
+    out_ << "  ";
+    if (frame.line.number > 0) out_ << "line " << frame.line.number << ": ";
+    const bool isKept =
+        frame.fate == FrameFate::kKept || frame.fate == FrameFate::kHeading || frame.fate == FrameFate::kIgnoredButKept;
+    out_ << FormFor(frame.form) << ", " << paint(isKept ? kGood : kBad, WhyFate(frame)) << ": "
+         << Shown(isKept ? frame.name : frame.text) << '\n';
+  }
+
+  static const char* FormFor(FrameForm form) {
+    static constexpr const char* kForms[] = {"Java frame",  "native frame", "kernel frame",
+                                             "hyphen line", "cause",        "other"};
+    return kForms[static_cast<size_t>(form)];
+  }
+
+  const Story& story_;
+  const bool inColour_;
+  std::ostream& out_;
+};
+
+}  // namespace
+
+void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out) {
+  TextWriter writer(story, inColour, out);
+  if (story.askedLine || !story.askedRule.empty()) {
+    writer.printAnswer();
+  } else {
+    writer.printAll();
+  }
+}
+
+void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, std::ostream& out) {
+  TextWriter(story, inColour, out).printKey(key);
+}

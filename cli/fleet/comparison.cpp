@@ -1,0 +1,89 @@
+#include "cli/fleet/comparison.h"
+
+#include <algorithm>
+
+namespace {
+
+std::string ValueOf(const TextMap& results, const std::string& key) {
+  const auto found = results.find(key);
+  return found == results.end() ? "" : found->second;
+}
+
+size_t LogsOf(const GroupMove& move) {
+  size_t logs = 0;
+  for (const GroupStep& step : move.steps) logs += step.count;
+  return logs;
+}
+
+}  // namespace
+
+void Comparison::add(const std::string& path, const LogResult& before, const LogResult& after) {
+  ++logs_;
+  if (before.fault.empty() && !after.fault.empty()) failing_.push_back({path, after.fault});
+  if (!before.fault.empty() && after.fault.empty()) mended_.push_back({path, before.fault});
+  if (!before.fault.empty() && !after.fault.empty()) faulty_.push_back({path, after.fault});
+  if (before.results.empty() && !after.results.empty()) gained_.push_back(path);
+  if (!before.results.empty() && after.results.empty()) lost_.push_back(path);
+  if (before.results.empty() || after.results.empty()) return;
+  addKeys(path, before.results, after.results);
+  addStep(path, before.results, after.results);
+}
+
+void Comparison::addKeys(const std::string& path, const TextMap& before, const TextMap& after) {
+  const auto note = [&](const std::string& key, size_t KeyChange::*count) {
+    KeyChange& change = keys_[key];
+    if (change.example.empty()) change = {0, 0, 0, path, ValueOf(before, key), ValueOf(after, key)};
+    ++(change.*count);
+  };
+  for (const auto& [key, value] : before) {
+    const auto found = after.find(key);
+    if (found == after.end()) {
+      note(key, &KeyChange::removed);
+    } else if (found->second != value) {
+      note(key, &KeyChange::changed);
+    }
+  }
+  for (const auto& [key, value] : after) {
+    if (before.count(key) == 0) note(key, &KeyChange::added);
+  }
+}
+
+void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
+  const std::string from = ValueOf(before, "FINGERPRINT");
+  const std::string to = ValueOf(after, "FINGERPRINT");
+  if (from.empty() || to.empty()) return;
+  GroupStep& step = steps_[{from, to}];
+  if (step.count == 0) step = {from, to, 0, path, ValueOf(before, "STACK"), ValueOf(after, "STACK")};
+  ++step.count;
+}
+
+bool Comparison::isMoved() const {
+  return !gained_.empty() || !lost_.empty() || !failing_.empty() || !mended_.empty() || !keys_.empty();
+}
+
+std::vector<GroupMove> Comparison::groupMoves() const {
+  std::map<std::string, std::vector<GroupStep>> from;
+  std::map<std::string, std::vector<GroupStep>> into;
+  for (const auto& [ends, step] : steps_) {
+    from[step.before].push_back(step);
+    into[step.after].push_back(step);
+  }
+  std::vector<GroupMove> moves;
+  for (const auto& [after, steps] : into) {
+    if (steps.size() > 1) moves.push_back({GroupMoveKind::kMerged, steps});
+  }
+  for (const auto& [before, steps] : from) {
+    if (steps.size() > 1) {
+      moves.push_back({GroupMoveKind::kSplit, steps});
+    } else if (before != steps[0].after && into[steps[0].after].size() == 1) {
+      moves.push_back({GroupMoveKind::kMoved, steps});
+    }
+  }
+  for (GroupMove& move : moves) {
+    std::stable_sort(move.steps.begin(), move.steps.end(),
+                     [](const GroupStep& a, const GroupStep& b) { return a.count > b.count; });
+  }
+  std::stable_sort(moves.begin(), moves.end(),
+                   [](const GroupMove& a, const GroupMove& b) { return LogsOf(a) > LogsOf(b); });
+  return moves;
+}

@@ -1,0 +1,81 @@
+#ifndef CLI_FLEET_COMPARISON_H
+#define CLI_FLEET_COMPARISON_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/fleet/log_run.h"
+
+struct FaultyLog {
+  std::string path;
+  std::string fault;
+};
+
+// What became of a key in the logs that have results under both rules.
+struct KeyChange {
+  size_t added = 0;  // logs
+  size_t removed = 0;
+  size_t changed = 0;
+  std::string example;  // path of the first of them
+  std::string before;   // its values there
+  std::string after;
+};
+
+// Logs that went from one fingerprint to another.
+struct GroupStep {
+  std::string before;
+  std::string after;
+  size_t count = 0;
+  std::string example;      // path of the first of them
+  std::string stackBefore;  // its stacks
+  std::string stackAfter;
+};
+
+enum class GroupMoveKind {
+  kMerged,  // several groups, or parts of them, are one: all steps end in it
+  kSplit,   // one group is several: all steps begin in it
+  kMoved,   // one group has another fingerprint: one step
+};
+
+struct GroupMove {
+  GroupMoveKind kind;
+  std::vector<GroupStep> steps;  // the largest first
+};
+
+// The same logs under old and new rules.
+class Comparison {
+ public:
+  void add(const std::string& path, const LogResult& before, const LogResult& after);
+
+  // True when anything is not as it was.
+  bool isMoved() const;
+
+  // Those of most logs first. A group of which one part stays and another joins other logs is both split and merged.
+  std::vector<GroupMove> groupMoves() const;
+
+  size_t logs() const { return logs_; }
+  const std::vector<std::string>& gained() const { return gained_; }  // a result
+  const std::vector<std::string>& lost() const { return lost_; }
+  const std::vector<FaultyLog>& failing() const { return failing_; }  // under the new rules only
+  const std::vector<FaultyLog>& mended() const { return mended_; }
+  const std::vector<FaultyLog>& faulty() const { return faulty_; }  // under both: nothing was compared
+  const std::map<std::string, KeyChange>& keys() const { return keys_; }
+
+ private:
+  void addKeys(const std::string& path, const TextMap& before, const TextMap& after);
+  void addStep(const std::string& path, const TextMap& before, const TextMap& after);
+
+  size_t logs_ = 0;
+  std::vector<std::string> gained_;
+  std::vector<std::string> lost_;
+  std::vector<FaultyLog> failing_;
+  std::vector<FaultyLog> mended_;
+  std::vector<FaultyLog> faulty_;
+  std::map<std::string, KeyChange> keys_;
+  std::map<std::pair<std::string, std::string>, GroupStep> steps_;
+};
+
+#endif  // CLI_FLEET_COMPARISON_H

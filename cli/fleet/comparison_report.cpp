@@ -1,0 +1,204 @@
+#include "cli/fleet/comparison_report.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "cli/output/json_text.h"
+#include "cli/output/markup.h"
+#include "cli/output/side_by_side.h"
+#include "cli/output/terminal.h"
+
+namespace {
+
+constexpr size_t kMaxListed = 20;  // logs of a list for people
+
+std::string TitleOf(const Comparison& comparison, const ComparedRules& rules) {
+  return Counted(comparison.logs(), "log") + " under " + rules.before + " and " + rules.after;
+}
+
+std::string TitleOf(const GroupMove& move) {
+  switch (move.kind) {
+    case GroupMoveKind::kMerged:
+      return Counted(move.steps.size(), "group") + " merged into " + move.steps[0].after;
+    case GroupMoveKind::kSplit:
+      return move.steps[0].before + " split into " + Counted(move.steps.size(), "group");
+    default:
+      return move.steps[0].before + " moved to " + move.steps[0].after;
+  }
+}
+
+std::string TitleOf(const GroupMove& move, const GroupStep& step) {
+  std::string title = Counted(step.count, "log");
+  if (move.kind == GroupMoveKind::kMerged) title += " of " + step.before;
+  if (move.kind == GroupMoveKind::kSplit) title += " to " + step.after;
+  return title + ", such as " + step.example;
+}
+
+std::string TitleOf(const KeyChange& change) {
+  std::string title;
+  const auto append = [&title](size_t count, const char* what) {
+    if (count > 0) title += (title.empty() ? "" : ", ") + std::string(what) + " in " + Counted(count, "log");
+  };
+  append(change.added, "added");
+  append(change.removed, "removed");
+  append(change.changed, "changed");
+  return title + ", such as " + change.example;
+}
+
+struct LogListing {
+  const char* title;
+  std::vector<std::string> lines;
+};
+
+std::vector<std::string> LinesOf(const std::vector<FaultyLog>& logs) {
+  std::vector<std::string> lines;
+  for (const FaultyLog& log : logs) lines.push_back(log.path + ": " + log.fault);
+  return lines;
+}
+
+std::vector<LogListing> ListingsOf(const Comparison& comparison) {
+  return {{"Gained a result", comparison.gained()},
+          {"Lost all results", comparison.lost()},
+          {"Fail under the new rules only", LinesOf(comparison.failing())},
+          {"Failed under the old rules only", LinesOf(comparison.mended())},
+          {"Fail under both rules", LinesOf(comparison.faulty())}};
+}
+
+// --- JSON ---
+
+Json::Value ToJson(const GroupStep& step) {
+  Json::Value object;
+  object["old"] = step.before;
+  object["new"] = step.after;
+  object["logs"] = JsonNumber(step.count);
+  object["example"] = step.example;
+  object["stack"]["old"] = step.stackBefore;
+  object["stack"]["new"] = step.stackAfter;
+  return object;
+}
+
+Json::Value ToJson(const std::vector<FaultyLog>& logs) {
+  Json::Value array(Json::arrayValue);
+  for (const FaultyLog& log : logs) {
+    Json::Value item;
+    item["path"] = log.path;
+    item["error"] = log.fault;
+    array.append(item);
+  }
+  return array;
+}
+
+Json::Value ToJson(const KeyChange& change) {
+  Json::Value object;
+  object["added"] = JsonNumber(change.added);
+  object["removed"] = JsonNumber(change.removed);
+  object["changed"] = JsonNumber(change.changed);
+  object["example"] = change.example;
+  object["old"] = change.before;
+  object["new"] = change.after;
+  return object;
+}
+
+// --- HTML ---
+
+constexpr char kStyle[] =
+    "body{font:14px sans-serif;margin:2em;max-width:100em}"
+    "table{border-collapse:collapse;margin:.5em 0 1.5em}"
+    "td{font-family:monospace;white-space:pre-wrap;overflow-wrap:anywhere;vertical-align:top;padding:1px 8px}"
+    ".old{background:#fdd}.new{background:#dfd}"
+    "@media(prefers-color-scheme:dark){body{background:#111;color:#ddd}.old{background:#522}.new{background:#252}}";
+
+void PrintSideBySideAsHtml(const std::string& before, const std::string& after, std::ostream& out) {
+  out << "<table>\n";
+  for (const SideRow& row : SideBySide(before, after)) {
+    const bool hasLeft = row.mark == '|' || row.mark == '<';
+    const bool hasRight = row.mark == '|' || row.mark == '>';
+    out << "<tr><td" << (hasLeft ? " class=old" : "") << '>' << EscapedForMarkup(row.left) << "</td><td"
+        << (hasRight ? " class=new" : "") << '>' << EscapedForMarkup(row.right) << "</td></tr>\n";
+  }
+  out << "</table>\n";
+}
+
+}  // namespace
+
+void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool inColour, std::ostream& out) {
+  const auto heading = [inColour, &out](const std::string& text) {
+    out << '\n' << Painted(inColour, "1", LineForPeople(text)) << '\n';
+  };
+  out << LineForPeople(TitleOf(comparison, rules)) << (comparison.isMoved() ? "" : ": nothing moved") << '\n';
+  for (const auto& [title, lines] : ListingsOf(comparison)) {
+    if (lines.empty()) continue;
+    heading(title + (": " + Counted(lines.size(), "log")));
+    for (size_t i = 0; i < std::min(lines.size(), kMaxListed); ++i) out << "  " << LineForPeople(lines[i]) << '\n';
+    if (lines.size() > kMaxListed) out << "  and " << lines.size() - kMaxListed << " more\n";
+  }
+  for (const GroupMove& move : comparison.groupMoves()) {
+    heading(TitleOf(move));
+    for (const GroupStep& step : move.steps) {
+      out << "  " << LineForPeople(TitleOf(move, step)) << '\n';
+      PrintSideBySide(SideBySide(step.stackBefore, step.stackAfter), "    ", inColour, out);
+    }
+  }
+  for (const auto& [key, change] : comparison.keys()) {
+    heading(key + ": " + TitleOf(change));
+    PrintSideBySide(SideBySide(change.before, change.after), "  ", inColour, out);
+  }
+}
+
+void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
+  Json::Value root;
+  root["old"] = rules.before;
+  root["new"] = rules.after;
+  root["logs"] = JsonNumber(comparison.logs());
+  root["moved"] = comparison.isMoved();
+  root["gained"] = JsonTexts(comparison.gained());
+  root["lost"] = JsonTexts(comparison.lost());
+  root["failing"] = ToJson(comparison.failing());
+  root["mended"] = ToJson(comparison.mended());
+  root["faulty"] = ToJson(comparison.faulty());
+  root["keys"] = Json::objectValue;
+  for (const auto& [key, change] : comparison.keys()) root["keys"][key] = ToJson(change);
+  for (const char* kind : {"merged", "split", "moved"}) root["groups"][kind] = Json::arrayValue;
+  for (const GroupMove& move : comparison.groupMoves()) {
+    Json::Value steps(Json::arrayValue);
+    for (const GroupStep& step : move.steps) steps.append(ToJson(step));
+    Json::Value& groups = root["groups"];
+    switch (move.kind) {
+      case GroupMoveKind::kMerged:
+        groups["merged"].append(steps);
+        break;
+      case GroupMoveKind::kSplit:
+        groups["split"].append(steps);
+        break;
+      case GroupMoveKind::kMoved:
+        groups["moved"].append(steps[0]);
+        break;
+    }
+  }
+  out << JsonLine(root) << '\n';
+}
+
+void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
+  const std::string title = EscapedForMarkup(TitleOf(comparison, rules));
+  out << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" << title << "</title>\n<style>"
+      << kStyle << "</style>\n<h1>" << title << "</h1>\n";
+  if (!comparison.isMoved()) out << "<p>Nothing moved.</p>\n";
+  for (const auto& [what, lines] : ListingsOf(comparison)) {
+    if (lines.empty()) continue;
+    out << "<h2>" << what << ": " << Counted(lines.size(), "log") << "</h2>\n<ul>\n";
+    for (const std::string& line : lines) out << "<li>" << EscapedForMarkup(line) << "</li>\n";
+    out << "</ul>\n";
+  }
+  for (const GroupMove& move : comparison.groupMoves()) {
+    out << "<h2>" << EscapedForMarkup(TitleOf(move)) << "</h2>\n";
+    for (const GroupStep& step : move.steps) {
+      out << "<p>" << EscapedForMarkup(TitleOf(move, step)) << "</p>\n";
+      PrintSideBySideAsHtml(step.stackBefore, step.stackAfter, out);
+    }
+  }
+  for (const auto& [key, change] : comparison.keys()) {
+    out << "<h2>" << EscapedForMarkup(key) << "</h2>\n<p>" << EscapedForMarkup(TitleOf(change)) << "</p>\n";
+    PrintSideBySideAsHtml(change.before, change.after, out);
+  }
+  out << "</html>\n";
+}

@@ -1,0 +1,24 @@
+#ifndef CLI_FLEET_COMPARISON_REPORT_H
+#define CLI_FLEET_COMPARISON_REPORT_H
+
+#include <iosfwd>
+#include <string>
+
+#include "cli/fleet/comparison.h"
+
+// The directories that were compared.
+struct ComparedRules {
+  std::string before;
+  std::string after;
+};
+
+// For people; of long lists the beginning.
+void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool inColour, std::ostream& out);
+
+// One JSON object.
+void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::ostream& out);
+
+// One page that needs no other file.
+void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out);
+
+#endif  // CLI_FLEET_COMPARISON_REPORT_H

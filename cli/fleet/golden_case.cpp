@@ -1,0 +1,108 @@
+#include "cli/fleet/golden_case.h"
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include "cli/library/input.h"
+#include "cli/output/json_text.h"
+#include "cli/output/output_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kOfStack[] = {"FINGERPRINT", "FST_FRAME", "LAST_FRAME", "SEC_FRAME"};
+
+std::string TextOf(const std::string& path) {
+  CheckReadableFile(path);
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::optional<TextMap> ExpectedOf(const std::string& path) {
+  if (!fs::exists(path)) return std::nullopt;
+  Json::Value root;
+  if (!ReadJsonObject(TextOf(path), root)) throw InputError(path, "not a JSON object");
+  TextMap expected;
+  for (const std::string& key : root.getMemberNames()) {
+    if (!root[key].isString()) throw InputError(path, "the value of \"" + key + "\" is not a text");
+    expected[key] = root[key].asString();
+  }
+  return expected;
+}
+
+GoldenCase Read(const std::string& path, const std::string& configDir) {
+  GoldenCase golden;
+  golden.path = path;
+  golden.run = {{path + "/log.txt", "", ""}, configDir};
+  try {
+    const std::string event = TextOf(path + "/event");
+    golden.run.log.event = event.substr(0, event.find_last_not_of("\r\n") + 1);
+    if (fs::is_directory(path + "/rules")) golden.run.config = path + "/rules";
+    if (golden.run.config.empty()) throw InputError(path, "has no folder rules; --config names rules for all cases");
+    golden.expected = ExpectedOf(path + "/expected.json");
+  } catch (const InputError& error) {
+    golden.fault = error.what();
+  }
+  return golden;
+}
+
+void AppendCases(const std::string& path, const std::string& configDir, std::vector<GoldenCase>& cases) {
+  if (fs::exists(path + "/log.txt")) {
+    cases.push_back(Read(path, configDir));
+    return;
+  }
+  std::vector<std::string> folders;
+  std::error_code error;
+  for (const auto& item : fs::directory_iterator(path, error)) {
+    if (item.is_directory() && !item.is_symlink()) folders.push_back(item.path().string());
+  }
+  if (error) throw InputError(path, error.message());
+  std::sort(folders.begin(), folders.end());
+  for (const std::string& folder : folders) AppendCases(folder, configDir, cases);
+}
+
+}  // namespace
+
+std::vector<GoldenCase> FindGoldenCases(const std::vector<std::string>& paths, const std::string& configDir) {
+  std::vector<GoldenCase> cases;
+  for (std::string path : paths) {
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+    const size_t before = cases.size();
+    AppendCases(path, configDir, cases);
+    if (cases.size() == before) throw InputError(path, "holds no case, which is a folder with a log.txt");
+  }
+  return cases;
+}
+
+std::vector<std::string> Differences(const TextMap& expected, const TextMap& actual) {
+  std::set<std::string> keys;
+  for (const TextMap* map : {&expected, &actual}) {
+    for (const auto& [key, value] : *map) keys.insert(key);
+  }
+  std::vector<std::string> differing;
+  for (const std::string& key : keys) {
+    const auto a = expected.find(key);
+    const auto b = actual.find(key);
+    if (a == expected.end() || b == actual.end() || a->second != b->second) differing.push_back(key);
+  }
+  std::stable_partition(differing.begin(), differing.end(), [](const std::string& key) {
+    return std::find(std::begin(kOfStack), std::end(kOfStack), key) == std::end(kOfStack);
+  });
+  return differing;
+}
+
+void UpdateExpected(const GoldenCase& golden, const TextMap& actual) {
+  Json::Value root(Json::objectValue);
+  for (const auto& [key, value] : actual) root[key] = value;
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  builder["emitUTF8"] = true;
+  builder["enableYAMLCompatibility"] = true;  // no blank before a colon
+  WriteWholeFile(golden.path + "/expected.json", Json::writeString(builder, root) + "\n");
+}

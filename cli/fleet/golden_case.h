@@ -1,0 +1,29 @@
+#ifndef CLI_FLEET_GOLDEN_CASE_H
+#define CLI_FLEET_GOLDEN_CASE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/fleet/log_run.h"
+
+// A folder that holds a log and what it is to give: log.txt, event with the event type, expected.json with the whole
+// result map and, unless all cases have the same rules, the folder rules.
+struct GoldenCase {
+  std::string path;  // of the folder
+  LogRun run;
+  std::optional<TextMap> expected;  // none: there is no expected.json yet
+  std::string fault;                // what of the folder cannot be used; mostly empty
+};
+
+// The cases in the folders, each a case or a folder of cases, in the order of the names. `configDir` is for those
+// without rules. Throws InputError for a path that is neither.
+std::vector<GoldenCase> FindGoldenCases(const std::vector<std::string>& paths, const std::string& configDir);
+
+// The keys whose values differ, those that just follow from "STACK" last.
+std::vector<std::string> Differences(const TextMap& expected, const TextMap& actual);
+
+// Rewrites expected.json. Throws InputError.
+void UpdateExpected(const GoldenCase& golden, const TextMap& actual);
+
+#endif  // CLI_FLEET_GOLDEN_CASE_H

@@ -1,0 +1,36 @@
+#ifndef CLI_FLEET_GROUP_TABLE_H
+#define CLI_FLEET_GROUP_TABLE_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The lines of a result, without their ends.
+std::vector<std::string> LinesOf(std::string_view value);
+
+// The frames of a filtered stack: its lines without the names of exceptions that head its blocks.
+std::vector<std::string> FramesOf(std::string_view stack);
+
+// Logs that have one result in common.
+struct Group {
+  std::string value;
+  size_t count = 0;
+  std::string first;  // paths of the first and the last log
+  std::string last;
+  std::string stack;  // of the first log; may be empty
+};
+
+class GroupTable {
+ public:
+  void add(const std::string& value, const std::string& path, const std::string& stack);
+
+  // Largest first, then by value.
+  std::vector<Group> sorted() const;
+
+ private:
+  std::map<std::string, Group> groups_;
+};
+
+#endif  // CLI_FLEET_GROUP_TABLE_H

@@ -1,0 +1,15 @@
+#include "cli/fleet/log_run.h"
+
+#include "cli/library/input.h"
+#include "cli/library/library_call.h"
+#include "cli/output/utf8.h"
+
+TextMap Analyze(const LogRun& run, RunObserver* observer) {
+  if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
+  const std::string path = CheckedLogPath(run.log.path);
+  TextMap results;
+  for (const auto& [key, value] : AnalyzeOrThrow(path, run.config, run.log.event, observer)) {
+    results[ValidUtf8(key)] = ValidUtf8(value);
+  }
+  return results;
+}

@@ -1,0 +1,57 @@
+#ifndef CLI_FLEET_RULE_COVERAGE_H
+#define CLI_FLEET_RULE_COVERAGE_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/fleet/log_run.h"
+#include "cli/fleet/worker_pool.h"
+
+// A reason for which a rule did not fire.
+struct Idleness {
+  size_t logs = 0;
+  std::string example;  // path of the first of them
+};
+
+// How a rule of a feature fared in many logs.
+struct RuleUse {
+  std::string featureId;
+  std::string name;
+  std::string place;  // "rules/match_rule.json:12"
+  size_t fired = 0;   // logs
+  std::map<std::string, Idleness> reasons;
+
+  // The most frequent reason; null when it fired in every log, or there was none.
+  const std::pair<const std::string, Idleness>* mainReason() const;
+};
+
+// Lines of one kind that no rule took.
+struct UntakenKind {
+  size_t lines = 0;
+  size_t logs = 0;
+  std::vector<std::string> examples;  // "<path>:<line>: <text>", from the first few logs
+};
+
+// What a worker tells of a log for a RuleUseTable.
+Fields TellRuleUse(const LogRun& run, bool checkPath);
+
+class RuleUseTable {
+ public:
+  // The rules in `configDir` for the event type, none of them used yet. Throws InputError.
+  RuleUseTable(const std::string& configDir, const std::string& eventType);
+
+  void add(const std::string& path, const Fields& told);
+
+  // In the order of the features' entries and of their rules.
+  const std::vector<RuleUse>& rules() const { return rules_; }
+  const std::map<std::string, UntakenKind>& untaken() const { return untaken_; }
+
+ private:
+  std::vector<RuleUse> rules_;
+  std::map<std::string, UntakenKind> untaken_;
+};
+
+#endif  // CLI_FLEET_RULE_COVERAGE_H

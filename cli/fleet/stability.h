@@ -1,0 +1,28 @@
+#ifndef CLI_FLEET_STABILITY_H
+#define CLI_FLEET_STABILITY_H
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/fleet/group_table.h"
+
+// Groups that would be one.
+struct Merging {
+  std::vector<std::string> values;  // of the groups, the largest first
+  size_t logs = 0;
+  std::pair<std::string, std::string> differs;  // the first line in which the stacks of the first two differ
+};
+
+// What would become of the groups if their fingerprints were made from less.
+struct Variant {
+  std::string what;       // "without line numbers"
+  size_t groupCount = 0;  // that there would be
+  std::vector<Merging> merging;
+};
+
+// `groups` as GroupTable sorts them. One without a stack stays by itself.
+std::vector<Variant> StabilityOf(const std::vector<Group>& groups);
+
+#endif  // CLI_FLEET_STABILITY_H

@@ -1,0 +1,100 @@
+#include "cli/fleet/untaken_lines.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <vector>
+
+#include "cli/fleet/group_table.h"
+#include "regex/regex.h"
+
+namespace {
+
+struct Look {
+  const char* kind;
+  Regex pattern;
+};
+
+// The first that fits counts.
+std::vector<Look>& Looks() {
+  static std::vector<Look> looks = [] {
+    std::vector<Look> made;
+    const struct {
+      const char* kind;
+      const char* pattern;
+    } kRows[] = {
+        {"Java frames", R"(\bat [\w.$<>/]+\([^()]*\))"},
+        {"native frames", R"(#\d+ +pc [0-9a-f]+ )"},
+        {"kernel frames", R"(\b[\w.]+\+0x[0-9a-f]+/0x[0-9a-f]+)"},
+        {"heads of Java crashes",
+         R"(FATAL EXCEPTION|Caused by: |^[\w.$]+\.[A-Z][\w$]*(?:Exception|Error)(?:: |(?!.)))"},
+        {"heads of native crashes", R"(Fatal signal \d|\bsignal \d+ \(SIG|\bbacktrace:)"},
+        {"heads of kernel crashes",
+         R"(Kernel panic - |Unable to handle kernel |\bBUG: |kernel BUG at |Internal error: |[Cc]all [Tt]race:)"},
+        {"heads of hangs", R"(\bANR in |----- pid \d+ at )"},
+    };
+    for (const auto& row : kRows) made.push_back({row.kind, Regex(row.pattern)});
+    return made;
+  }();
+  return looks;
+}
+
+const char* KindOf(std::string_view line) {
+  Regex::Match match;
+  for (Look& look : Looks()) {
+    if (look.pattern.search(line, match)) return look.kind;
+  }
+  return nullptr;
+}
+
+std::set<size_t> SelectedLines(const Story& story) {
+  std::set<size_t> numbers;
+  for (const RunStory& run : story.runs) {
+    for (const RuleStory& rule : run.rules) {
+      for (const SelectedLine& selected : rule.selected.kept) {
+        numbers.insert(selected.line.number);
+        for (const ParamStory& param : selected.params.kept) numbers.insert(param.line.number);
+      }
+    }
+  }
+  return numbers;
+}
+
+// The lines of all stacks that were cut out of the log, as far as the patterns took them.
+std::set<std::string> StackLines(const Story& story) {
+  std::set<std::string> lines;
+  for (const RunStory& run : story.runs) {
+    for (const TemplateStory& told : run.templates) {
+      for (const ContributionStory& part : told.contributions) {
+        if (part.value.find('\n') == std::string::npos) continue;
+        for (const std::string& line : LinesOf(part.value)) lines.insert(line);
+      }
+    }
+  }
+  lines.erase("");
+  return lines;
+}
+
+}  // namespace
+
+std::map<std::string, UntakenLines> UntakenLinesOf(const Story& story) {
+  const std::set<size_t> selected = SelectedLines(story);
+  const std::set<std::string> stack = StackLines(story);
+  std::map<std::string, UntakenLines> untaken;
+  if (story.logs.empty()) return untaken;
+  std::string_view text = story.logs.front().text;
+  for (size_t number = 1; !text.empty(); ++number) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    const char* kind = KindOf(line);
+    if (kind == nullptr || selected.count(number) > 0) continue;
+    if (std::any_of(stack.begin(), stack.end(),
+                    [line](const std::string& frame) { return line.find(frame) != std::string_view::npos; })) {
+      continue;
+    }
+    UntakenLines& lines = untaken[kind];
+    if (lines.count++ == 0) lines = {1, number, std::string(line)};
+  }
+  return untaken;
+}

@@ -1,0 +1,25 @@
+#ifndef CLI_OUTPUT_JSON_TEXT_H
+#define CLI_OUTPUT_JSON_TEXT_H
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// `value` on one line, in UTF-8 and without a line end.
+std::string JsonLine(const Json::Value& value);
+
+// `text` as a JSON string; bytes that are no UTF-8 become U+FFFD.
+std::string JsonString(std::string_view text);
+
+Json::Value JsonNumber(size_t number);
+
+// An array.
+Json::Value JsonTexts(const std::vector<std::string>& texts);
+
+// False when `text` is not one JSON object, and nothing else.
+bool ReadJsonObject(const std::string& text, Json::Value& root);
+
+#endif  // CLI_OUTPUT_JSON_TEXT_H

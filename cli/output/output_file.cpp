@@ -1,0 +1,55 @@
+#include "cli/output/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "cli/library/input.h"
+
+namespace {
+
+bool WriteAll(int file, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t size = write(file, content.data(), content.size());
+    if (size < 0 && errno != EINTR) return false;
+    if (size > 0) content.remove_prefix(static_cast<size_t>(size));
+  }
+  return true;
+}
+
+[[noreturn]] void Fail(const std::string& path, int error) {
+  throw InputError(path, std::generic_category().message(error));
+}
+
+}  // namespace
+
+void WriteWholeFile(const std::string& path, const std::string& content) {
+  struct stat status {};
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) {  // a pipe, or a terminal: there is nothing to replace
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0 || !WriteAll(file, content)) Fail(path, errno);
+    if (close(file) != 0) Fail(path, errno);
+    return;
+  }
+  const std::string target = exists ? std::filesystem::canonical(path).string() : path;  // a link stays one
+  std::string beside = target + ".XXXXXX";
+  const int file = mkstemp(beside.data());
+  if (file < 0) Fail(path, errno);
+  const mode_t mask = umask(0);
+  umask(mask);
+  const mode_t mode = exists ? status.st_mode & 07777 : 0666 & ~mask;
+  const bool isWritten = fchmod(file, mode) == 0 && WriteAll(file, content);
+  const int writeError = errno;
+  if (close(file) == 0 && isWritten && std::rename(beside.c_str(), target.c_str()) == 0) return;
+  const int error = isWritten ? errno : writeError;
+  unlink(beside.c_str());
+  Fail(path, error);
+}

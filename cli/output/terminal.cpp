@@ -1,0 +1,48 @@
+#include "cli/output/terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+#include "cli/output/utf8.h"
+
+bool OutputTakesColours() {
+  const char* noColour = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (noColour == nullptr || *noColour == '\0');
+}
+
+std::string Painted(bool inColour, std::string_view colour, std::string_view text) {
+  if (!inColour) return std::string(text);
+  return "\x1b[" + std::string(colour) + "m" + std::string(text) + "\x1b[0m";
+}
+
+std::string LineForPeople(std::string_view line) {
+  const size_t first = line.find_first_not_of(" \t\r");
+  if (first == std::string_view::npos) return "";
+  std::string text = ValidUtf8(line.substr(first, line.find_last_not_of('\r') - first + 1));
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c != '\t' && (c < ' ' || c == 0x7f); }, '?');
+  return text;
+}
+
+std::string Counted(size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+void PrintResult(const std::map<std::string, std::string>& result, std::ostream& out) {
+  size_t width = 0;
+  for (const auto& [key, value] : result) width = std::max(width, key.size());
+  for (const auto& [key, value] : result) {
+    if (value.find('\n') == std::string::npos) {
+      out << std::left << std::setw(static_cast<int>(width)) << key << "  " << LineForPeople(value) << '\n';
+      continue;
+    }
+    out << key << '\n';
+    std::istringstream lines(value);
+    for (std::string line; std::getline(lines, line);) out << "    " << LineForPeople(line) << '\n';
+  }
+}

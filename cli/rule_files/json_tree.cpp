@@ -1,0 +1,285 @@
+#include "cli/rule_files/json_tree.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "cli/library/input.h"
+
+namespace {
+
+constexpr std::string_view kSpaces = " \t\r\n";
+constexpr int kMaxDepth = 1000;  // nested values, the limit of the library's reader
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+void AppendUtf8(unsigned code, std::string& out) {
+  const auto add = [&out](unsigned byte) { out += static_cast<char>(byte); };
+  if (code < 0x80) return add(code);
+  if (code < 0x800) {
+    add(0xc0 | code >> 6);
+  } else {
+    if (code < 0x10000) {
+      add(0xe0 | code >> 12);
+    } else {
+      add(0xf0 | code >> 18);
+      add(0x80 | (code >> 12 & 0x3f));
+    }
+    add(0x80 | (code >> 6 & 0x3f));
+  }
+  add(0x80 | (code & 0x3f));
+}
+
+// Walks a text that the library's reader has accepted, and so need not judge it: what that reader lets pass passes here
+// too, with a remark.
+class JsonWalker {
+ public:
+  explicit JsonWalker(JsonFile& file) : file_(file), text_(file.text) {}
+
+  void walk() {
+    skipSpace();
+    readValue(file_.tree);
+    skipSpace();
+    const size_t last = text_.find_last_not_of(kSpaces);
+    if (pos_ < text_.size()) file_.extra = {pos_, last + 1};
+  }
+
+ private:
+  char at(size_t pos) const { return pos < text_.size() ? text_[pos] : '\0'; }
+
+  void remark(size_t begin, const char* text) { file_.oddities.push_back({{begin, pos_}, text}); }
+
+  void skipSpace() {
+    while (true) {
+      pos_ = std::min(text_.find_first_not_of(kSpaces, pos_), text_.size());
+      const size_t begin = pos_;
+      if (at(pos_) != '/' || (at(pos_ + 1) != '/' && at(pos_ + 1) != '*')) return;
+      const bool isBlock = at(pos_ + 1) == '*';
+      const size_t end = text_.find(isBlock ? "*/" : "\n", pos_ + 2);
+      if (isBlock && end == std::string_view::npos) return;
+      pos_ = std::min(end, text_.size()) + (isBlock ? 2 : 0);
+      remark(begin, "a comment");
+    }
+  }
+
+  void readValue(JsonNode& node) {
+    node.span.begin = pos_;
+    switch (at(pos_)) {
+      case '{':
+        readObject(node);
+        break;
+      case '[':
+        readArray(node);
+        break;
+      case '"':
+        node.kind = JsonNode::Kind::kString;
+        readText(node.text);
+        break;
+      case 't':
+      case 'f':
+      case 'n':
+        node.kind = at(pos_) == 'n' ? JsonNode::Kind::kNull : JsonNode::Kind::kBoolean;
+        pos_ += at(pos_) == 'f' ? 5 : 4;
+        break;
+      default:
+        readNumber(node);
+    }
+    node.span.end = pos_;
+  }
+
+  void readObject(JsonNode& node) {
+    node.kind = JsonNode::Kind::kObject;
+    ++pos_;
+    for (skipSpace(); at(pos_) == '"'; skipSpace()) {
+      JsonMember& member = node.members.emplace_back();
+      member.keySpan.begin = pos_;
+      readText(member.key);
+      member.keySpan.end = pos_;
+      skipSpace();
+      ++pos_;  // ":"
+      skipSpace();
+      readValue(member.value);
+      skipSpace();
+      if (at(pos_) != ',') break;
+      const size_t comma = pos_++;
+      skipSpace();
+      if (at(pos_) == '}') remark(comma, "a comma without a member behind it");
+    }
+    ++pos_;  // "}"
+  }
+
+  void readArray(JsonNode& node) {
+    node.kind = JsonNode::Kind::kArray;
+    ++pos_;
+    for (skipSpace(); pos_ < text_.size() && at(pos_) != ']'; skipSpace()) {
+      readValue(node.elements.emplace_back());
+      skipSpace();
+      if (at(pos_) == ',') ++pos_;
+    }
+    ++pos_;  // "]"
+  }
+
+  void readNumber(JsonNode& node) {
+    node.kind = JsonNode::Kind::kNumber;
+    const size_t begin = pos_;
+    const auto skipDigits = [this] {
+      const size_t first = pos_;
+      while (IsDigit(at(pos_))) ++pos_;
+      return pos_ - first;
+    };
+    if (at(pos_) == '-') ++pos_;
+    const bool hasZero = at(pos_) == '0';
+    const size_t whole = skipDigits();
+    bool isOdd = whole == 0 || (hasZero && whole > 1);
+    if (at(pos_) == '.') {
+      ++pos_;
+      isOdd = skipDigits() == 0 || isOdd;
+    }
+    if (at(pos_) == 'e' || at(pos_) == 'E') {
+      ++pos_;
+      if (at(pos_) == '+' || at(pos_) == '-') ++pos_;
+      isOdd = skipDigits() == 0 || isOdd;
+    }
+    if (isOdd) remark(begin, "this way of writing a number");
+    if (pos_ == begin) ++pos_;  // never to stand still
+  }
+
+  void readText(JsonText& out) {
+    ++pos_;  // the quote
+    while (pos_ < text_.size() && at(pos_) != '"') {
+      const size_t begin = pos_;
+      const char c = text_[pos_++];
+      if (static_cast<unsigned char>(c) < ' ') remark(begin, "a control character inside a text");
+      if (c == '\\') {
+        readEscape(out.text);
+      } else {
+        out.text += c;
+      }
+      out.offsets.resize(out.text.size(), begin);
+    }
+    out.offsets.push_back(pos_);
+    ++pos_;  // the quote
+  }
+
+  void readEscape(std::string& out) {
+    constexpr std::string_view kLetters = "bfnrt";
+    const char c = at(pos_++);
+    const size_t control = kLetters.find(c);
+    if (c == 'u') {
+      AppendUtf8(readCodePoint(), out);
+    } else {
+      out += control == std::string_view::npos ? c : "\b\f\n\r\t"[control];
+    }
+  }
+
+  unsigned readCodePoint() {
+    const unsigned first = readHex();
+    if (first < 0xd800 || first > 0xdbff) return first;
+    pos_ += 2;  // the "\u" of the second half
+    return 0x10000 + ((first & 0x3ff) << 10) + (readHex() & 0x3ff);
+  }
+
+  unsigned readHex() {
+    const std::string digits(text_.substr(std::min(pos_, text_.size()), 4));
+    pos_ += 4;
+    return static_cast<unsigned>(std::strtoul(digits.c_str(), nullptr, 16));
+  }
+
+  JsonFile& file_;
+  std::string_view text_;
+  size_t pos_ = 0;
+};
+
+// Gives each node the value that the library has read for it.
+void Attach(JsonNode& node, const Json::Value& value) {
+  node.value = &value;
+  for (JsonMember& member : node.members) {
+    if (node.find(member.key.text) == &member) Attach(member.value, value[member.key.text]);
+  }
+  for (size_t i = 0; i < node.elements.size(); ++i) Attach(node.elements[i], value[static_cast<Json::ArrayIndex>(i)]);
+}
+
+// Where the nesting gets too deep for the reader.
+Span TooDeep(std::string_view text) {
+  int depth = 0;
+  bool inText = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (inText && text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      inText = !inText;
+    } else if (!inText && (text[i] == '{' || text[i] == '[')) {
+      if (++depth > kMaxDepth) return {i, i + 1};
+    } else if (!inText && (text[i] == '}' || text[i] == ']')) {
+      --depth;
+    }
+  }
+  return {};
+}
+
+// The reader's first complaint, in plainer words where its own mislead.
+JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
+  const std::string_view rest = text.substr(std::min(span.begin, text.size()));
+  const size_t before = text.substr(0, span.begin).find_last_not_of(kSpaces);
+  while (!reason.empty() && kSpaces.find(reason.back()) != std::string_view::npos) reason.pop_back();
+  if (text.find_first_not_of(kSpaces) == std::string_view::npos) {
+    reason = "the file is empty";
+  } else if (text.starts_with("\xef\xbb\xbf")) {
+    return {{0, 3}, "the file begins with a byte order mark"};
+  } else if (rest.starts_with("//") || rest.starts_with("/*")) {
+    reason = "a comment";
+  } else if ((rest.starts_with('}') || rest.starts_with(']')) && before != std::string_view::npos &&
+             text[before] == ',') {
+    return {{before, before + 1}, "a comma before the end"};
+  }
+  return {span, reason};
+}
+
+// As the library reads it; see ReadRuleFile.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+void Parse(JsonFile& file) {
+  Json::Reader reader(Json::Features::strictMode());
+  std::istringstream stream(file.text);
+  try {
+    file.isJson = reader.parse(stream, file.root, true);
+    if (file.isJson) return;
+    const auto errors = reader.getStructuredErrors();
+    Span span{file.text.size(), file.text.size()};
+    std::string reason = "it cannot be read";
+    if (!errors.empty()) {
+      span = {static_cast<size_t>(errors[0].offset_start), static_cast<size_t>(errors[0].offset_limit)};
+      reason = errors[0].message;
+    }
+    file.fault = FaultOf(file.text, span, reason);
+  } catch (const Json::Exception&) {
+    file.isJson = false;
+    file.fault = {TooDeep(file.text), "nested too deeply: the device process ends here"};
+  }
+}
+#pragma GCC diagnostic pop
+
+}  // namespace
+
+Span JsonText::span(size_t from, size_t count) const {
+  const size_t begin = std::min(from, text.size());
+  const size_t end = std::min(text.size(), begin + std::max<size_t>(count, 1));
+  return {offsets[begin], offsets[end]};
+}
+
+const JsonMember* JsonNode::find(std::string_view name) const {
+  const auto member =
+      std::find_if(members.rbegin(), members.rend(), [name](const JsonMember& m) { return m.key.text == name; });
+  return member == members.rend() ? nullptr : &*member;
+}
+
+JsonFile::JsonFile(const std::string& filePath) : path(filePath) {
+  CheckReadableFile(path);
+  std::ifstream stream(path, std::ios::binary);
+  text.assign(std::istreambuf_iterator<char>(stream), {});
+  Parse(*this);
+  if (!isJson) return;
+  JsonWalker(*this).walk();
+  Attach(tree, root);
+}

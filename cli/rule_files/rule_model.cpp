@@ -1,0 +1,119 @@
+#include "cli/rule_files/rule_model.h"
+
+#include <algorithm>
+
+#include "cli/rule_files/member_table.h"
+#include "cli/rule_files/rule_texts.h"
+#include "util/string_util.h"
+
+namespace {
+
+// What the library makes of a value where it wants text. A value that ends the process there is empty here.
+PlacedText TextOf(const JsonNode& node) {
+  PlacedText text{node.text, node.span, true};
+  if (node.kind == JsonNode::Kind::kString) return text;
+  text.isKnown = node.kind != JsonNode::Kind::kObject && node.kind != JsonNode::Kind::kArray;
+  if (text.isKnown && node.value != nullptr) text.json.text = node.value->asString();
+  text.json.offsets.assign(text.json.text.size() + 1, node.span.begin);
+  return text;
+}
+
+PlacedText MemberText(const JsonNode& object, std::string_view name) {
+  const JsonMember* member = object.find(name);
+  if (member != nullptr) return TextOf(member->value);
+  return {{"", {object.span.begin}}, {object.span.begin, object.span.begin + 1}, false};
+}
+
+// 0 for a member that is missing or cannot be read as a number.
+int NumberOf(const JsonNode& object, std::string_view name) {
+  const JsonMember* member = object.find(name);
+  return member != nullptr && member->value.value->isInt() ? member->value.value->asInt() : 0;
+}
+
+// The elements of the array `name`; none when it is missing or not an array.
+const std::vector<JsonNode>& MemberElements(const JsonNode& object, std::string_view name) {
+  static const std::vector<JsonNode> kNone;
+  const JsonMember* member = object.find(name);
+  return member == nullptr ? kNone : member->value.elements;
+}
+
+bool HasMisspelt(const JsonNode& rule, std::string_view name) {
+  return std::any_of(rule.members.begin(), rule.members.end(), [name](const JsonMember& member) {
+    return FindMemberRow(ObjectKind::kPlainRule, member.key.text) == nullptr &&
+           MeantName(ObjectKind::kPlainRule, member.key.text) == name;
+  });
+}
+
+PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
+  PlacedRule rule{.record = {},
+                  .isRefused = command == "rules" && NumberOf(node, "num") >= 1,
+                  .span = node.span,
+                  .depend = MemberText(node, "depend"),
+                  .keyWords = MemberText(node, "keyWords"),
+                  .params = {}};
+  if (!rule.keyWords.isPresent) rule.keyWords.isKnown = !HasMisspelt(node, "keyWords");
+  rule.record.name = MemberText(node, "name").text();
+  rule.record.depend = rule.depend.text();
+  rule.record.keyWords = rule.keyWords.text();
+  rule.record.command = command;
+  for (const JsonMember& member : node.members) {
+    if (!member.key.text.starts_with("v_") || node.find(member.key.text) != &member) continue;
+    rule.params.push_back({member.key.text, member.keySpan, TextOf(member.value)});
+    rule.record.params[member.key.text] = rule.params.back().pattern.text();
+  }
+  return rule;
+}
+
+// What isFeatureMatched compares with the event type.
+std::string EventTypeOf(const std::string& id) {
+  return StringUtil::GetRleftSubstr(StringUtil::GetRightSubstr(id, "_"), "_");
+}
+
+PlacedEntry EntryOf(const JsonMember& member) {
+  PlacedEntry entry{.key = member.key.text,
+                    .dirOrFile = MemberText(member.value, "dirOrFile"),
+                    .subcataLog = MemberText(member.value, "subcataLog"),
+                    .ids = {},
+                    .rules = {}};
+  const PlacedText ids = MemberText(member.value, "featureId");
+  for (const Piece& id : PiecesOf(ids.text(), ",")) {
+    entry.ids.push_back({id.text, EventTypeOf(id.text), ids.json.span(id.offset, id.text.size())});
+  }
+  for (const char* command : {"rules", "segmentRule"}) {
+    for (const JsonNode& element : MemberElements(member.value, command)) {
+      if (element.kind == JsonNode::Kind::kObject) entry.rules.push_back(RuleOf(element, command));
+    }
+  }
+  return entry;
+}
+
+}  // namespace
+
+RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFile(match), assembleFile(assemble) {
+  for (const JsonMember& member : match.tree.members) {
+    const MemberRow* row = FindMemberRow(ObjectKind::kMatchRoot, member.key.text);
+    const bool isEntry = row != nullptr && row->inner == ObjectKind::kFrameEntry;
+    if (isEntry && match.tree.find(member.key.text) == &member) entries.push_back(EntryOf(member));
+  }
+  std::sort(entries.begin(), entries.end(), [](const PlacedEntry& a, const PlacedEntry& b) { return a.key < b.key; });
+  for (const JsonMember& section : assemble.tree.members) {
+    if (assemble.tree.find(section.key.text) != &section) continue;
+    for (const JsonMember& id : section.value.members) {
+      if (section.value.find(id.key.text) != &id) continue;
+      PlacedTemplates& templates = assembling[section.key.text][id.key.text];
+      templates.span = id.keySpan;
+      for (const JsonMember& result : id.value.members) {
+        if (id.value.find(result.key.text) == &result) {
+          templates.templates.push_back({result.key.text, TextOf(result.value)});
+        }
+      }
+    }
+  }
+}
+
+const PlacedTemplates* RuleModel::templatesOf(const PlacedId& id) const {
+  const auto section = assembling.find(id.eventType);
+  if (section == assembling.end()) return nullptr;
+  const auto templates = section->second.find(id.id);
+  return templates == section->second.end() ? nullptr : &templates->second;
+}

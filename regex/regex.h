@@ -1,0 +1,47 @@
+#ifndef REGEX_REGEX_H
+#define REGEX_REGEX_H
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <string>
+#include <string_view>
+
+#include "regex/regex_machine.h"
+
+// A regular expression (ECMAScript) of a rule. It says what std::regex says, but is searched for by a machine of our
+// own wherever that can be done, because the standard libraries' searches recurse or give up on long or unlucky
+// subjects: the machine takes time linear in the subject's length and no stack. Any other expression is left to
+// std::regex. It is compiled when it is first applied, and an invalid one raises std::regex_error then, which ends the
+// process on the device. A subject over 2048 bytes is matched only by an expression whose search is linear: with
+// another one std::regex could need more stack than there is. Not for several threads at once.
+class Regex {
+ public:
+  struct Match {
+    std::string_view whole;
+    std::string_view group;  // what the first group took; empty when it took no part or there is none
+  };
+
+  explicit Regex(std::string_view text);
+
+  // Searches for the first match. `match` refers into the subject and is set on success only.
+  bool search(std::string_view subject, Match& match);
+
+  // True when the expression takes the whole subject.
+  bool matchesWhole(std::string_view subject);
+
+  // Compiles what is left to std::regex.
+  size_t groupCount();
+
+ private:
+  bool isTooLong(std::string_view subject) const;
+  const std::regex& standard();
+
+  std::string text_;
+  size_t groupCount_ = 0;
+  std::unique_ptr<RegexMachine> machine_;  // null when the expression is left to std::regex
+  std::optional<std::regex> standard_;     // compiled when first needed
+};
+
+#endif  // REGEX_REGEX_H

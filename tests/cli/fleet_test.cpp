@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/cli/transcript.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+constexpr char kCases[] = KESTRIX_SOURCE_DIR "/tests/data-fleet";
+
+// Two bugs with three logs each, a log without one, and an edit of the rules that makes one group of both.
+TEST(Replay, PrintsWhatTheTranscriptHolds) { EXPECT_GT(ExpectTranscript(kCases), 5); }
+
+TEST(Batch, PrintsTheSameWithAnyNumberOfWorkers) {
+  const TempDir dir;
+  std::string list;
+  for (int i = 0; i < 3000; ++i)
+    list += i % 7 == 0 ? "logs/none\n" : i % 97 == 0 ? "logs/map2.txt\n" : "logs/quiet.txt\n";
+  const std::string batch = "kestrix batch - --config broken --event crash <" + dir.write("list", list) + " -j ";
+  const std::string output = OutputOf(kCases, batch + "1");
+  EXPECT_EQ(3001, std::count(output.begin(), output.end(), '\n'));
+  for (const char* jobs : {"2", "8"}) EXPECT_TRUE(output == OutputOf(kCases, batch + jobs)) << jobs;
+}
+
+TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
+  const std::string endless = "yes logs/quiet.txt | kestrix batch - --config old --event crash | ";
+  EXPECT_EQ(R"({"path":"logs/quiet.txt","event":"crash","results":{}})"
+            "\n-> 0\n",
+            OutputOf(kCases, endless + "head -n 1"));
+  const TempDir dir;  // of a fifo that more could always come from
+  const std::string fifo = dir.path("fifo");
+  EXPECT_EQ(
+      R"({"path":"logs/quiet.txt","event":"crash","results":{}})"
+      "\n-> 124\n",
+      OutputOf(kCases, "mkfifo " + fifo + " && exec 3<>" + fifo + " && echo logs/quiet.txt >&3 && timeout -s INT 1 " +
+                           KESTRIX_PROGRAM " batch - --config old --event crash <&3"));
+}
+
+TEST(Test, UpdatesWhatDiffers) {
+  const TempDir dir;
+  EXPECT_EQ("-> 0\n",
+            OutputOf(kCases, "cp -r ../data/. " + dir.path() + " && rm " + dir.path("crlf_log/expected.json") +
+                                 " && echo '{\"A\": \"\"}' >" + dir.path("two_features_one_key/expected.json")));
+  EXPECT_TRUE(OutputOf(dir.path(), "kestrix test --update .").ends_with(" cases, 0 failed\n-> 0\n"));
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "diff -r ../data " + dir.path())) << "not written as the cases are kept";
+}
+
+}  // namespace

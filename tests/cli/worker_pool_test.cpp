@@ -1,0 +1,55 @@
+#include "cli/fleet/worker_pool.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace {
+
+Fields Obey(const Fields& request) {
+  if (request[0] == "abort") std::abort();
+  if (request[0] == "exit") _exit(0);
+  if (request[0] == "throw") throw std::runtime_error("thrown");
+  if (request[0] == "hang") sleep(60);
+  return {request[0], std::string(std::stoul(request[1]), 'x')};
+}
+
+TEST(WorkerPool, RepliesInOrderWhateverBecomesOfAWorker) {
+  const struct {
+    Fields request;
+    const char* fault;  // how it begins
+  } kTasks[] = {
+      {{"abort", "0"}, "the analysis was aborted"},
+      {{"first", "0"}, ""},
+      {{"hang", "0"}, "the analysis took longer than 1 s"},
+      {{"throw", "0"}, "thrown"},
+      {{"large", "5000000"}, ""},
+      {{"exit", "0"}, "the analysis ended its process"},
+      {{std::string("zero\0byte", 9), "1"}, ""},
+      {{"abort", "0"}, "the analysis was aborted"},
+  };
+  for (const size_t workers : {1U, 3U}) {
+    size_t next = 0;
+    size_t count = 0;
+    WorkerPool pool(workers, std::chrono::seconds(1), Obey);
+    pool.run(
+        [&](Fields& request) {
+          if (next == std::size(kTasks)) return WorkerPool::Next::kEnd;
+          request = kTasks[next++].request;
+          return WorkerPool::Next::kRequest;
+        },
+        [&](const Fields& request, const Reply& reply) {
+          const auto& task = kTasks[count++];
+          EXPECT_EQ(task.request, request);
+          EXPECT_TRUE(reply.fault.starts_with(task.fault)) << reply.fault;
+          EXPECT_EQ(*task.fault == '\0', reply.fault.empty()) << reply.fault;
+          EXPECT_EQ(reply.fault.empty() ? Obey(request) : Fields(), reply.fields) << request[0];
+        });
+    EXPECT_EQ(std::size(kTasks), count);
+  }
+}
+
+}  // namespace
