@@ -4,10 +4,14 @@
 #include <ostream>
 #include <set>
 
-#include "cli/explain/page.h"
 #include "cli/explain/print_story.h"
+#include "cli/output/page_shell.h"
 #include "cli/output/utf8.h"
 #include "util/file_util.h"
+
+// Embedded when the program is built.
+extern const std::string_view kStoryPageBody;
+extern const std::string_view kStoryPageScript;
 
 namespace {
 
@@ -88,24 +92,6 @@ Json::Value LogNode(const Story& story, size_t index, const LogText& log) {
   return node;
 }
 
-// JSON in ASCII. As HTML ends a script at the first "</script", and begins a comment in it with "<!--", there is no
-// "<".
-std::string ForScript(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  const std::string json = Json::writeString(builder, value);
-  std::string escaped;
-  escaped.reserve(json.size() + json.size() / 16);
-  for (const char c : json) {
-    if (c == '<') {
-      escaped += "\\u003c";
-    } else {
-      escaped += c;
-    }
-  }
-  return escaped;
-}
-
 }  // namespace
 
 void PrintStoryAsPage(const Story& story, std::ostream& out) {
@@ -118,5 +104,5 @@ void PrintStoryAsPage(const Story& story, std::ostream& out) {
   const std::vector<LogText>& logs = story.logs.empty() ? unread : story.logs;
   data["logs"] = Json::Value(Json::arrayValue);
   for (size_t i = 0; i < logs.size(); ++i) data["logs"].append(LogNode(story, i, logs[i]));
-  out << kPageHead << ForScript(data) << kPageTail;
+  PrintPage({"kestrix explain", kStoryPageBody, kStoryPageScript}, data, out);
 }

@@ -1,0 +1,62 @@
+#include "cli/output/page_shell.h"
+
+#include <openssl/evp.h>
+#include <openssl/sha.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <ostream>
+#include <string>
+
+#include "cli/output/json_text.h"
+
+// Embedded when the program is built.
+extern const std::string_view kPageShell;
+extern const std::string_view kPageStyle;
+
+namespace {
+
+// The SHA-256 of `text` in Base64, as a content security policy has it.
+std::string PolicyHash(std::string_view text) {
+  std::array<unsigned char, SHA256_DIGEST_LENGTH> digest;
+  SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
+  std::array<unsigned char, (SHA256_DIGEST_LENGTH + 2) / 3 * 4 + 1> encoded;  // with an ending zero
+  EVP_EncodeBlock(encoded.data(), digest.data(), SHA256_DIGEST_LENGTH);
+  return reinterpret_cast<const char*>(encoded.data());
+}
+
+// HTML ends a script at the first "</script" and begins a comment in it with "<!--", so there is no "<" in it.
+std::string ForScript(const Json::Value& value) {
+  std::string escaped;
+  for (const char c : JsonLine(value)) {
+    if (c == '<') {
+      escaped += "\\u003c";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+}  // namespace
+
+void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
+  const std::map<std::string_view, std::string> parts = {
+      {"STYLE_HASH", PolicyHash(kPageStyle)}, {"SCRIPT_HASH", PolicyHash(page.script)},
+      {"TITLE", std::string(page.title)},     {"STYLE", std::string(kPageStyle)},
+      {"BODY", std::string(page.body)},       {"DATA", ForScript(data)},
+      {"SCRIPT", std::string(page.script)},
+  };
+  // The shell has its marks as "@NAME@", and no other "@".
+  bool isName = false;
+  for (std::string_view rest = kPageShell; !rest.empty(); isName = !isName) {
+    const std::string_view piece = rest.substr(0, rest.find('@'));
+    if (isName) {
+      out << parts.at(piece);
+    } else {
+      out << piece;
+    }
+    rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+  }
+}
