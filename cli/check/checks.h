@@ -1,6 +1,8 @@
 #ifndef CLI_CHECK_CHECKS_H
 #define CLI_CHECK_CHECKS_H
 
+#include <vector>
+
 #include "cli/check/findings.h"
 #include "cli/rule_files/member_table.h"
 #include "cli/rule_files/rule_model.h"
@@ -21,5 +23,8 @@ void CheckExpressions(const RuleModel& model, Findings& findings);
 
 // Records: what rules and templates ask for, and what they get.
 void CheckRecords(const RuleModel& model, Findings& findings);
+
+// All of them: what is found in both files, in order.
+std::vector<Finding> CheckRules(const RuleModel& model);
 
 #endif  // CLI_CHECK_CHECKS_H

@@ -42,12 +42,7 @@ bool IsDirectory(const std::string& path) {
 std::vector<Finding> Check(const std::string& matchPath, const std::string& assemblePath, const Options& options) {
   const JsonFile matchFile(matchPath);
   const JsonFile assembleFile(assemblePath);
-  const RuleModel model(matchFile, assembleFile);
-  Findings findings;
-  CheckStructure(matchFile, ObjectKind::kMatchRoot, findings);
-  CheckStructure(assembleFile, ObjectKind::kAssembleRoot, findings);
-  for (const auto check : {CheckFeatures, CheckKeyWords, CheckExpressions, CheckRecords}) check(model, findings);
-  std::vector<Finding> sorted = findings.sorted(matchFile);
+  std::vector<Finding> sorted = CheckRules(RuleModel(matchFile, assembleFile));
   if (options.format == "json") {
     PrintAsJson(sorted, std::cout);
   } else if (options.format == "sarif") {

@@ -6,46 +6,9 @@
 #include <vector>
 
 #include "cli/fleet/group_table.h"
-#include "regex/regex.h"
+#include "cli/fleet/line_look.h"
 
 namespace {
-
-struct Look {
-  const char* kind;
-  Regex pattern;
-};
-
-// The first that fits counts.
-std::vector<Look>& Looks() {
-  static std::vector<Look> looks = [] {
-    std::vector<Look> made;
-    const struct {
-      const char* kind;
-      const char* pattern;
-    } kRows[] = {
-        {"Java frames", R"(\bat [\w.$<>/]+\([^()]*\))"},
-        {"native frames", R"(#\d+ +pc [0-9a-f]+ )"},
-        {"kernel frames", R"(\b[\w.]+\+0x[0-9a-f]+/0x[0-9a-f]+)"},
-        {"heads of Java crashes",
-         R"(FATAL EXCEPTION|Caused by: |^[\w.$]+\.[A-Z][\w$]*(?:Exception|Error)(?:: |(?!.)))"},
-        {"heads of native crashes", R"(Fatal signal \d|\bsignal \d+ \(SIG|\bbacktrace:)"},
-        {"heads of kernel crashes",
-         R"(Kernel panic - |Unable to handle kernel |\bBUG: |kernel BUG at |Internal error: |[Cc]all [Tt]race:)"},
-        {"heads of hangs", R"(\bANR in |----- pid \d+ at )"},
-    };
-    for (const auto& row : kRows) made.push_back({row.kind, Regex(row.pattern)});
-    return made;
-  }();
-  return looks;
-}
-
-const char* KindOf(std::string_view line) {
-  Regex::Match match;
-  for (Look& look : Looks()) {
-    if (look.pattern.search(line, match)) return look.kind;
-  }
-  return nullptr;
-}
 
 std::set<size_t> SelectedLines(const Story& story) {
   std::set<size_t> numbers;
@@ -87,13 +50,13 @@ std::map<std::string, UntakenLines> UntakenLinesOf(const Story& story) {
     const size_t end = std::min(text.find('\n'), text.size());
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
-    const char* kind = KindOf(line);
-    if (kind == nullptr || selected.count(number) > 0) continue;
+    const LineLook look = LookOf(line);
+    if (look == LineLook::kNone || selected.count(number) > 0) continue;
     if (std::any_of(stack.begin(), stack.end(),
                     [line](const std::string& frame) { return line.find(frame) != std::string_view::npos; })) {
       continue;
     }
-    UntakenLines& lines = untaken[kind];
+    UntakenLines& lines = untaken[std::string(NameOf(look))];
     if (lines.count++ == 0) lines = {1, number, std::string(line)};
   }
   return untaken;

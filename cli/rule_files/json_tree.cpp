@@ -236,6 +236,12 @@ JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
   return {span, reason};
 }
 
+std::string ContentOf(const std::string& path) {
+  CheckReadableFile(path);
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 // As the library reads it; see ReadRuleFile.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -274,10 +280,9 @@ const JsonMember* JsonNode::find(std::string_view name) const {
   return member == members.rend() ? nullptr : &*member;
 }
 
-JsonFile::JsonFile(const std::string& filePath) : path(filePath) {
-  CheckReadableFile(path);
-  std::ifstream stream(path, std::ios::binary);
-  text.assign(std::istreambuf_iterator<char>(stream), {});
+JsonFile::JsonFile(const std::string& filePath) : JsonFile(filePath, ContentOf(filePath)) {}
+
+JsonFile::JsonFile(std::string filePath, std::string content) : path(std::move(filePath)), text(std::move(content)) {
   Parse(*this);
   if (!isJson) return;
   JsonWalker(*this).walk();

@@ -66,6 +66,9 @@ struct JsonFile {
 
   // Reads the file at `path`. Throws InputError when that is impossible.
   explicit JsonFile(const std::string& path);
+
+  // The same for a text that is not on disk, or not yet.
+  JsonFile(std::string path, std::string text);
   JsonFile(const JsonFile&) = delete;
   JsonFile& operator=(const JsonFile&) = delete;
 

@@ -1,0 +1,48 @@
+#include "cli/fleet/line_look.h"
+
+#include <vector>
+
+#include "regex/regex.h"
+
+namespace {
+
+struct Row {
+  LineLook look;
+  std::string_view name;
+  std::string_view pattern;
+};
+
+// The first that fits counts.
+constexpr Row kRows[] = {
+    {LineLook::kJavaFrame, "Java frames", R"(\bat [\w.$<>/]+\([^()]*\))"},
+    {LineLook::kNativeFrame, "native frames", R"(#\d+ +pc [0-9a-f]+ )"},
+    {LineLook::kKernelFrame, "kernel frames", R"(\b[\w.]+\+0x[0-9a-f]+/0x[0-9a-f]+)"},
+    {LineLook::kJavaHead, "heads of Java crashes",
+     R"(FATAL EXCEPTION|Caused by: |^[\w.$]+\.[A-Z][\w$]*(?:Exception|Error)(?:: |(?!.)))"},
+    {LineLook::kNativeHead, "heads of native crashes", R"(Fatal signal \d|\bsignal \d+ \(SIG|\bbacktrace:)"},
+    {LineLook::kKernelHead, "heads of kernel crashes",
+     R"(Kernel panic - |Unable to handle kernel |\bBUG: |kernel BUG at |Internal error: |[Cc]all [Tt]race:)"},
+    {LineLook::kHangHead, "heads of hangs", R"(\bANR in |----- pid \d+ at )"},
+};
+
+}  // namespace
+
+LineLook LookOf(std::string_view line) {
+  static std::vector<Regex> patterns = [] {
+    std::vector<Regex> compiled;
+    for (const Row& row : kRows) compiled.emplace_back(row.pattern);
+    return compiled;
+  }();
+  Regex::Match match;
+  for (size_t i = 0; i < patterns.size(); ++i) {
+    if (patterns[i].search(line, match)) return kRows[i].look;
+  }
+  return LineLook::kNone;
+}
+
+std::string_view NameOf(LineLook look) {
+  for (const Row& row : kRows) {
+    if (row.look == look) return row.name;
+  }
+  return "other lines";
+}
