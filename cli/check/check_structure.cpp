@@ -37,13 +37,18 @@ class StructureCheck {
   }
 
  private:
-  void add(Code code, Span span, std::string message) { findings_.add(code, file_, span, std::move(message)); }
+  Finding& add(Code code, Span span, std::string message) {
+    return findings_.add(code, file_, span, std::move(message));
+  }
 
   void checkMember(const JsonNode& object, const JsonMember& member, ObjectKind kind) {
     const std::string& name = member.key.text;
     const MemberRow* row = FindMemberRow(kind, name);
     if (row == nullptr) {
-      add(Code::kUnknownMember, member.keySpan, "unknown member " + Quoted(name) + DidYouMean(MeantName(kind, name)));
+      const std::string meant = MeantName(kind, name);
+      Finding& finding =
+          add(Code::kUnknownMember, member.keySpan, "unknown member " + Quoted(name) + DidYouMean(meant));
+      if (!meant.empty()) finding.fix = Fix{member.keySpan, Quoted(meant)};
       return;
     }
     if (!row->isUsed) add(Code::kMemberUnused, member.keySpan, Quoted(name) + " is loaded, but nothing uses it");

@@ -6,8 +6,9 @@
 
 #include "cli/output/utf8.h"
 
-void Findings::add(Code code, const JsonFile& file, Span span, std::string message) {
-  findings_.push_back({code, &file, span, std::move(message)});
+Finding& Findings::add(Code code, const JsonFile& file, Span span, std::string message) {
+  return findings_.emplace_back(
+      Finding{code, DescriptionOf(code).severity, &file, span, std::move(message), std::nullopt});
 }
 
 std::vector<Finding> Findings::sorted(const JsonFile& matchFile) const {

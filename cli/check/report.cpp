@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include <algorithm>
+#include <array>
 #include <clocale>
 #include <cwchar>
 #include <map>
@@ -108,6 +109,32 @@ Json::Value TextNode(std::string_view text) {
 
 Json::Value Number(size_t value) { return static_cast<Json::UInt64>(value); }
 
+// Where a span begins and ends, by the names of the four numbers.
+Json::Value RegionOf(const LineIndex& lines, Span span, const std::array<const char*, 4>& names) {
+  const Place begin = lines.placeOf(span.begin);
+  const Place end = lines.placeOf(span.end);
+  Json::Value region;
+  region[names[0]] = Number(begin.line);
+  region[names[1]] = Number(begin.column);
+  region[names[2]] = Number(end.line);
+  region[names[3]] = Number(end.column);
+  return region;
+}
+
+constexpr std::array<const char*, 4> kSarifRegion = {"startLine", "startColumn", "endLine", "endColumn"};
+
+Json::Value SarifFix(const Finding& finding, const LineIndex& lines) {
+  Json::Value replacement;
+  replacement["deletedRegion"] = RegionOf(lines, finding.fix->span, kSarifRegion);
+  replacement["insertedContent"] = TextNode(finding.fix->text);
+  Json::Value change;
+  change["artifactLocation"]["uri"] = UriOf(finding.file->path);
+  change["replacements"].append(replacement);
+  Json::Value fix;
+  fix["artifactChanges"].append(change);
+  return fix;
+}
+
 Json::Value SarifRule(const FindingCode& code) {
   Json::Value rule;
   rule["id"] = std::string(code.name);
@@ -121,9 +148,8 @@ Json::Value SarifRule(const FindingCode& code) {
 }  // namespace
 
 size_t CountOf(const std::vector<Finding>& findings, Severity severity) {
-  return static_cast<size_t>(std::count_if(findings.begin(), findings.end(), [severity](const Finding& finding) {
-    return DescriptionOf(finding.code).severity == severity;
-  }));
+  return static_cast<size_t>(std::count_if(
+      findings.begin(), findings.end(), [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
 void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostream& out) {
@@ -138,12 +164,17 @@ void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostre
     const size_t lineBegin = lines.begin(place.line);
     const std::string location =
         finding.file->path + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ":";
-    const char* colour = code.severity == Severity::kError ? "1;31" : "1;35";
-    out << paint("1", location) << ' ' << paint(colour, std::string(NameOf(code.severity)) + ":") << ' '
+    const char* colour = finding.severity == Severity::kError ? "1;31" : "1;35";
+    out << paint("1", location) << ' ' << paint(colour, std::string(NameOf(finding.severity)) + ":") << ' '
         << ValidUtf8(finding.message) << " [" << code.name << "]\n";
     const Excerpt excerpt =
         ExcerptOf(lines.line(place.line), finding.span.begin - lineBegin, finding.span.end - lineBegin);
     out << "    " << excerpt.line << "\n    " << paint("1;32", excerpt.carets) << '\n';
+    // The cure stands below what it replaces, as compilers have it.
+    if (finding.fix && finding.fix->span.begin == finding.span.begin) {
+      out << "    " << excerpt.carets.substr(0, excerpt.carets.find('^')) << paint("1;36", ValidUtf8(finding.fix->text))
+          << '\n';
+    }
   }
   out << Counted(CountOf(findings, Severity::kError), "error") << ", "
       << Counted(CountOf(findings, Severity::kWarning), "warning") << '\n';
@@ -155,17 +186,16 @@ void PrintAsJson(const std::vector<Finding>& findings, std::ostream& out) {
   root["findings"] = Json::Value(Json::arrayValue);
   for (const Finding& finding : findings) {
     const FindingCode& code = DescriptionOf(finding.code);
-    const Place begin = files[finding.file].placeOf(finding.span.begin);
-    const Place end = files[finding.file].placeOf(finding.span.end);
-    Json::Value node;
+    const LineIndex& lines = files[finding.file];
+    Json::Value node = RegionOf(lines, finding.span, {"line", "column", "endLine", "endColumn"});
     node["file"] = ValidUtf8(finding.file->path);
-    node["line"] = Number(begin.line);
-    node["column"] = Number(begin.column);
-    node["endLine"] = Number(end.line);
-    node["endColumn"] = Number(end.column);
-    node["severity"] = std::string(NameOf(code.severity));
+    node["severity"] = std::string(NameOf(finding.severity));
     node["code"] = std::string(code.name);
     node["message"] = ValidUtf8(finding.message);
+    if (finding.fix) {
+      node["fix"] = RegionOf(lines, finding.fix->span, {"line", "column", "endLine", "endColumn"});
+      node["fix"]["text"] = ValidUtf8(finding.fix->text);
+    }
     root["findings"].append(node);
   }
   root["errors"] = Number(CountOf(findings, Severity::kError));
@@ -184,23 +214,19 @@ void PrintAsSarif(const std::vector<Finding>& findings, std::ostream& out) {
   for (const FindingCode& code : AllFindingCodes()) driver["rules"].append(SarifRule(code));
   for (const Finding& finding : findings) {
     const FindingCode& code = DescriptionOf(finding.code);
-    const Place begin = files[finding.file].placeOf(finding.span.begin);
-    const Place end = files[finding.file].placeOf(finding.span.end);
+    const LineIndex& lines = files[finding.file];
     Json::Value location;
     location["artifactLocation"]["uri"] = UriOf(finding.file->path);
-    Json::Value& region = location["region"];
-    region["startLine"] = Number(begin.line);
-    region["startColumn"] = Number(begin.column);
-    region["endLine"] = Number(end.line);
-    region["endColumn"] = Number(end.column);
+    location["region"] = RegionOf(lines, finding.span, kSarifRegion);
     Json::Value place;
     place["physicalLocation"] = location;
     Json::Value result;
     result["ruleId"] = std::string(code.name);
     result["ruleIndex"] = Number(static_cast<size_t>(finding.code));
-    result["level"] = std::string(NameOf(code.severity));
+    result["level"] = std::string(NameOf(finding.severity));
     result["message"] = TextNode(finding.message);
     result["locations"].append(place);
+    if (finding.fix) result["fixes"].append(SarifFix(finding, lines));
     run["results"].append(result);
   }
   Json::Value root;

@@ -53,6 +53,12 @@ def check_sarif(log, findings, where):
             "code": result["ruleId"], "severity": result["level"], "message": result["message"]["text"],
             "file": place["artifactLocation"]["uri"], "line": region["startLine"], "column": region["startColumn"],
             "endLine": region["endLine"], "endColumn": region["endColumn"]})
+        for change in [change for fix in result.get("fixes", []) for change in fix["artifactChanges"]]:
+            replacement = change["replacements"][0]
+            deleted = replacement["deletedRegion"]
+            results[-1]["fix"] = {
+                "line": deleted["startLine"], "column": deleted["startColumn"], "endLine": deleted["endLine"],
+                "endColumn": deleted["endColumn"], "text": replacement["insertedContent"]["text"]}
         expect((region["startLine"], region["startColumn"]) <= (region["endLine"], region["endColumn"]),
                where + ": ends before it begins")
     expect(results == findings, where + ": SARIF and JSON differ")
