@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 
@@ -11,6 +14,15 @@ constexpr AddCommand kCommands[] = {
     AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff, AddExplain, AddGroups, AddMan, AddTest,
 };
 
+// A standard stream that was closed when the program started would be taken by the next file that is opened. One that
+// fails at each use takes its place.
+void OpenStandardStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) != -1) continue;
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) _exit(kBadInput);
+  }
+}
+
 std::string UsageError(const CLI::App* /*program*/, const CLI::Error& error) {
   return std::string("kestrix: ") + error.what() + "; kestrix --help shows the usage\n";
 }
@@ -18,6 +30,7 @@ std::string UsageError(const CLI::App* /*program*/, const CLI::Error& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  OpenStandardStreams();
   ExitStatus status = kSuccess;
   try {
     CLI::App program("Tries rule files on diagnostic logs.", "kestrix");

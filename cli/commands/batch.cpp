@@ -11,6 +11,7 @@
 #include "cli/commands/commands.h"
 #include "cli/fleet/replay.h"
 #include "cli/output/json_text.h"
+#include "cli/output/utf8.h"
 
 namespace {
 
@@ -56,7 +57,9 @@ ExitStatus Run(const Options& options) {
   Replay(options.replay, {options.configDir}, AnalyzeToJson,
          [&](const LogEntry& log, const std::vector<Reply>& replies) {
            const auto& [fields, fault] = replies.front();
-           std::string line = "{\"path\":" + JsonString(log.path) + ",\"event\":" + JsonString(log.event);
+           std::string line = "{\"path\":" + JsonString(log.path);
+           if (!IsUtf8(log.path)) line += ",\"encodedPath\":" + JsonString(PercentEncoded(log.path));
+           line += ",\"event\":" + JsonString(log.event);
            if (fault.empty()) {
              line += ",\"results\":" + fields[0];
              if (options.timing) line += ",\"ms\":" + fields[1];

@@ -93,9 +93,9 @@ void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& 
 }
 
 ExitStatus Run(const Options& options) {
-  if (options.replay.event.empty()) throw CLI::RequiredError("--event");
+  if (options.replay.logs.event.empty()) throw CLI::RequiredError("--event");
   CheckRuleFiles(options.configDir);
-  RuleUseTable table(options.configDir, options.replay.event);
+  RuleUseTable table(options.configDir, options.replay.logs.event);
   Counts counts;
   Replay(
       options.replay, {options.configDir},
@@ -103,7 +103,7 @@ ExitStatus Run(const Options& options) {
       [&](const LogEntry& log, const std::vector<Reply>& replies) {
         ++counts.logs;
         std::string fault = replies[0].fault;
-        if (fault.empty() && log.event != options.replay.event) fault = "its event type has other rules";
+        if (fault.empty() && log.event != options.replay.logs.event) fault = "its event type has other rules";
         if (fault.empty()) {
           table.add(log.path, replies[0].fields);
           return;

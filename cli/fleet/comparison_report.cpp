@@ -16,6 +16,12 @@ std::string TitleOf(const Comparison& comparison, const ComparedRules& rules) {
   return Counted(comparison.logs(), "log") + " under " + rules.before + " and " + rules.after;
 }
 
+// Nothing where something moved.
+std::string Stillness(const Comparison& comparison) {
+  if (comparison.isMoved()) return "";
+  return comparison.faulty().size() == comparison.logs() ? "nothing to compare" : "nothing moved";
+}
+
 std::string TitleOf(const GroupMove& move) {
   switch (move.kind) {
     case GroupMoveKind::kMerged:
@@ -125,7 +131,8 @@ void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool 
   const auto heading = [inColour, &out](const std::string& text) {
     out << '\n' << Painted(inColour, "1", LineForPeople(text)) << '\n';
   };
-  out << LineForPeople(TitleOf(comparison, rules)) << (comparison.isMoved() ? "" : ": nothing moved") << '\n';
+  out << LineForPeople(TitleOf(comparison, rules)) << (comparison.isMoved() ? "" : ": ") << Stillness(comparison)
+      << '\n';
   for (const auto& [title, lines] : ListingsOf(comparison)) {
     if (lines.empty()) continue;
     heading(title + (": " + Counted(lines.size(), "log")));
@@ -182,7 +189,7 @@ void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::
   const std::string title = EscapedForMarkup(TitleOf(comparison, rules));
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" << title << "</title>\n<style>"
       << kStyle << "</style>\n<h1>" << title << "</h1>\n";
-  if (!comparison.isMoved()) out << "<p>Nothing moved.</p>\n";
+  if (!comparison.isMoved()) out << "<p>" << Stillness(comparison) << "</p>\n";
   for (const auto& [what, lines] : ListingsOf(comparison)) {
     if (lines.empty()) continue;
     out << "<h2>" << what << ": " << Counted(lines.size(), "log") << "</h2>\n<ul>\n";

@@ -1,79 +1,144 @@
 #include "cli/fleet/log_list.h"
 
 #include <json/json.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <charconv>
 #include <filesystem>
 #include <functional>
 #include <system_error>
 #include <utility>
 
+#include "cli/library/input.h"
 #include "cli/output/json_text.h"
 
 namespace {
 
-constexpr size_t kMaxLine = 1024 * 1024;  // bytes of a line of the list
+constexpr size_t kMaxKnown = 1'000'000;  // logs that are remembered, to tell repeated ones
+
+constexpr char kNoItem[] = R"(the line is not a path and no object {"log": "<path>", "event": "<type>"})";
 
 std::string Joined(const std::string& folder, const std::string& name) {
   return folder.ends_with('/') ? folder + name : folder + "/" + name;
 }
 
-// Reads more of standard input. kWait when that would block; kEnd also when it cannot be read.
-LogList::Next ReadInput(std::string& input) {
-  pollfd event = {STDIN_FILENO, POLLIN, 0};
-  if (poll(&event, 1, 0) == 0) return LogList::Next::kWait;
-  char buffer[64 * 1024];
-  const ssize_t size = read(STDIN_FILENO, buffer, sizeof buffer);
-  if (size < 0 && errno == EINTR) return LogList::Next::kWait;
-  if (size <= 0) return LogList::Next::kEnd;
-  input.append(buffer, static_cast<size_t>(size));
-  return LogList::Next::kEntry;
+std::string PercentDecoded(const std::string& text) {
+  std::string path;
+  for (size_t i = 0; i < text.size(); ++i) {
+    unsigned char byte = 0;
+    const char* end = text.data() + std::min(i + 3, text.size());
+    const bool isEncoded =
+        text[i] == '%' && i + 2 < text.size() && std::from_chars(text.data() + i + 1, end, byte, 16).ptr == end;
+    path += isEncoded ? static_cast<char>(byte) : text[i];
+    if (isEncoded) i += 2;
+  }
+  return path;
+}
+
+// The path in an object of a list; empty when it names none.
+std::string PathOf(const Json::Value& object) {
+  if (object["encodedPath"].isString()) return PercentDecoded(object["encodedPath"].asString());
+  for (const char* name : {"log", "path"}) {
+    if (object[name].isString()) return object[name].asString();
+  }
+  return "";
 }
 
 }  // namespace
 
-LogList::LogList(std::vector<std::string> paths, std::string event)
-    : paths_(std::move(paths)), event_(std::move(event)) {}
-
-LogList::Next LogList::next(LogEntry& entry) {
-  for (;;) {
-    if (!folders_.empty()) {
-      Folder& folder = folders_.back();
-      if (folder.names.empty()) {
-        folders_.pop_back();
-        continue;
-      }
-      const std::string path = Joined(folder.path, folder.names.back());
-      folder.names.pop_back();
-      if (visit(path, std::string(folder.event), entry)) return Next::kEntry;
-    } else if (readsInput_) {
-      std::string line;
-      const Next next = takeLine(line);
-      if (next == Next::kWait) return next;
-      readsInput_ = next != Next::kEnd;
-      if (readsInput_ && readLine(line, entry)) return Next::kEntry;
-    } else if (nextPath_ < paths_.size()) {
-      const std::string& path = paths_[nextPath_++];
-      readsInput_ = path == "-";
-      if (!readsInput_ && visit(path, event_, entry)) return Next::kEntry;
+std::string PercentEncoded(std::string_view path) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : path) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c != '%' && byte > ' ' && byte < 0x7f) {
+      encoded += c;
     } else {
-      return Next::kEnd;
+      encoded += {'%', kDigits[byte / 16], kDigits[byte % 16]};
     }
   }
+  return encoded;
+}
+
+LogList::LogList(LogSources sources) : sources_(std::move(sources)) {
+  if (std::count(sources_.paths.begin(), sources_.paths.end(), "-") > 1) {
+    throw InputError("-", "is there twice; standard input can be read once");
+  }
+}
+
+LogList::Next LogList::next(LogEntry& entry) {
+  const Next next = find(entry);
+  if (next == Next::kEntry) ++count_;
+  return next;
+}
+
+LogList::Next LogList::find(LogEntry& entry) {
+  for (;;) {
+    if (!folders_.empty()) {
+      if (takeFromFolder(entry)) return Next::kEntry;
+    } else if (list_) {
+      std::string item;
+      const ListInput::Next next = list_->next(item);
+      if (next == ListInput::Next::kWait) return Next::kWait;
+      if (next == ListInput::Next::kEnd) {
+        list_.reset();
+      } else if (readItem(item, entry)) {
+        return Next::kEntry;
+      }
+    } else if (isInFolder_ && count_ == countAtPath_) {
+      isInFolder_ = false;
+      entry = {sources_.paths[nextPath_ - 1], sources_.event, "the folder holds no log"};
+      return Next::kEntry;
+    } else if (nextPath_ == sources_.paths.size()) {
+      return Next::kEnd;
+    } else if (takePath(entry)) {
+      return Next::kEntry;
+    }
+  }
+}
+
+bool LogList::takeFromFolder(LogEntry& entry) {
+  Folder& folder = folders_.back();
+  if (folder.names.empty()) {
+    folders_.pop_back();
+    return false;
+  }
+  const std::string path = Joined(folder.path, folder.names.back());
+  folder.names.pop_back();
+  return visit(path, std::string(folder.event), entry);
+}
+
+// Of the command line.
+bool LogList::takePath(LogEntry& entry) {
+  const std::string& path = sources_.paths[nextPath_++];
+  if (path == "-") {
+    list_.emplace(sources_.listEndsInZero);
+    isInFolder_ = false;
+    return false;
+  }
+  countAtPath_ = count_;
+  const bool isEntry = visit(path, sources_.event, entry);
+  isInFolder_ = !isEntry;
+  return isEntry;
 }
 
 // True when there is an entry; a folder is opened instead.
 bool LogList::visit(const std::string& path, const std::string& event, LogEntry& entry) {
   struct stat status {};
-  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    return !open({path, event, status.st_dev, status.st_ino, {}}, entry);
-  }
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (exists && S_ISDIR(status.st_mode)) return !open({path, event, status.st_dev, status.st_ino, {}}, entry);
   entry = {path, event, event.empty() ? "it has no event type; --event gives one" : ""};
+  noteRepeated(entry, status.st_dev, status.st_ino);
   return true;
+}
+
+// By the file when there is one, else by the path.
+void LogList::noteRepeated(const LogEntry& entry, dev_t device, ino_t inode) {
+  const std::string name = inode == 0 ? entry.path : std::to_string(device) + ":" + std::to_string(inode);
+  const size_t hash = std::hash<std::string>()(name + '\n' + entry.event);
+  if (known_.size() < kMaxKnown ? known_.insert(hash).second : known_.count(hash) == 0) return;
+  if (repeatedCount_++ == 0) firstRepeated_ = entry.path;
 }
 
 // False, with an entry that says why, when the folder cannot be read.
@@ -99,44 +164,32 @@ bool LogList::open(Folder folder, LogEntry& entry) {
   return true;
 }
 
-// A line of standard input, without its end.
-LogList::Next LogList::takeLine(std::string& line) {
-  size_t end = input_.find('\n', inputBegin_);
-  if (end == std::string::npos) {
-    input_.erase(0, inputBegin_);
-    inputBegin_ = 0;
+// True when there is an entry; an empty item has none, and a folder is opened.
+bool LogList::readItem(const std::string& item, LogEntry& entry) {
+  if (item.empty()) return false;
+  entry = {"-:" + std::to_string(list_->number()), sources_.event, ""};
+  if (item.size() > ListInput::kMaxItem) {
+    entry.error = "the line is longer than 1 MiB";
+  } else if (item.front() == '{') {
+    return readObject(item, entry);
+  } else if (item.find('\0') != std::string::npos) {
+    entry.error = "the path holds a zero byte";
+  } else {
+    return visit(item, sources_.event, entry);
   }
-  while (end == std::string::npos) {
-    const size_t searched = input_.size();
-    const Next next = ReadInput(input_);
-    if (next == Next::kWait || (next == Next::kEnd && input_.empty())) return next;
-    end = next == Next::kEnd ? input_.size() : input_.find('\n', searched);
-    // Of a line that is too long the beginning is enough to name it.
-    if (end == std::string::npos && input_.size() > 2 * kMaxLine) input_.erase(kMaxLine + 1, kMaxLine);
-  }
-  ++inputLine_;
-  line = input_.substr(inputBegin_, end - inputBegin_);
-  inputBegin_ = std::min(end + 1, input_.size());
-  if (line.ends_with('\r')) line.pop_back();
-  return Next::kEntry;
+  return true;
 }
 
-// True when there is an entry; an empty line has none.
-bool LogList::readLine(const std::string& line, LogEntry& entry) {
-  if (line.empty()) return false;
-  if (line.front() != '{' && line.size() <= kMaxLine) return visit(line, event_, entry);
-  entry = {"-:" + std::to_string(inputLine_), event_, ""};
-  Json::Value root;
-  if (line.size() > kMaxLine) {
-    entry.error = "the line is longer than 1 MiB";
-  } else if (!ReadJsonObject(line, root) || !root["log"].isString() ||
-             !(root["event"].isString() || root["event"].isNull())) {
-    entry.error = R"(the line is not a path and no object {"log": "<path>", "event": "<type>"})";
-  } else {
-    const std::string event = root["event"].asString();
-    const std::string path = root["log"].asString();
-    if (path.find('\0') == std::string::npos) return visit(path, event.empty() ? event_ : event, entry);
-    entry.error = "the path holds a zero byte";
+bool LogList::readObject(const std::string& item, LogEntry& entry) {
+  Json::Value object;
+  if (!ReadJsonObject(item, object) || PathOf(object).empty() ||
+      !(object["event"].isString() || object["event"].isNull())) {
+    entry.error = kNoItem;
+    return true;
   }
+  const std::string event = object["event"].asString();
+  const std::string path = PathOf(object);
+  if (path.find('\0') == std::string::npos) return visit(path, event.empty() ? sources_.event : event, entry);
+  entry.error = "the path holds a zero byte";
   return true;
 }

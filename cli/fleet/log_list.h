@@ -4,8 +4,13 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
+
+#include "cli/fleet/list_input.h"
 
 // A log that is to be analysed.
 struct LogEntry {
@@ -14,17 +19,39 @@ struct LogEntry {
   std::string error;  // why there is nothing to analyse, e.g. a folder that cannot be read; mostly empty
 };
 
+// Where logs are looked for.
+struct LogSources {
+  std::vector<std::string> paths;  // files, folders with all that lies in them, and "-" for a list on standard input
+  std::string event;               // for the logs that bring none of their own
+  bool listEndsInZero = false;     // the items of the list end in a zero byte, whatever comes first
+};
+
+// `path` with every byte but printable ASCII, and "%" itself, written "%FF": for one that is no UTF-8, which JSON
+// cannot hold.
+std::string PercentEncoded(std::string_view path);
+
 // The logs that a command line names: files, folders with all that lies in them, in byte order of the names, and, for
 // "-", a list on standard input: a path on each line, or an object {"log": "<path>", "event": "<type>"}, whose event
-// type may be left out. Reads ahead no further than one folder or one buffer.
+// type may be left out. A line of `kestrix batch` is such an object, too. Reads ahead no further than one folder or one
+// buffer.
 class LogList {
  public:
-  // `event` is for the logs that bring none of their own.
-  LogList(std::vector<std::string> paths, std::string event);
+  // Throws InputError when standard input is to be read twice.
+  explicit LogList(LogSources sources);
 
   // kWait: nothing can be said before more of standard input can be read.
   enum class Next { kEntry, kWait, kEnd };
+
+  // A folder of the command line that holds no log is an entry with an error. Throws InputError for a list that cannot
+  // be read.
   Next next(LogEntry& entry);
+
+  // The entries so far.
+  size_t count() const { return count_; }
+
+  // How many of the first million logs have come up once more, and the first one that did.
+  size_t repeatedCount() const { return repeatedCount_; }
+  const std::string& firstRepeated() const { return firstRepeated_; }
 
  private:
   struct Folder {
@@ -35,19 +62,25 @@ class LogList {
     std::vector<std::string> names;  // of what it holds, the next one last
   };
 
+  Next find(LogEntry& entry);
+  bool takeFromFolder(LogEntry& entry);
+  bool takePath(LogEntry& entry);
   bool visit(const std::string& path, const std::string& event, LogEntry& entry);
   bool open(Folder folder, LogEntry& entry);
-  bool readLine(const std::string& line, LogEntry& entry);
-  Next takeLine(std::string& line);
+  bool readItem(const std::string& item, LogEntry& entry);
+  bool readObject(const std::string& item, LogEntry& entry);
+  void noteRepeated(const LogEntry& entry, dev_t device, ino_t inode);
 
-  std::vector<std::string> paths_;
-  std::string event_;
+  LogSources sources_;
   size_t nextPath_ = 0;
   std::vector<Folder> folders_;  // inside each other
-  bool readsInput_ = false;
-  std::string input_;      // of standard input
-  size_t inputBegin_ = 0;  // of what is not yet used
-  size_t inputLine_ = 0;
+  size_t countAtPath_ = 0;       // entries before the current path of the command line
+  bool isInFolder_ = false;      // of the command line
+  std::optional<ListInput> list_;
+  size_t count_ = 0;
+  std::unordered_set<size_t> known_;  // hashes
+  size_t repeatedCount_ = 0;
+  std::string firstRepeated_;
 };
 
 #endif  // CLI_FLEET_LOG_LIST_H

@@ -1,12 +1,14 @@
 #include "cli/fleet/replay.h"
 
 #include <algorithm>
+#include <iostream>
 #include <optional>
 #include <thread>
 
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/progress.h"
+#include "cli/output/terminal.h"
 
 namespace {
 
@@ -14,36 +16,37 @@ Fields RequestOf(const LogRun& run) { return {run.log.path, run.log.event, run.l
 
 LogRun RunOf(const Fields& request) { return {{request[0], request[1], request[2]}, request[3]}; }
 
-// The reason alone: the log is named beside it.
-std::string ReasonOf(const InputError& error, const LogEntry& log) {
-  const std::string text = error.what();
-  const std::string head = log.path + ": ";
-  return text.starts_with(head) ? text.substr(head.size()) : text;
-}
+// What a worker's fields begin with.
+const std::string kAnalyzed = "analyzed";
+const std::string kUnreadable = "unreadable";
 
-// In front of a worker's fields: what kept it from reading the log, or nothing.
+// The reason alone where it is the log's own: the log is named beside it.
 Fields Answer(const Fields& request, const std::function<Fields(const LogRun& run)>& analyze) {
   const LogRun run = RunOf(request);
   try {
     Fields fields = analyze(run);
-    fields.insert(fields.begin(), "");
+    fields.insert(fields.begin(), kAnalyzed);
     return fields;
   } catch (const InputError& error) {
-    return {ReasonOf(error, run.log)};
+    return {kUnreadable, error.file() == run.log.path ? error.reason() : error.what()};
   }
 }
 
 Reply Unpacked(Reply reply) {
   if (!reply.fault.empty()) return reply;
-  reply.fault = reply.fields.front();
+  if (reply.fields.front() == kUnreadable) return {{}, reply.fields.at(1)};
   reply.fields.erase(reply.fields.begin());
   return reply;
 }
 
+bool HasList(const ReplayOptions& options) {
+  return std::find(options.logs.paths.begin(), options.logs.paths.end(), "-") != options.logs.paths.end();
+}
+
 // The number of logs; none while a list of unknown length is among them.
 std::optional<size_t> CountOf(const ReplayOptions& options) {
-  if (std::find(options.paths.begin(), options.paths.end(), "-") != options.paths.end()) return std::nullopt;
-  LogList logs(options.paths, options.event);
+  if (HasList(options)) return std::nullopt;
+  LogList logs(options.logs);
   LogEntry log;
   size_t count = 0;
   while (logs.next(log) == LogList::Next::kEntry) ++count;
@@ -65,12 +68,14 @@ void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
 
 void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   command
-      .add_option("PATH", options.paths,
+      .add_option("PATH", options.logs.paths,
                   "Logs; folders, walked in the order of the names; or - for a list on standard input: a path on each "
                   "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\"}")
       ->type_name("")
       ->required();
-  command.add_option("--event", options.event, "Event type whose rules apply, where a list names none")
+  command.add_flag("-0,--null", options.logs.listEndsInZero,
+                   "The items of the list end in a zero byte, as find -print0 writes them");
+  command.add_option("--event", options.logs.event, "Event type whose rules apply, where a list names none")
       ->type_name("TYPE");
   AddWorkerOptions(command, options.workers);
   command.add_flag("--check-path", options.checkPath,
@@ -111,14 +116,12 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {
-  if (options.event.empty() && std::find(options.paths.begin(), options.paths.end(), "-") == options.paths.end()) {
-    throw CLI::RequiredError("--event");
-  }
+  if (options.logs.event.empty() && !HasList(options)) throw CLI::RequiredError("--event");
   for (const std::string& config : configs) CheckRuleFiles(config);
   PrepareLibrary(options.checkPath);
 
   Progress progress([&options] { return CountOf(options); });
-  LogList logs(options.paths, options.event);
+  LogList logs(options.logs);
   LogEntry log;
   size_t nextConfig = configs.size();
   const auto source = [&](LogRun& run) {
@@ -140,4 +143,11 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     progress.step();
     replies.clear();
   });
+  if (logs.count() == 0) throw InputError("standard input", "the list names no log");
+  if (logs.repeatedCount() == 0) return;
+  progress.hide();
+  std::cerr << "kestrix: " << Counted(logs.repeatedCount(), "log") << " came up again and "
+            << (logs.repeatedCount() == 1 ? "was" : "were")
+            << " analysed again: " << LineForPeople(logs.firstRepeated())
+            << (logs.repeatedCount() == 1 ? "\n" : ", ...\n");
 }

@@ -18,8 +18,7 @@ void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
 
 // What the commands that go over many logs have in common.
 struct ReplayOptions {
-  std::vector<std::string> paths;
-  std::string event;
+  LogSources logs;
   WorkerOptions workers;
   bool checkPath = false;
 };

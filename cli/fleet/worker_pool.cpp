@@ -265,7 +265,7 @@ void WorkerPool::receive(Worker& worker) {
   worker.received.clear();
   if (fields.front() == kThrew) {
     end(worker);
-    finish(worker, {{}, fields.at(1)});
+    finish(worker, {{}, fields.at(1).empty() ? "the analysis failed" : fields.at(1)});
     return;
   }
   fields.erase(fields.begin());
