@@ -253,7 +253,7 @@ class RegexReader {
       ByteSet item;
       bool isByte = true;
       if (!readClassItem(item, isByte)) return false;
-      if (!isByte && at('-')) return false;
+      if (!isByte && at('-') && !rest_.starts_with("-]")) return false;
       if (at('-') && !rest_.starts_with("-]")) {
         ByteSet last;
         rest_.remove_prefix(1);

@@ -200,13 +200,13 @@ TEST(Expression, FindsWhatTheLibraryFinds) {
 
 TEST(ReadRegex, LeavesToTheLibraryWhatIsInvalidOrDisputed) {
   for (const char* text :
-       {"[",      "(",  ")",   "a)",   "a**",   "a++",     "*a",      "a{2",     "a{3,2}",         "a{,3}", "]",
-        "a]",     "}",  "{",   "[]a]", "[^]",   "[z-a]",   "[a-\\d]", "[\\d-z]", "[[:alpha:]]",    "\\1",   "(\\1)",
-        "(a)\\2", "\\", "\\_", "\\q",  "\\xg0", "\\u0041", "(?<a>b)", "^*",      "(a{1000}){1000}"}) {
+       {"[",     "(",      ")",  "a)",   "a**", "a++",   "*a",      "a{2",     "a{3,2}",  "a{,3}",          "]",
+        "a]",    "}",      "{",  "[]a]", "[^]", "[z-a]", "[a-\\d]", "[\\d-z]", "[\\d--]", "[[:alpha:]]",    "\\1",
+        "(\\1)", "(a)\\2", "\\", "\\_",  "\\q", "\\xg0", "\\u0041", "(?<a>b)", "^*",      "(a{1000}){1000}"}) {
     EXPECT_FALSE(ReadRegex(text)) << text;
   }
-  for (const char* text :
-       {"", "a|", "()", "(a)\\1", "[-a]", "[a-]", "[\\]x]", "a{2,3}?", "(?:a|b){2}", "\\.\\[\\-\\/"}) {
+  for (const char* text : {"", "a|", "()", "(a)\\1", "[-a]", "[a-]", "[\\w-]", "[^\\d.-]", "[\\]x]", "a{2,3}?",
+                           "(?:a|b){2}", "\\.\\[\\-\\/"}) {
     EXPECT_TRUE(ReadRegex(text)) << text;
     EXPECT_NO_THROW(std::regex{text}) << text;
   }

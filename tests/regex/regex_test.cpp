@@ -22,8 +22,8 @@ struct Generator {
   std::string expression(int depth) {
     std::string text;
     for (size_t i = below(4) + 1; i > 0; --i) {
-      std::string atom = pick({"a", "b", "pid", "1", ".", "\\d", "\\w", "\\s", "\\S", "\\W", "[ab]", "[^a]", "[\\w.]",
-                               "=", "\xc3\xa4", "^", "\\b", "\\B", "$"});
+      std::string atom = pick({"a",    "b",    "pid",    "1",      ".", "\\d",      "\\w", "\\s", "\\S", "\\W",
+                               "[ab]", "[^a]", "[\\w.]", "[\\w-]", "=", "\xc3\xa4", "^",   "\\b", "\\B", "$"});
       bool repeats = atom.find_first_of("^$") != 0 && atom != "\\b" && atom != "\\B";
       if (depth < 3 && below(3) == 0) {
         const std::string open = pick({"(", "(?:", "(?=", "(?!"});
