@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "regex/selectivity.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -10,12 +11,18 @@ namespace {
 constexpr size_t kMaxTableSize = 1024 * 1024;  // bytes of the tables of one automaton
 constexpr double kMinSelectivity = 2;          // bits; a pattern below takes so many lines that it filters nothing
 
-LinePattern NoLine() { return {.kind = LinePattern::Kind::kChoice}; }
+RegexNode NoLine() { return ChoiceOf({}); }
+
+std::optional<RegexNode> ReadRegex(std::string_view expression) {
+  std::optional<RegexTree> tree = ReadRegexTree(expression);
+  if (!tree) return std::nullopt;
+  return std::move(tree->root);
+}
 
 // A pattern worth searching for, or nothing.
-std::optional<LinePattern> Selective(const std::optional<LinePattern>& pattern) {
+std::optional<RegexNode> Selective(const std::optional<RegexNode>& pattern) {
   if (!pattern) return std::nullopt;
-  LinePattern stretch = MostSelectiveStretch(*pattern);
+  RegexNode stretch = MostSelectiveStretch(*pattern);
   if (Selectivity(stretch) < kMinSelectivity) return std::nullopt;
   return stretch;
 }
@@ -30,10 +37,10 @@ bool ActsByParamsOnly(const FeatureRule& rule) {
 }
 
 // What a line must hold to yield one of the parameters.
-std::optional<LinePattern> ParamPattern(const FeatureRule& rule) {
-  LinePattern any = NoLine();
+std::optional<RegexNode> ParamPattern(const FeatureRule& rule) {
+  RegexNode any = NoLine();
   for (const auto& param : rule.params) {
-    const std::optional<LinePattern> pattern = Selective(ReadRegex(AppliedPattern(param.second)));
+    const std::optional<RegexNode> pattern = Selective(ReadRegex(AppliedPattern(param.second)));
     if (!pattern) return std::nullopt;
     any.parts.push_back(*pattern);
   }
@@ -50,21 +57,21 @@ void AppendAllLines(std::string_view text, std::vector<size_t>& starts) {
 
 }  // namespace
 
-std::optional<LinePattern> ReadKeyWords(std::string_view keyWords) {
+std::optional<RegexNode> ReadKeyWords(std::string_view keyWords) {
   const KeyWordForm form = FormOf(keyWords);
   if (form == KeyWordForm::kRegex) return ReadRegex(keyWords.substr(kRegexMark.size()));
-  if (form == KeyWordForm::kText) return LiteralPattern(keyWords);
+  if (form == KeyWordForm::kText) return LiteralNode(keyWords);
   const bool all = form == KeyWordForm::kAnd;
-  LinePattern pattern{.kind = all ? LinePattern::Kind::kSequence : LinePattern::Kind::kChoice};
+  RegexNode pattern{.kind = all ? RegexNode::Kind::kSequence : RegexNode::Kind::kChoice};
   std::string_view term;
   while (TakeTerm(keyWords, all ? kAndMark : kOrMark, term)) {
-    pattern.parts.push_back(LiteralPattern(term));
+    pattern.parts.push_back(LiteralNode(term));
     if (all) pattern.parts.push_back(AnyText());
   }
   return pattern;
 }
 
-PatternSearch::PatternSearch(std::vector<LinePattern> patterns) : patterns_(std::move(patterns)) {
+PatternSearch::PatternSearch(std::vector<RegexNode> patterns) : patterns_(std::move(patterns)) {
   if (patterns_.size() == 1) literal_ = AsLiteral(patterns_[0]);
 }
 
@@ -91,18 +98,18 @@ LineAutomaton& PatternSearch::automaton() {
 }
 
 RuleFilter::RuleFilter(const std::vector<const FeatureRule*>& rules) {
-  std::vector<LinePattern> matches;
-  std::vector<LinePattern> effects;
+  std::vector<RegexNode> matches;
+  std::vector<RegexNode> effects;
   bool differ = false;
   for (size_t i = 0; i < rules.size(); ++i) {
-    const std::optional<LinePattern> keyWords = ReadKeyWords(rules[i]->keyWords);
-    const std::optional<LinePattern> match = Selective(keyWords);
+    const std::optional<RegexNode> keyWords = ReadKeyWords(rules[i]->keyWords);
+    const std::optional<RegexNode> match = Selective(keyWords);
     if (!match) unread_.push_back(i);
     matches.push_back(match.value_or(NoLine()));
-    std::optional<LinePattern> effect = match;
+    std::optional<RegexNode> effect = match;
     // Keywords that could not be read may be invalid, which the first line that they are applied to has to show.
     if (keyWords && ActsByParamsOnly(*rules[i])) {
-      const std::optional<LinePattern> yield = ParamPattern(*rules[i]);
+      const std::optional<RegexNode> yield = ParamPattern(*rules[i]);
       if (yield && (!match || Selectivity(*yield) > Selectivity(*match))) {
         effect = yield;
         differ = true;

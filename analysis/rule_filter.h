@@ -9,17 +9,17 @@
 #include <vector>
 
 #include "regex/line_automaton.h"
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 #include "rules/rule_records.h"
 
 // Reads a rule's keyword expression: "@R@" and a regular expression, terms separated by "@|@" or "@&@", or plain text.
 // Empty when the regular expression cannot be read.
-std::optional<LinePattern> ReadKeyWords(std::string_view keyWords);
+std::optional<RegexNode> ReadKeyWords(std::string_view keyWords);
 
 // Any number of patterns, searched for in one pass.
 class PatternSearch {
  public:
-  explicit PatternSearch(std::vector<LinePattern> patterns);
+  explicit PatternSearch(std::vector<RegexNode> patterns);
 
   // As LineAutomaton has them.
   void findLines(std::string_view text, std::vector<size_t>& starts);
@@ -28,7 +28,7 @@ class PatternSearch {
  private:
   LineAutomaton& automaton();
 
-  std::vector<LinePattern> patterns_;
+  std::vector<RegexNode> patterns_;
   std::optional<std::string> literal_;  // the one text that is searched for
   std::unique_ptr<LineAutomaton> automaton_;
 };

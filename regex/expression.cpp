@@ -1,6 +1,6 @@
 #include "regex/expression.h"
 
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 
 namespace {
 
@@ -9,8 +9,8 @@ constexpr size_t kMaxTableSize = 128 * 1024;  // bytes per expression
 }  // namespace
 
 Expression::Expression(std::string_view text) : regex_(text) {
-  const std::optional<LinePattern> pattern = ReadRegex(text);
-  if (pattern) filter_ = std::make_unique<LineAutomaton>(std::vector<LinePattern>{*pattern}, kMaxTableSize);
+  const std::optional<RegexTree> tree = ReadRegexTree(text);
+  if (tree) filter_ = std::make_unique<LineAutomaton>(std::vector<RegexNode>{tree->root}, kMaxTableSize);
 }
 
 bool Expression::search(std::string_view line, Regex::Match& match) {

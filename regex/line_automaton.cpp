@@ -6,13 +6,19 @@
 
 #include "regex/byte_classes.h"
 
-using Kind = LinePattern::Kind;
+using Kind = RegexNode::Kind;
 
 namespace {
 
 constexpr int kMaxCopies = 16;  // repetitions that are counted; more are taken for any number
 constexpr int kMaxResets = 16;  // after so many exhausted tables the automaton rules nothing out any more
 constexpr size_t kBlock = 16;   // bytes between two looks at the cursors
+
+ByteSet WithUpperHalf(ByteSet bytes) {
+  if (bytes.count() == 1) return bytes;
+  for (size_t b = 128; b < 256; ++b) bytes.set(b);
+  return bytes;
+}
 
 }  // namespace
 
@@ -34,7 +40,7 @@ struct LineAutomaton::Cursor {
   std::vector<const char*> lines;  // found, by their first bytes
 };
 
-LineAutomaton::LineAutomaton(const std::vector<LinePattern>& patterns, size_t maxTableSize) {
+LineAutomaton::LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxTableSize) {
   for (size_t i = 0; i < patterns.size(); ++i) {
     starts_.push_back(build(patterns[i], addNode({.type = Node::Type::kMatch, .next = static_cast<uint32_t>(i)})));
   }
@@ -56,35 +62,40 @@ uint32_t LineAutomaton::addNode(const Node& node) {
 }
 
 // Builds the nodes of a pattern in front of the node `next` and returns the first of them.
-uint32_t LineAutomaton::build(const LinePattern& pattern, uint32_t next) {
+uint32_t LineAutomaton::build(const RegexNode& pattern, uint32_t next) {
   switch (pattern.kind) {
     case Kind::kByte:
-      return addNode({.type = Node::Type::kByte, .next = next, .bytes = pattern.bytes});
+      return addNode({.type = Node::Type::kByte, .next = next, .bytes = WithUpperHalf(pattern.bytes)});
     case Kind::kLineStart:
       return addNode({.type = Node::Type::kLineStart, .next = next});
     case Kind::kLineEnd:
       return addNode({.type = Node::Type::kLineEnd, .next = next});
+    case Kind::kBackReference:
+      return build(AnyText(), next);
     case Kind::kSequence:
+    case Kind::kFirstGroup:
       for (size_t i = pattern.parts.size(); i > 0; --i) next = build(pattern.parts[i - 1], next);
       return next;
     case Kind::kChoice: {
       // A choice without branches is a byte out of none.
       uint32_t entry = addNode({.type = Node::Type::kByte});
-      for (const LinePattern& part : pattern.parts) {
+      for (const RegexNode& part : pattern.parts) {
         entry = addNode({.type = Node::Type::kSplit, .next = build(part, next), .other = entry});
       }
       return entry;
     }
-    default:
+    case Kind::kRepeat:
       return buildRepeat(pattern, next);
+    default:
+      return next;
   }
 }
 
-uint32_t LineAutomaton::buildRepeat(const LinePattern& pattern, uint32_t next) {
-  const LinePattern& body = pattern.parts[0];
+uint32_t LineAutomaton::buildRepeat(const RegexNode& pattern, uint32_t next) {
+  const RegexNode& body = pattern.parts[0];
   const int min = std::min(pattern.min, kMaxCopies);
   uint32_t entry = next;
-  if (pattern.max == LinePattern::kUnbounded || pattern.max > kMaxCopies) {
+  if (pattern.max == RegexNode::kUnbounded || pattern.max > kMaxCopies) {
     entry = addNode({.type = Node::Type::kSplit, .other = next});
     const uint32_t first = build(body, entry);
     nodes_[entry].next = first;

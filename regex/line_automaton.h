@@ -9,15 +9,18 @@
 #include <string_view>
 #include <vector>
 
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 
-// One automaton for any number of patterns, searched for anywhere in a line. Its deterministic states are built when
-// the text first leads to them, up to a limit of memory; past that limit it answers "may match", which is always
-// allowed. Searching is linear in the length of the text and needs no stack. Not for several threads at once.
+// One automaton for any number of patterns, searched for anywhere in a line. A pattern takes every line that its
+// expression takes, and perhaps a few more: look-ahead and word boundaries count as met, back-references take any text,
+// and a class takes all bytes from 128, which belong to it by the locale where std::regex has the last word. Its
+// deterministic states are built when the text first leads to them, up to a limit of memory; past that limit it answers
+// "may match", which is always allowed. Searching is linear in the length of the text and needs no stack. Not for
+// several threads at once.
 class LineAutomaton {
  public:
   // `maxTableSize`: bytes of the transition tables.
-  LineAutomaton(const std::vector<LinePattern>& patterns, size_t maxTableSize);
+  LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxTableSize);
   ~LineAutomaton();
   LineAutomaton(const LineAutomaton&) = delete;
   LineAutomaton& operator=(const LineAutomaton&) = delete;
@@ -46,8 +49,8 @@ class LineAutomaton {
   static constexpr size_t kCursors = 4;  // stretches searched in turn: one's table look-ups hide another's latency
 
   uint32_t addNode(const Node& node);
-  uint32_t build(const LinePattern& pattern, uint32_t next);
-  uint32_t buildRepeat(const LinePattern& pattern, uint32_t next);
+  uint32_t build(const RegexNode& pattern, uint32_t next);
+  uint32_t buildRepeat(const RegexNode& pattern, uint32_t next);
   void chooseClasses();
 
   void close(uint32_t node, bool atLineStart, NodeSet& set);

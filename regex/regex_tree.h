@@ -34,6 +34,15 @@ struct RegexNode {
   bool lazy = false;
 };
 
+// Takes exactly the text.
+RegexNode LiteralNode(std::string_view text);
+
+// Takes any text.
+RegexNode AnyText();
+
+// Takes what one of the parts takes; nothing at all when there is none.
+RegexNode ChoiceOf(std::vector<RegexNode> parts);
+
 struct RegexTree {
   RegexNode root;
   size_t groupCount = 0;

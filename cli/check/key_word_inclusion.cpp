@@ -6,7 +6,7 @@
 
 #include "analysis/rule_filter.h"
 #include "cli/rule_files/rule_texts.h"
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -15,12 +15,12 @@ constexpr char kAnything = '\x01';    // in place of a variable
 constexpr size_t kMaxKnown = 20'000;  // pairs of states looked at
 
 // `pattern` with any text in place of the byte that stands for a variable.
-LinePattern WithAnything(const LinePattern& pattern) {
-  if (pattern.kind == LinePattern::Kind::kByte && pattern.bytes.count() == 1 && pattern.bytes[kAnything]) {
+RegexNode WithAnything(const RegexNode& pattern) {
+  if (pattern.kind == RegexNode::Kind::kByte && pattern.bytes.count() == 1 && pattern.bytes[kAnything]) {
     return AnyText();
   }
-  LinePattern result = pattern;
-  for (LinePattern& part : result.parts) part = WithAnything(part);
+  RegexNode result = pattern;
+  for (RegexNode& part : result.parts) part = WithAnything(part);
   return result;
 }
 
@@ -96,7 +96,7 @@ Coverage::Coverage(const std::string& keyWords) : keyWords_(keyWords) {
   } else if (!isRegex_) {
     for (std::string_view term; TakeTerm(rest, isAnd_ ? kAndMark : kOrMark, term);) terms_.emplace_back(term);
   }
-  const std::optional<LinePattern> pattern = ReadKeyWords(filled);
+  const std::optional<RegexNode> pattern = ReadKeyWords(filled);
   if (!pattern) return;
   nfa_ = PatternNfa::of(WithAnything(*pattern));
   if (nfa_) example_ = nfa_->shortestText(PatternNfa::kBegin, PatternNfa::kEnd);

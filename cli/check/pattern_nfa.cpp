@@ -7,7 +7,7 @@
 
 namespace {
 
-using Kind = LinePattern::Kind;
+using Kind = RegexNode::Kind;
 
 constexpr int kMany = 5;                // repetitions that count as unbounded
 constexpr size_t kMaxStates = 1000;     // bytes that a pattern takes, repetitions written out
@@ -16,7 +16,7 @@ constexpr size_t kMaxVisits = 500'000;  // of steps, on all ways from one byte t
 // Builds a graph of steps, most of them empty, and follows the empty ones from byte to byte.
 class NfaBuilder {
  public:
-  std::optional<PatternNfa> build(const LinePattern& pattern) {
+  std::optional<PatternNfa> build(const RegexNode& pattern) {
     nfa_.bytes.resize(2);
     const uint32_t end = addStep({.type = Step::kState, .state = PatternNfa::kEnd});
     const uint32_t first = add(pattern, end);
@@ -44,31 +44,37 @@ class NfaBuilder {
   }
 
   // Adds the steps for `pattern`, which lead on to `next`; returns the first one.
-  uint32_t add(const LinePattern& pattern, uint32_t next) {
+  uint32_t add(const RegexNode& pattern, uint32_t next) {
     if (isTooLarge_) return next;
     switch (pattern.kind) {
       case Kind::kByte:
         nfa_.bytes.push_back(pattern.bytes);
         isTooLarge_ = nfa_.bytes.size() > kMaxStates;
         return addStep({Step::kState, static_cast<uint32_t>(nfa_.bytes.size() - 1), {next}});
+      case Kind::kBackReference:
+        return add(AnyText(), next);
       case Kind::kSequence:
+      case Kind::kFirstGroup:
         for (auto part = pattern.parts.rbegin(); part != pattern.parts.rend(); ++part) next = add(*part, next);
         return next;
       case Kind::kChoice: {
         Step choice;
-        for (const LinePattern& part : pattern.parts) choice.next.push_back(add(part, next));
+        for (const RegexNode& part : pattern.parts) choice.next.push_back(add(part, next));
         return addStep(choice);
       }
       case Kind::kRepeat:
         return addRepeat(pattern, next);
-      default:
+      case Kind::kLineStart:
+      case Kind::kLineEnd:
         return addStep({pattern.kind == Kind::kLineStart ? Step::kLineStart : Step::kLineEnd, 0, {next}});
+      default:  // look-ahead and word boundaries count as met
+        return next;
     }
   }
 
-  uint32_t addRepeat(const LinePattern& pattern, uint32_t next) {
-    const LinePattern& body = pattern.parts[0];
-    if (pattern.max == LinePattern::kUnbounded || pattern.max >= kMany) {
+  uint32_t addRepeat(const RegexNode& pattern, uint32_t next) {
+    const RegexNode& body = pattern.parts[0];
+    if (pattern.max == RegexNode::kUnbounded || pattern.max >= kMany) {
       const uint32_t loop = addStep({});
       const uint32_t again = add(body, loop);
       steps_[loop].next = {again, next};
@@ -107,7 +113,7 @@ class NfaBuilder {
 
 }  // namespace
 
-std::optional<PatternNfa> PatternNfa::of(const LinePattern& pattern) { return NfaBuilder().build(pattern); }
+std::optional<PatternNfa> PatternNfa::of(const RegexNode& pattern) { return NfaBuilder().build(pattern); }
 
 std::optional<std::string> PatternNfa::shortestText(uint32_t from, uint32_t to) const {
   std::vector<uint32_t> cameFrom(edges.size(), from);

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 
 // The ways through a pattern, byte by byte: a state for the begin, one for the end and one for each byte that is taken.
 // Two edges between the same states are two ways to take the same text, which a backtracking search tries in turn.
@@ -27,7 +27,7 @@ struct PatternNfa {
 
   // Empty for a pattern that is too large. Repetitions of five times and more count as unbounded, so the pattern may
   // take more than it should.
-  static std::optional<PatternNfa> of(const LinePattern& pattern);
+  static std::optional<PatternNfa> of(const RegexNode& pattern);
 
   // A shortest text on the way from one state to another; empty when there is none.
   std::optional<std::string> shortestText(uint32_t from, uint32_t to) const;

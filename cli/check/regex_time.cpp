@@ -7,11 +7,11 @@
 #include <unordered_map>
 
 #include "cli/check/pattern_nfa.h"
-#include "regex/line_pattern.h"
+#include "regex/regex_tree.h"
 
 namespace {
 
-using Kind = LinePattern::Kind;
+using Kind = RegexNode::Kind;
 
 constexpr int kRepetitions = 30;         // of an input: two ways each make 2^30 steps
 constexpr size_t kMaxSteps = 1'000'000;  // looks at a byte of a line; what needs more is slow
@@ -68,13 +68,13 @@ std::string Text(const SlowInput& input) {
   return text + input.after;
 }
 
-bool HoldsChoiceOrRepeat(const LinePattern& pattern) {
+bool HoldsChoiceOrRepeat(const RegexNode& pattern) {
   return pattern.kind == Kind::kChoice || pattern.kind == Kind::kRepeat ||
          std::any_of(pattern.parts.begin(), pattern.parts.end(), HoldsChoiceOrRepeat);
 }
 
 // A cheap necessary condition: a loop that can be gone through in several ways.
-bool HoldsDoubtfulLoop(const LinePattern& pattern) {
+bool HoldsDoubtfulLoop(const RegexNode& pattern) {
   return (pattern.kind == Kind::kRepeat && pattern.max != 1 && HoldsChoiceOrRepeat(pattern.parts[0])) ||
          std::any_of(pattern.parts.begin(), pattern.parts.end(), HoldsDoubtfulLoop);
 }
@@ -157,9 +157,9 @@ bool FindEnd(const PatternNfa& nfa, const std::regex& expression, bool wholeText
 }  // namespace
 
 std::optional<SlowInput> FindSlowInput(const std::string& text, bool wholeText) {
-  const std::optional<LinePattern> pattern = ReadRegex(text);
-  if (!pattern || !HoldsDoubtfulLoop(*pattern)) return std::nullopt;
-  std::optional<PatternNfa> nfa = PatternNfa::of(*pattern);
+  const std::optional<RegexTree> tree = ReadRegexTree(text);
+  if (!tree || !HoldsDoubtfulLoop(tree->root)) return std::nullopt;
+  std::optional<PatternNfa> nfa = PatternNfa::of(tree->root);
   if (!nfa) return std::nullopt;
   KeepAscii(*nfa);
   const std::regex expression(text);

@@ -6,7 +6,7 @@
 
 #include "analysis/analysis.h"
 #include "regex/expression.h"
-#include "regex/line_pattern.h"
+#include "regex/selectivity.h"
 #include "tests/support/plain_engine.h"
 #include "tests/support/standard_search.h"
 #include "tests/support/transcript.h"
@@ -177,10 +177,10 @@ TEST(Expression, FindsWhatTheLibraryFinds) {
     const std::string text = generator.expression();
     const std::regex compiled(text);
     Expression expression(text);
-    const auto pattern = ReadRegex(text);
-    ASSERT_TRUE(pattern) << text;
-    LineAutomaton automaton({*pattern}, 1 << 16);
-    LineAutomaton stretch({MostSelectiveStretch(*pattern)}, 1 << 16);
+    const auto tree = ReadRegexTree(text);
+    ASSERT_TRUE(tree) << text;
+    LineAutomaton automaton({tree->root}, 1 << 16);
+    LineAutomaton stretch({MostSelectiveStretch(tree->root)}, 1 << 16);
     for (int k = 0; k < 20; ++k) {
       const std::string line = generator.line();
       Regex::Match found;
@@ -198,16 +198,16 @@ TEST(Expression, FindsWhatTheLibraryFinds) {
   }
 }
 
-TEST(ReadRegex, LeavesToTheLibraryWhatIsInvalidOrDisputed) {
+TEST(ReadRegexTree, LeavesToTheLibraryWhatIsInvalidOrDisputed) {
   for (const char* text :
        {"[",     "(",      ")",  "a)",   "a**", "a++",   "*a",      "a{2",     "a{3,2}",  "a{,3}",          "]",
         "a]",    "}",      "{",  "[]a]", "[^]", "[z-a]", "[a-\\d]", "[\\d-z]", "[\\d--]", "[[:alpha:]]",    "\\1",
         "(\\1)", "(a)\\2", "\\", "\\_",  "\\q", "\\xg0", "\\u0041", "(?<a>b)", "^*",      "(a{1000}){1000}"}) {
-    EXPECT_FALSE(ReadRegex(text)) << text;
+    EXPECT_FALSE(ReadRegexTree(text)) << text;
   }
   for (const char* text : {"", "a|", "()", "(a)\\1", "[-a]", "[a-]", "[\\w-]", "[^\\d.-]", "[\\]x]", "a{2,3}?",
                            "(?:a|b){2}", "\\.\\[\\-\\/"}) {
-    EXPECT_TRUE(ReadRegex(text)) << text;
+    EXPECT_TRUE(ReadRegexTree(text)) << text;
     EXPECT_NO_THROW(std::regex{text}) << text;
   }
 }

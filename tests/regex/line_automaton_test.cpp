@@ -7,7 +7,7 @@
 
 namespace {
 
-LinePattern Read(const std::string& expression) { return ReadRegex(expression).value(); }
+RegexNode Read(const std::string& expression) { return ReadRegexTree(expression).value().root; }
 
 // The beginnings of the lines for which the predicate holds.
 template <typename Predicate>
@@ -30,7 +30,7 @@ std::string RandomText(std::mt19937& random, size_t size, const std::string& byt
 
 // The stretches that are searched in turn meet at places that no pattern knows of.
 TEST(LineAutomaton, FindsTheLinesOfATextOfAnySize) {
-  LineAutomaton automaton({LiteralPattern("ab"), Read("^b+$"), Read("a\\d?$"), LiteralPattern("caa")}, 1 << 16);
+  LineAutomaton automaton({LiteralNode("ab"), Read("^b+$"), Read("a\\d?$"), LiteralNode("caa")}, 1 << 16);
   EXPECT_FALSE(automaton.takesEveryLine());
   const auto holds = [](const std::string& line) {
     return line.find("ab") != std::string::npos ||
@@ -51,7 +51,7 @@ TEST(LineAutomaton, FindsTheLinesOfATextOfAnySize) {
 }
 
 TEST(LineAutomaton, TellsPatternsApart) {
-  LineAutomaton automaton({LiteralPattern("a"), Read("^b"), Read("a.*b$")}, 1 << 16);
+  LineAutomaton automaton({LiteralNode("a"), Read("^b"), Read("a.*b$")}, 1 << 16);
   const std::pair<const char*, std::vector<bool>> cases[] = {
       {"", {false, false, false}},    {"a", {true, false, false}},  {"b", {false, true, false}},
       {"ba", {true, true, false}},    {"axb", {true, false, true}}, {"bab", {true, true, true}},
