@@ -17,7 +17,9 @@ void AddCoverage(CLI::App& program, ExitStatus& status);
 void AddDiff(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
 void AddGroups(CLI::App& program, ExitStatus& status);
+void AddInit(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
+void AddSuggest(CLI::App& program, ExitStatus& status);
 void AddTest(CLI::App& program, ExitStatus& status);
 
 #endif  // CLI_COMMANDS_COMMANDS_H
