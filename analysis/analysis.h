@@ -13,6 +13,8 @@
 #include "analysis/run_observer.h"
 #include "regex/expression.h"
 #include "rules/rule_records.h"
+#include "util/byte_source.h"
+#include "util/line_reader.h"
 
 // One run of one feature's rules over one log file. analysisLog() is the whole run: it scans the log line by line,
 // records the parameters of the lines that the rules select, and builds the result map from the records by the
@@ -27,6 +29,9 @@ class Analysis {
 
   // Has `observer`, which may be null, told what is decided from now on. Nobody watches at first.
   void observe(RunObserver* observer) { observer_ = observer; }
+
+  // Has the log read through a buffer of `bytes`, any number: the outcome is the same.
+  void setWindow(size_t bytes) { window_ = bytes; }
 
   // --- The run ---
 
@@ -126,7 +131,9 @@ class Analysis {
  private:
   struct Scan;
 
-  void scanContent(std::stringstream& content, int32_t skipStep);
+  bool scanWhole(ByteSource& log);
+  size_t rawInfoPosition(LineReader& reader, size_t begin);
+  size_t scanFrom(LineReader& reader, size_t begin, int32_t skipStep);
   void scanLines(Scan& scan);
   void planScan(Scan& scan) const;
   bool skipLines(Scan& scan);
@@ -150,6 +157,7 @@ class Analysis {
   std::string curLine_;
   FeatureFrame* frame_;
   RunObserver* observer_ = nullptr;
+  size_t window_ = LineReader::kWindow;
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
   RecordList records_;
   std::map<std::string, std::string> templates_;

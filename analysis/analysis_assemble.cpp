@@ -1,10 +1,9 @@
 #include <algorithm>
-#include <sstream>
 
 #include "analysis/analysis.h"
 #include "rules/rule_syntax.h"
-#include "util/file_util.h"
 #include "util/string_util.h"
+#include "util/trace_cut.h"
 
 void Analysis::assemble() {
   for (const auto& [key, templateText] : templates_) {
@@ -52,12 +51,8 @@ std::string Analysis::assembleTrace(const std::string& path, const std::string& 
                                     const std::vector<Record>& records, const std::string& pattern) const {
   const auto record =
       std::find_if(records.begin(), records.end(), [&name](const Record& r) { return r.first == name; });
-  std::stringstream content;
   // The file is read anew for each trace: it may have changed since the scan.
-  if (record == records.end() || !FileUtil::ReadFileBuff(path, content)) return "";
-  std::string trace;
-  FileUtil::GetTrace(content, record->second.position, pattern, trace, "");
-  return trace;
+  return record == records.end() ? "" : CutTrace(path, record->second.position, pattern);
 }
 
 void Analysis::setStackRegex(const std::string& name, const std::string& pattern) {

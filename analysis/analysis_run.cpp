@@ -1,9 +1,9 @@
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "analysis/analysis.h"
 #include "rules/rule_syntax.h"
-#include "util/file_util.h"
 #include "util/log.h"
 
 namespace {
@@ -31,20 +31,45 @@ bool Analysis::analysisLog() {
 }
 
 void Analysis::match() {
-  std::stringstream content;
-  if (!FileUtil::ReadFileBuff(frame_->logPath, content) || !content.good()) {
-    status_ = kStatusUnreadable;
-    if (observer_ != nullptr) observer_->onUnreadableLog();
-    KESTRIX_LOG(ANDROID_LOG_WARN, "<%d> readfile to buffer failed.", pid_);
-    return;
-  }
-  rawInfoPosition(content);
+  const std::unique_ptr<ByteSource> log = OpenLog(frame_->logPath);
+  if (log != nullptr && scanWhole(*log)) return;
+  status_ = kStatusUnreadable;
+  if (observer_ != nullptr) observer_->onUnreadableLog();
+  KESTRIX_LOG(ANDROID_LOG_WARN, "<%d> readfile to buffer failed.", pid_);
+}
+
+// False when the log is found cut: then nothing counts as found.
+bool Analysis::scanWhole(ByteSource& log) {
+  LineReader reader(log, window_);
+  // A log of one window is read before any of it is examined.
+  const bool mayComeShort = log.size() > window_;
+  const auto rules = mayComeShort ? frame_->rules : std::list<FeatureRule>();
+  const auto records = records_;
+  const auto stackPatterns = stackPatterns_;
+  rawInfoPosition(reader, 0);
+  if (reader.isWhole()) return true;
+  if (mayComeShort) frame_->rules = rules;
+  records_ = records;
+  stackPatterns_ = stackPatterns;
+  return false;
 }
 
 void Analysis::rawInfoPosition(std::stringstream& content) {
+  const std::streamoff begin = content.tellg();
+  const std::unique_ptr<ByteSource> log = SourceOf(content);
+  LineReader reader(*log, window_);
+  const size_t end = rawInfoPosition(reader, begin < 0 ? log->size() : static_cast<size_t>(begin));
+  // The stream and the current line are left as if the lines had been read one by one.
+  if (begin >= 0) content.seekg(static_cast<std::streamoff>(end));
+  std::string line;
+  if (std::getline(content, line)) getCursorInfo(content, line);
+}
+
+// Returns the beginning of the last line that was asked for.
+size_t Analysis::rawInfoPosition(LineReader& reader, size_t begin) {
   const int32_t skipStep = frame_->skip >= 1 ? frame_->skip : kDefaultSkip;
   KESTRIX_LOG(ANDROID_LOG_INFO, "<%d> skipStep(%d) rules_size(%zu).", pid_, skipStep, frame_->rules.size());
-  scanContent(content, skipStep);
+  return scanFrom(reader, begin, skipStep);
 }
 
 bool Analysis::checkSegmentStart(bool& started) const {

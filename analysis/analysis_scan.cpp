@@ -16,24 +16,14 @@ constexpr int kMaxFruitless = 64;  // lines evaluated for nothing before spent r
 
 bool IsEmptyOrIndented(std::string_view line) { return line.empty() || line[0] == '\t' || line[0] == ' '; }
 
-// The text of a stream; a copy where the standard library cannot show it in place.
-template <typename Stream>
-auto TextOf(const Stream& stream) {
-  if constexpr (requires { stream.view(); }) {
-    return stream.view();
-  } else {
-    return stream.str();
-  }
-}
-
 }  // namespace
 
 struct Analysis::Scan {
-  std::string_view text;
+  LineReader& reader;
   size_t pos;        // beginning of the next line
   int32_t skipStep;  // examined lines without a match after which the scan stops...
   int32_t left;      // ...of which so many are left
-  LineFinder finder{text};
+  LineFinder finder{reader};
   TextLine current{};           // the last line examined, with none `next` is 0
   size_t unmatchedFrom = pos;   // behind the last line that is known to match
   bool segmentStarted = false;  // changes with the record names only
@@ -49,26 +39,20 @@ struct Analysis::Scan {
   int fruitless = 0;
 };
 
-void Analysis::scanContent(std::stringstream& content, int32_t skipStep) {
-  const std::streamoff begin = content.tellg();
-  const auto text = TextOf(content);
-  std::string line;
-  if (begin >= 0) {
-    Scan scan{.text = text, .pos = static_cast<size_t>(begin), .skipStep = skipStep, .left = skipStep};
-    scanLines(scan);
-    // The stream and the current line are left as if the lines had been read one by one.
-    if (scan.current.next > 0) makeCurrent(scan, scan.current);
-    content.seekg(static_cast<std::streamoff>(scan.ranOut ? text.size() : scan.current.begin));
-  }
-  if (std::getline(content, line)) getCursorInfo(content, line);
+size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
+  Scan scan{.reader = reader, .pos = begin, .skipStep = skipStep, .left = skipStep};
+  scanLines(scan);
+  // A search backwards may have left another line.
+  if (scan.current.next > 0) makeCurrent(scan, scan.current);
+  return scan.ranOut ? reader.size() : scan.current.begin;
 }
 
 void Analysis::scanLines(Scan& scan) {
   while (true) {
     planScan(scan);
     if (scan.filter != nullptr && !skipLines(scan)) return;
-    if (scan.pos >= scan.text.size()) break;
-    const TextLine line = scan.finder.lineAt(scan.pos);
+    if (scan.pos >= scan.reader.size()) break;
+    const TextLine line = scan.reader.lineAt(scan.pos);
     scan.pos = line.next;
     const LineFate fate = fateOf(scan, line);
     tellLine(scan, line, fate);
@@ -120,13 +104,17 @@ void Analysis::planScan(Scan& scan) const {
 
 // Moves to the next line worth evaluating and counts the lines on the way. False when the scan stops at one of them.
 bool Analysis::skipLines(Scan& scan) {
-  const size_t target = scan.finder.next(scan.pos, *scan.filter);
-  while (scan.pos < target) {
-    const TextLine line = scan.finder.lineAt(scan.pos);
-    scan.pos = line.next;
-    if (!examines(scan, line)) continue;
-    scan.current = line;
-    if (--scan.left == 0 && reachesSkipLimit(scan)) return false;
+  while (scan.pos < scan.reader.size()) {
+    size_t target = scan.pos;
+    const bool isFound = scan.finder.next(target, *scan.filter);
+    while (scan.pos < target) {
+      const TextLine line = scan.reader.lineAt(scan.pos);
+      scan.pos = line.next;
+      if (!examines(scan, line)) continue;
+      scan.current = line;
+      if (--scan.left == 0 && reachesSkipLimit(scan)) return false;
+    }
+    if (isFound) return true;
   }
   return true;
 }
@@ -154,14 +142,16 @@ bool Analysis::reachesSkipLimit(Scan& scan) {
 
 // Overlong lines are passed over, and in the segment part empty and indented ones too.
 LineFate Analysis::fateOf(const Scan& scan, const TextLine& line) {
-  if (line.end - line.begin > kMaxLineLen) return LineFate::kOverlong;
+  if (line.size() > kMaxLineLen) return LineFate::kOverlong;
   if (!scan.segmentStarted) return LineFate::kExamined;
-  const std::string_view text = scan.text.substr(line.begin, line.end - line.begin);
-  return IsEmptyOrIndented(text) ? LineFate::kIndented : LineFate::kExamined;
+  return IsEmptyOrIndented(scan.reader.view(line)) ? LineFate::kIndented : LineFate::kExamined;
 }
 
 void Analysis::tellLine(const Scan& scan, const TextLine& line, LineFate fate) const {
-  if (observer_ != nullptr) observer_->onLine(scan.text.substr(line.begin, line.end - line.begin), line.begin, fate);
+  if (observer_ == nullptr) return;
+  std::string text;
+  scan.reader.copy(line, text);
+  observer_->onLine(text, line.begin, fate);
 }
 
 void Analysis::tellEnd(ScanEnd reason) const {
@@ -170,7 +160,7 @@ void Analysis::tellEnd(ScanEnd reason) const {
 
 void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
   scan.current = line;
-  curLine_.assign(scan.text, line.begin, line.end - line.begin);
+  scan.reader.copy(line, curLine_);
   // What a stream tells as the position behind a last line without a line feed is -1.
   const std::streamoff behind = line.hasLineFeed() ? static_cast<std::streamoff>(line.next) : -1;
   curPosition_ = static_cast<int32_t>(behind - static_cast<std::streamoff>(curLine_.size()) - 1);
@@ -197,11 +187,11 @@ FeatureRule* Analysis::firstMatch(Scan& scan) {
 void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
   const bool done = parseLineByParam(curLine_, rule);
   for (int32_t i = 1; i < rule.num; ++i) {
-    if (scan.pos >= scan.text.size()) {
+    if (scan.pos >= scan.reader.size()) {
       scan.ranOut = true;
       break;
     }
-    const TextLine line = scan.finder.lineAt(scan.pos);
+    const TextLine line = scan.reader.lineAt(scan.pos);
     scan.pos = line.next;
     tellLine(scan, line, LineFate::kSpanned);
     makeCurrent(scan, line);

@@ -3,31 +3,20 @@
 
 #include <cstddef>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 #include "analysis/rule_filter.h"
+#include "util/line_reader.h"
 
-// A line of a text, without its line feed.
-struct TextLine {
-  size_t begin = 0;
-  size_t end = 0;
-  size_t next = 0;  // beginning of the next line, or the end of the text
-
-  bool hasLineFeed() const { return next > end; }
-};
-
-// Where next: finds the lines of a log that are worth evaluating, window by window.
+// Iterates over the lines that RuleFilter cannot rule out, window by window.
 class LineFinder {
  public:
-  explicit LineFinder(std::string_view text) : text_(text) {}
+  explicit LineFinder(LineReader& reader) : reader_(reader) {}
 
-  // The line that begins at `begin`, which is below the text's size.
-  TextLine lineAt(size_t begin) const;
-
-  // The beginning of the first line from `pos` on that the filter does not leave out; the text's size when there is
-  // none. `pos` is the beginning of a line and never goes back unless forget() is called.
-  size_t next(size_t pos, RuleFilter& filter);
+  // Moves `pos`, the beginning of a line, to the first line from there on that the filter does not rule out: true.
+  // False when its window holds none; `pos` is then moved to the window's end. `pos` never goes back between two calls
+  // unless forget() is called.
+  bool next(size_t& pos, RuleFilter& filter);
 
   // Drops what was found: the filter has changed, or the search starts over at an earlier place.
   void forget();
@@ -36,12 +25,12 @@ class LineFinder {
   // which `isMatch(TextLine)` is true.
   template <typename Predicate>
   std::optional<TextLine> lastMatch(size_t from, size_t to, RuleFilter& filter, Predicate isMatch) {
-    while (to > from) {
-      const size_t begin = windowBefore(from, to);
+    while (to > from && to <= reader_.size()) {
+      size_t begin = to;
       std::vector<size_t> starts;
-      filter.findMatches(text_.substr(begin, to - begin), starts);
+      filter.findMatches(reader_.linesBefore(to, from, begin), starts);
       for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
-        const TextLine line = lineAt(begin + *start);
+        const TextLine line = reader_.lineAt(begin + *start);
         if (isMatch(line)) return line;
       }
       to = begin;
@@ -50,9 +39,7 @@ class LineFinder {
   }
 
  private:
-  size_t windowBefore(size_t from, size_t to) const;
-
-  std::string_view text_;
+  LineReader& reader_;
   std::vector<size_t> found_;  // beginnings of the lines found in the window
   size_t nextFound_ = 0;
   size_t windowEnd_ = 0;

@@ -154,6 +154,7 @@ TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
     Analysis engine(1, "event", &frame, {});
     Transcript watching;
     if (i % 4 == 0) engine.observe(&watching);
+    engine.setWindow(generator.oneIn(3) ? LineReader::kWindow : 1 + generator.below(4096));
     engine.rawInfoPosition(content);
 
     ASSERT_EQ(Show(plain.records()), Show(engine.getRecords())) << shown;

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "analysis/analysis.h"
 #include "entry/kestrix.h"
@@ -14,7 +16,9 @@
 #include "tests/support/log_fake.h"
 #include "tests/support/rule_text.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/transcript.h"
 #include "util/file_util.h"
+#include "util/limits.h"
 #include "util/sha256_util.h"
 
 namespace {
@@ -172,7 +176,82 @@ TEST(System, ALogMayChangeBeforeItIsCut) {
   }
 }
 
+// Calls back at the first line at or behind an offset.
+struct AtOffset : Transcript {
+  AtOffset(size_t offset, std::function<void()> action) : offset_(offset), action_(std::move(action)) {}
+  void onLine(std::string_view /*line*/, size_t offset, LineFate /*fate*/) override {
+    if (offset >= offset_ && action_) std::exchange(action_, nullptr)();
+  }
+
+  const size_t offset_;
+  std::function<void()> action_;
+};
+
+TEST(System, ALogMayChangeWhileItIsScanned) {
+  std::string log = "k1\n";
+  while (log.size() < 300000) log += "filler filler filler filler filler filler filler filler\n";
+  const size_t last = log.size();
+  log += "k2\n";
+  const struct {
+    const char* what;
+    size_t offset;  // of the scan when the log changes
+    std::function<void(const std::string&)> change;
+    bool isRead;
+  } kCases[] = {
+      {"cut before the place", 150000, [](const auto& path) { std::filesystem::resize_file(path, 100); }, false},
+      {"cut behind the place", 150000, [](const auto& path) { std::filesystem::resize_file(path, 290000); }, false},
+      {"cut at the last line", last, [](const auto& path) { std::filesystem::resize_file(path, 10); }, false},
+      {"emptied", 0, [](const auto& path) { std::filesystem::resize_file(path, 0); }, false},
+      {"grown", 0, [](const auto& path) { std::ofstream(path, std::ios::app) << "k3\n"; }, true},
+      {"removed", 0, [](const auto& path) { std::filesystem::remove(path); }, true},
+      {"replaced", 0,
+       [](const auto& path) { std::ofstream(path + "2") << "k4\n", rename((path + "2").c_str(), path.c_str()); }, true},
+  };
+  for (const auto& c : kCases) {
+    const TempDir dir;
+    FeatureFrame frame;
+    frame.logPath = dir.write("log", log);
+    frame.rules = {
+        {.name = "r", .depend = "", .keyWords = "k", .command = "rules", .params = {{"v_a", "k(1)"}, {"v_b", "k(2)"}}}};
+    const Texts rules = RuleTexts(frame.rules);
+    AtOffset observer(c.offset, [&] { c.change(frame.logPath); });
+    Analysis analysis(1, "event", &frame, {});
+    analysis.observe(&observer);
+    analysis.match();
+    EXPECT_EQ(c.isRead ? -1 : 1, analysis.getStatus()) << c.what;
+    EXPECT_EQ(c.isRead ? 2u : 0u, analysis.getRecords().size()) << c.what;
+    EXPECT_EQ(c.isRead ? Texts{} : rules, RuleTexts(frame.rules)) << c.what;
+  }
+}
+
 #ifndef __SANITIZE_ADDRESS__
+// A scan holds a window of the log, whatever its lines are like, and reads no more of it for a stack.
+TEST(System, TheLargestLogTakesLittleMemory) {
+  const TempDir dir;
+  const std::string path = dir.path("log");
+  dir.write("match_rule.json", R"({"featureFrame":{"featureId":"A_anr_1","dirOrFile":")" + path +
+                                   R"(","skip":99999999,"rules":[{"name":"r","keyWords":"x","v_a":"@T@x"}]}})");
+  dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"K":"r.v_a"}}})");
+  for (const char filler : {'\n', '\0'}) {
+    std::ofstream(path) << std::string(kMaxFileSize - 3, filler) << "\nx\n";
+    const pid_t child = fork();
+    if (child == 0) {
+      const auto peak = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+      };
+      Kestrix::analysis(dir.path("none"), dir.path(), "none");  // what any call takes
+      const auto before = peak();
+      const bool isFound = Kestrix::analysis("/log", dir.path(), "anr") == TextMap{{"K", "x\n"}};
+      _exit(!isFound ? 255 : static_cast<int>(std::min<long>(254, (peak() - before) / 1024)));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_LE(WEXITSTATUS(status), 4) << "MiB";
+  }
+}
+
 TEST(SystemDeathTest, NoMemoryForTheLogEndsTheProcess) {
   const TempDir dir;
   const std::string log = dir.write("log", "x");

@@ -1,0 +1,48 @@
+#include "util/trace_cut.h"
+
+#include "util/byte_source.h"
+#include "util/limits.h"
+#include "util/line_reader.h"
+
+namespace {
+
+constexpr size_t kTraceWindow = 8 * 1024;  // most traces fit
+
+}  // namespace
+
+bool TraceCut::skip() { return linesRead_++ < kMaxTraceLines; }
+
+bool TraceCut::take(const std::string& line, std::string& trace) {
+  if (!skip()) return false;
+  if (line.size() > kMaxLineLen) return true;
+  if (line.empty() || misses_ > kMaxTraceMisses) return false;
+  Regex::Match match;
+  if (!started_ && hasStart_ && !start_.search(line, match)) return true;
+  const bool isFrame = frame_.search(line, match);
+  started_ = started_ || hasStart_ || isFrame;
+  if (isFrame) {
+    trace.append(match.whole).append("\n");
+    misses_ = 0;
+  } else if (started_) {
+    ++misses_;
+  }
+  return true;
+}
+
+std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex) {
+  const std::unique_ptr<ByteSource> log = OpenLog(path);
+  if (log == nullptr || offset < 0) return "";
+  LineReader reader(*log, kTraceWindow);
+  TraceCut cut(frameRegex, "");
+  std::string line;
+  std::string trace;
+  bool goesOn = true;
+  for (auto pos = static_cast<size_t>(offset); goesOn && pos < reader.size();) {
+    const TextLine next = reader.lineAt(pos);
+    pos = next.next;
+    const bool isTooLong = next.size() > kMaxLineLen;
+    if (!isTooLong) reader.copy(next, line);
+    goesOn = isTooLong ? cut.skip() : cut.take(line, trace);
+  }
+  return reader.isWhole() ? trace : "";
+}

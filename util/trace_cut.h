@@ -1,0 +1,34 @@
+#ifndef UTIL_TRACE_CUT_H
+#define UTIL_TRACE_CUT_H
+
+#include <string>
+#include <string_view>
+
+#include "regex/regex.h"
+
+// Cuts one stack trace out of the lines that it is given, as FileUtil::GetTrace describes.
+class TraceCut {
+ public:
+  TraceCut(const std::string& frameRegex, const std::string& startRegex)
+      : frame_(frameRegex), start_(startRegex), hasStart_(!startRegex.empty()) {}
+
+  // Takes the next line, and appends its frame to `trace` when it has one. False when the trace has ended before it.
+  bool take(const std::string& line, std::string& trace);
+
+  // Passes over the next line, which is too long. False as above.
+  bool skip();
+
+ private:
+  Regex frame_;
+  Regex start_;
+  bool hasStart_;
+  bool started_ = false;
+  int misses_ = 0;
+  int linesRead_ = 0;
+};
+
+// Cuts the trace that is searched from byte `offset` of the file at `path`, and reads that far only. Empty when the
+// file cannot be read: OpenLog says which ones can.
+std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex);
+
+#endif  // UTIL_TRACE_CUT_H
