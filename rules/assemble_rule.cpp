@@ -18,7 +18,8 @@ void AssembleRule::parseAssembleRule(const std::string& ruleFile, const std::str
 
 void AssembleRule::parseRule(const Json::Value& section, const std::string& /*unused*/,
                              std::vector<std::string>& featureIds) {
-  std::sort(featureIds.begin(), featureIds.end(), comparePrio);
+  // A stable sort: equal priorities keep their order with any standard library.
+  std::stable_sort(featureIds.begin(), featureIds.end(), comparePrio);
   for (const std::string& id : featureIds) assembleRules_.push_back({id, getMapFromJson(section, id)});
 }
 

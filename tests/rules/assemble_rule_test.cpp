@@ -30,3 +30,13 @@ TEST(ParseRuleOfASection, GivesEveryIdAnEntryInPriorityOrder) {
       (Texts{"6 getMapFromJson: failed to get member B_anr_10.", "6 getMapFromJson: failed to get member C_anr_2."}),
       TakeLog());
 }
+
+TEST(ParseRuleOfASection, KeepsTheOrderOfEqualPriorities) {
+  Texts ids;
+  for (char c = 'Q'; c >= 'A'; --c) ids.push_back(std::string(1, c) + "_anr_1");  // 17: unstable sorts move them
+  const Texts before = ids;
+  AssembleRule rule;
+  rule.parseRule(ParseJson("{}"), "", ids);
+  EXPECT_EQ(before, ids);
+  TakeLog();
+}
