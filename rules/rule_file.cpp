@@ -18,24 +18,13 @@ bool IsRegularFile(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-bool IsTooDeep(std::string_view json) {
-  int depth = 0;
-  bool inText = false;
-  for (size_t i = 0; i < json.size(); ++i) {
-    const char c = json[i];
-    if (inText) {
-      if (c == '\\') ++i;
-      inText = c != '"';
-    } else if (c == ']' || c == '}') {
-      --depth;
-    } else if (depth >= kMaxJsonDepth && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
-      return true;
-    } else {
-      depth += c == '[' || c == '{' ? 1 : 0;
-      inText = c == '"';
-    }
-  }
-  return false;
+// The last byte of the comment that begins at `begin`; npos when none does, or it does not end. The JSON library passes
+// over comments behind a value even where it does not allow them.
+size_t CommentEnd(std::string_view json, size_t begin) {
+  const std::string_view open = json.substr(begin, 2);
+  if (open == "//") return json.find_first_of("\r\n", begin);
+  const size_t close = open == "/*" ? json.find("*/", begin + 2) : std::string_view::npos;
+  return close == std::string_view::npos ? close : close + 1;
 }
 
 // The newer reader of the JSON library differs in what it accepts: it refuses text after the root value, for one.
@@ -49,6 +38,29 @@ bool ParseStrictly(const std::string& json, Json::Value& root) {
 
 }  // namespace
 
+size_t FindTooDeep(std::string_view json) {
+  int depth = 0;
+  bool inText = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (inText) {
+      if (c == '\\') ++i;
+      inText = c != '"';
+    } else if (c == ']' || c == '}') {
+      --depth;
+    } else if (depth >= kMaxJsonDepth && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
+      return i;
+    } else if (c == '/') {
+      i = CommentEnd(json, i);
+      if (i == std::string_view::npos) return i;  // the JSON library reads no further either
+    } else {
+      depth += c == '[' || c == '{' ? 1 : 0;
+      inText = c == '"';
+    }
+  }
+  return std::string_view::npos;
+}
+
 bool ReadRuleFile(const std::string& path, Json::Value& root) {
   if (!IsRegularFile(path)) return false;
   std::ifstream stream(path, std::ios::binary);
@@ -56,7 +68,7 @@ bool ReadRuleFile(const std::string& path, Json::Value& root) {
   std::stringstream content;
   content << stream.rdbuf();
   const std::string json = std::move(content).str();
-  return !IsTooDeep(json) && ParseStrictly(json, root);
+  return FindTooDeep(json) == std::string::npos && ParseStrictly(json, root);
 }
 
 bool HasMember(const Json::Value& value, const std::string& key) { return value.isObject() && value.isMember(key); }

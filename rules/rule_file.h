@@ -3,11 +3,17 @@
 
 #include <json/json.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 // Reads a rule file as strict JSON (no comments, the root an object or an array) into `root`. False when `path` is not
 // a readable regular file, does not hold JSON, or nests values more than 1000 deep; `root` is then of no use.
 bool ReadRuleFile(const std::string& path, Json::Value& root);
+
+// The offset of the first value in a JSON text that is nested too deep for the JSON library, which would raise an error
+// over it; npos when there is none.
+size_t FindTooDeep(std::string_view json);
 
 // Json::Value ends the process when a value that is not an object is asked for a member, or one that is not an array
 // for an element. These three look first.

@@ -6,11 +6,11 @@
 #include <sstream>
 
 #include "cli/library/input.h"
+#include "rules/rule_file.h"
 
 namespace {
 
 constexpr std::string_view kSpaces = " \t\r\n";
-constexpr int kMaxDepth = 1000;  // nested values, the limit of the library's reader
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -201,23 +201,6 @@ void Attach(JsonNode& node, const Json::Value& value) {
 }
 
 // Where the nesting gets too deep for the reader.
-Span TooDeep(std::string_view text) {
-  int depth = 0;
-  bool inText = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (inText && text[i] == '\\') {
-      ++i;
-    } else if (text[i] == '"') {
-      inText = !inText;
-    } else if (!inText && (text[i] == '{' || text[i] == '[')) {
-      if (++depth > kMaxDepth) return {i, i + 1};
-    } else if (!inText && (text[i] == '}' || text[i] == ']')) {
-      --depth;
-    }
-  }
-  return {};
-}
-
 // The reader's first complaint, in plainer words where its own mislead.
 JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
   const std::string_view rest = text.substr(std::min(span.begin, text.size()));
@@ -246,23 +229,23 @@ std::string ContentOf(const std::string& path) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 void Parse(JsonFile& file) {
+  const size_t deep = FindTooDeep(file.text);
+  if (deep != std::string::npos) {
+    file.fault = {{deep, deep + 1}, "nested too deeply: the device process ends here"};
+    return;
+  }
   Json::Reader reader(Json::Features::strictMode());
   std::istringstream stream(file.text);
-  try {
-    file.isJson = reader.parse(stream, file.root, true);
-    if (file.isJson) return;
-    const auto errors = reader.getStructuredErrors();
-    Span span{file.text.size(), file.text.size()};
-    std::string reason = "it cannot be read";
-    if (!errors.empty()) {
-      span = {static_cast<size_t>(errors[0].offset_start), static_cast<size_t>(errors[0].offset_limit)};
-      reason = errors[0].message;
-    }
-    file.fault = FaultOf(file.text, span, reason);
-  } catch (const Json::Exception&) {
-    file.isJson = false;
-    file.fault = {TooDeep(file.text), "nested too deeply: the device process ends here"};
+  file.isJson = reader.parse(stream, file.root, true);
+  if (file.isJson) return;
+  const auto errors = reader.getStructuredErrors();
+  Span span{file.text.size(), file.text.size()};
+  std::string reason = "it cannot be read";
+  if (!errors.empty()) {
+    span = {static_cast<size_t>(errors[0].offset_start), static_cast<size_t>(errors[0].offset_limit)};
+    reason = errors[0].message;
   }
+  file.fault = FaultOf(file.text, span, reason);
 }
 #pragma GCC diagnostic pop
 

@@ -71,6 +71,11 @@ TEST(RuleFiles, ThatCannotBeUsedAreReported) {
       {"deepest nesting", R"({"a":)" + Nested(998, "1") + "}", true},
       {"a level more", R"({"a":)" + Nested(999, "1") + "}", false},
       {"brackets in a text", R"({"a":"\")" + std::string(2000, '[') + "\"}", true},
+      {"behind comments that hide it", R"({/* " */"a":)" + Nested(1200, "1") + R"(/* " */})", false},
+      {"behind line comments", "{\"a\":1 // \"\n,\"b\":" + Nested(1200, "1") + "// \"\n}", false},
+      {"brackets in comments", "{/*" + std::string(2000, '[') + "*/\"a\":1//" + std::string(2000, '[') + "\n}", true},
+      {"a comment that is none", "{/\"" + std::string(2000, '['), false},
+      {"a comment without an end", "{/*/" + std::string(2000, '['), false},
       {"far too deep", std::string(3000000, '['), false},
   };
   for (const auto& c : kCases) {
