@@ -158,6 +158,7 @@ class ExpressionCheck {
   void checkParam(const PlacedText& pattern) {
     const std::string applied(AppliedPattern(pattern.text()));
     const size_t offset = pattern.text().size() - applied.size();
+    if (applied.empty() && offset > 0) return;  // that is a matter of its mark
     if (IsStackPattern(pattern.text())) {
       checkStackPattern(pattern, applied, offset);
     } else if (check({pattern, offset, applied})) {

@@ -1,64 +1,173 @@
 #include <algorithm>
-#include <map>
+#include <cctype>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "cli/check/checks.h"
-#include "cli/check/key_word_inclusion.h"
+#include "cli/check/line_set.h"
 #include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
+#include "util/limits.h"
 
 namespace {
 
-void CheckTerms(const RuleModel& model, const PlacedText& keyWords, std::string_view mark, Findings& findings) {
-  const std::string& text = keyWords.text();
-  size_t begin = 0;
-  while (true) {
-    const size_t end = text.find(mark, begin);
-    if (begin == std::min(end, text.size())) {
-      // An empty last term has only the mark in front of it.
-      const size_t place = end == std::string::npos ? begin - mark.size() : end;
-      findings.add(Code::kTermEmpty, model.matchFile, keyWords.json.span(place, mark.size()),
-                   std::string("an empty term at this ") + Quoted(mark) + " is dropped");
+// Signs of an expression in plain keywords. Some are found in no log, others now and then.
+struct Sign {
+  std::string_view text;
+  bool isCertain;
+};
+
+constexpr Sign kSigns[] = {
+    {".*", true},   {".+", true},   {"\\d", true}, {"\\w", true}, {"\\s", true}, {"\\S", true}, {"\\W", true},
+    {"\\D", true},  {"\\b", true},  {"\\.", true}, {"\\(", true}, {"\\[", true}, {"[^", true},  {"[0-9", true},
+    {"[a-z", true}, {"[A-Z", true}, {"(?:", true}, {"(?!", true}, {"(?=", true},
+};
+
+bool IsWordByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
+
+// Where such a sign stands in `text`; the first that is certain, else any.
+std::optional<std::pair<Piece, bool>> FindSign(const std::string& text) {
+  for (const Sign& sign : kSigns) {
+    const size_t pos = text.find(sign.text);
+    if (pos != std::string::npos) return {{{pos, std::string(sign.text)}, sign.isCertain}};
+  }
+  if (text.size() > 1 && text[0] == '^' && text[1] != '^' && text[1] != ' ') return {{{0, "^"}, false}};
+  if (text.size() > 1 && text.back() == '$' && IsWordByte(text[text.size() - 2])) {
+    return {{{text.size() - 1, "$"}, false}};
+  }
+  for (size_t pos = text.find('|'); pos != std::string::npos; pos = text.find('|', pos + 1)) {
+    const bool isMark = (pos > 0 && text[pos - 1] == '@') || (pos + 1 < text.size() && text[pos + 1] == '@');
+    const bool isBetween = pos > 1 && pos + 2 < text.size() && text[pos - 1] != ' ' && text[pos + 1] != ' ';
+    if (!isMark && isBetween) return {{{pos, "|"}, false}};
+  }
+  return std::nullopt;
+}
+
+class KeyWordCheck {
+ public:
+  KeyWordCheck(const RuleModel& model, LineSets& lines, Findings& findings)
+      : model_(model), lines_(lines), findings_(findings) {}
+
+  void check(const PlacedText& keyWords) {
+    const std::string& text = keyWords.text();
+    if (!keyWords.isKnown) return;
+    if (text.empty()) {
+      add(Code::kKeywordsEmpty, keyWords.span,
+          keyWords.isPresent ? "empty \"keyWords\" accept every line"
+                             : "a rule without \"keyWords\" accepts every line");
+      return;
     }
-    if (end == std::string::npos) return;
-    begin = end + mark.size();
+    const KeyWordForm form = FormOf(text);
+    if (form == KeyWordForm::kRegex) {
+      checkExpression(keyWords);
+    } else {
+      const std::string_view mark = form == KeyWordForm::kOr ? kOrMark : kAndMark;
+      if (form == KeyWordForm::kText || checkTermCount(keyWords, mark)) checkTerms(keyWords, form, mark);
+    }
   }
-}
 
-void CheckMarks(const RuleModel& model, const PlacedRule& rule, Findings& findings) {
-  const PlacedText& keyWords = rule.keyWords;
-  const std::string& text = keyWords.text();
-  const KeyWordForm form = FormOf(text);
-  if (!keyWords.isKnown) return;
-  if (text.empty() || text == kRegexMark) {
-    findings.add(
-        Code::kKeywordsEmpty, model.matchFile, keyWords.span,
-        keyWords.isPresent ? "empty \"keyWords\" accept every line" : "a rule without \"keyWords\" accepts every line");
-    return;
+ private:
+  Finding& add(Code code, Span span, std::string message) {
+    return findings_.add(code, model_.matchFile, span, std::move(message));
   }
-  if (form == KeyWordForm::kRegex) return;
-  const size_t mark = text.find(kRegexMark);
-  if (mark != std::string::npos) {
-    findings.add(Code::kRegexMarkInside, model.matchFile, keyWords.json.span(mark, kRegexMark.size()),
-                 "\"@R@\" is plain text here; it counts at the start of the keywords only");
-  }
-  const size_t andMark = text.find(kAndMark);
-  if (form == KeyWordForm::kOr && andMark != std::string::npos) {
-    findings.add(Code::kMarksMixed, model.matchFile, keyWords.json.span(andMark, kAndMark.size()),
-                 "\"@&@\" is plain text in an expression with \"@|@\"");
-  }
-  if (form != KeyWordForm::kText) CheckTerms(model, keyWords, form == KeyWordForm::kOr ? kOrMark : kAndMark, findings);
-}
 
-void CheckParamMarks(const RuleModel& model, const PlacedRule& rule, Findings& findings) {
-  for (const PlacedParam& param : rule.params) {
-    const size_t mark = param.pattern.text().find(kRegexMark);
-    if (mark == std::string::npos) continue;
-    findings.add(Code::kRegexMarkInside, model.matchFile, param.pattern.json.span(mark, kRegexMark.size()),
-                 "\"@R@\" is plain text in a parameter, which is an expression in any case");
+  void checkExpression(const PlacedText& keyWords) {
+    LineSet& lines = lines_.ofKeyWords(keyWords.text());
+    if (lines.isAll()) {
+      add(Code::kKeywordsEmpty, keyWords.span, "this expression accepts every line");
+    } else if (lines.isEmpty()) {
+      add(Code::kNeverMatches, keyWords.span, "no line can match this expression" + WhyNever(keyWords.text()));
+    }
   }
-}
+
+  // False for an expression without a term. An empty term is dropped.
+  bool checkTermCount(const PlacedText& keyWords, std::string_view mark) {
+    const std::string& text = keyWords.text();
+    if (!PiecesOf(text, std::string(mark)).empty()) return true;
+    if (mark == kOrMark) {
+      add(Code::kNeverMatches, keyWords.span, "no term is left: the rule accepts no line");
+    } else {
+      add(Code::kKeywordsEmpty, keyWords.span, "no term is left: the rule accepts every line");
+    }
+    return false;
+  }
+
+  void checkTerms(const PlacedText& keyWords, KeyWordForm form, std::string_view mark) {
+    const std::string& text = keyWords.text();
+    if (form != KeyWordForm::kText) checkEmptyTerms(keyWords, mark);
+    const std::vector<Piece> terms =
+        form == KeyWordForm::kText ? std::vector<Piece>{{0, text}} : PiecesOf(text, std::string(mark));
+    const bool isOneOfSeveral = form == KeyWordForm::kOr && terms.size() > 1;
+    size_t size = 0;
+    for (const Piece& term : terms) {
+      const std::string fixedText = WithVariablesAs(term.text, "");
+      size = isOneOfSeveral ? fixedText.size() : size + fixedText.size();
+      const size_t lineFeed = term.text.find('\n');
+      Finding* finding = nullptr;
+      if (lineFeed != std::string::npos) {
+        finding = &add(Code::kNeverMatches, keyWords.json.span(term.offset + lineFeed, 1),
+                       "no line holds a line feed: this is never found");
+      } else if (size > kMaxLineLen) {
+        finding = &add(Code::kNeverMatches, keyWords.json.span(term.offset, term.text.size()),
+                       "these are more than " + std::to_string(kMaxLineLen) +
+                           " bytes, and longer lines are passed over: this is never found");
+      }
+      if (finding != nullptr && isOneOfSeveral) finding->severity = Severity::kWarning;
+      checkSigns(keyWords, term, form);
+    }
+  }
+
+  void checkEmptyTerms(const PlacedText& keyWords, std::string_view mark) {
+    const std::string& text = keyWords.text();
+    size_t begin = 0;
+    while (true) {
+      const size_t end = text.find(mark, begin);
+      if (begin == std::min(end, text.size())) {
+        // An empty last term has only the mark in front of it.
+        const size_t place = end == std::string::npos ? begin - mark.size() : end;
+        const Span span = keyWords.json.span(place, mark.size());
+        add(Code::kTermEmpty, span, std::string("an empty term at this ") + Quoted(mark) + " is dropped").fix =
+            Fix{span, ""};
+      }
+      if (end == std::string::npos) return;
+      begin = end + mark.size();
+    }
+  }
+
+  void checkSigns(const PlacedText& keyWords, const Piece& term, KeyWordForm form) {
+    const auto sign = FindSign(WithVariablesAs(term.text, "") == term.text ? term.text : std::string());
+    if (!sign) return;
+    const auto& [piece, isCertain] = *sign;
+    Finding& finding = add(Code::kPlainExpression, keyWords.json.span(term.offset + piece.offset, piece.text.size()),
+                           Quoted(piece.text) + " is plain text here; an expression begins with \"@R@\"");
+    if (!isCertain || form == KeyWordForm::kOr) finding.severity = Severity::kWarning;
+    // Behind the mark every other sign counts too, so this is not for texts with signs that were meant as such.
+    if (form == KeyWordForm::kText && keyWords.json.text.find_first_of("()[]{}?+") == std::string::npos) {
+      const size_t begin = keyWords.json.span(0, 1).begin;
+      finding.fix = Fix{{begin, begin}, "@R@"};
+    }
+  }
+
+  static std::string WhyNever(const std::string& text) {
+    if (text.find('\n') != std::string::npos) return ": no line holds a line feed";
+    for (size_t i = kRegexMark.size(); i < text.size(); ++i) {
+      if (text[i] == '\\') {
+        ++i;
+      } else if (text[i] == '$') {
+        return ": \"$\" is the end of the line; the sign itself is \"\\$\"";
+      } else if (text[i] == '^' && i > kRegexMark.size() && text[i - 1] != '[') {
+        return ": \"^\" is the begin of the line; the sign itself is \"\\^\"";
+      }
+    }
+    return " of at most " + std::to_string(kMaxLineLen) + " bytes";
+  }
+
+  const RuleModel& model_;
+  LineSets& lines_;
+  Findings& findings_;
+};
 
 // --- Which rule takes whose lines ---
 
@@ -75,7 +184,7 @@ std::set<std::string> VariableNames(const PlacedRule& rule) {
 
 struct Candidate {
   const PlacedRule* rule;
-  const Coverage* coverage;
+  LineSet* lines;
   std::set<std::string> variables;
 };
 
@@ -96,14 +205,15 @@ bool IsEverSpent(const PlacedRule& rule) {
 
 class OrderCheck {
  public:
-  OrderCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
+  OrderCheck(const RuleModel& model, LineSets& lines, Findings& findings)
+      : model_(model), sets_(lines), findings_(findings) {}
 
   void check(const PlacedEntry& entry) {
     std::vector<Candidate> earlier;
     for (const PlacedRule& rule : entry.rules) {
       if (!rule.keyWords.isKnown) continue;
-      const Candidate candidate{&rule, &coverageOf(rule.keyWords.text()), VariableNames(rule)};
-      report(earlier, candidate);
+      const Candidate candidate{&rule, &sets_.ofKeyWords(rule.keyWords.text()), VariableNames(rule)};
+      if (!candidate.lines->isEmpty()) report(earlier, candidate);
       if (!rule.isRefused) earlier.push_back(candidate);
     }
   }
@@ -113,7 +223,7 @@ class OrderCheck {
     const Candidate* shadow = nullptr;
     for (const Candidate& other : earlier) {
       const bool isSpent = IsEverSpent(*other.rule);
-      if ((isSpent && shadow != nullptr) || !IsTriedWhenever(other, rule) || !other.coverage->covers(*rule.coverage)) {
+      if ((isSpent && shadow != nullptr) || !IsTriedWhenever(other, rule) || !other.lines->covers(*rule.lines)) {
         continue;
       }
       if (!isSpent) {
@@ -137,25 +247,20 @@ class OrderCheck {
     return Quoted(rule.record.name) + " in line " + std::to_string(lines_.placeOf(rule.span.begin).line);
   }
 
-  const Coverage& coverageOf(const std::string& keyWords) {
-    return coverages_.try_emplace(keyWords, keyWords).first->second;
-  }
-
   const RuleModel& model_;
+  LineSets& sets_;
   Findings& findings_;
   const LineIndex lines_{model_.matchFile.text};
-  std::map<std::string, Coverage> coverages_;
 };
 
 }  // namespace
 
 void CheckKeyWords(const RuleModel& model, Findings& findings) {
-  OrderCheck order(model, findings);
+  LineSets lines;
+  KeyWordCheck keyWords(model, lines, findings);
+  OrderCheck order(model, lines, findings);
   for (const PlacedEntry& entry : model.entries) {
-    for (const PlacedRule& rule : entry.rules) {
-      CheckMarks(model, rule, findings);
-      CheckParamMarks(model, rule, findings);
-    }
+    for (const PlacedRule& rule : entry.rules) keyWords.check(rule.keyWords);
     order.check(entry);
   }
 }

@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <set>
 
 #include "cli/check/checks.h"
 #include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/spelling.h"
+#include "rules/rule_syntax.h"
 
 namespace {
-
-constexpr const char* kSegmentBegins[] = {"LayerOneCmd", "LayerTwoCmd"};  // records that begin the segment part
 
 // Something that a rule waits for.
 struct Need {
@@ -52,6 +52,17 @@ class EntryRecords {
 
   const std::vector<std::string>& names() const { return names_; }
 
+  // The names of the rules that wait for `rule` and for which it waits, itself first.
+  std::vector<std::string> circleOf(const PlacedRule& rule) const {
+    const auto index = static_cast<size_t>(&rule - entry_.rules.data());
+    std::vector<std::string> names{rule.record.name};
+    const std::vector<bool> ahead = awaitedBy(index);
+    for (size_t i = 0; i < needs_.size(); ++i) {
+      if (i != index && ahead[i] && awaitedBy(i)[index]) names.push_back(entry_.rules[i].record.name);
+    }
+    return names;
+  }
+
   // Calls `report` for each need that no record of the entry meets, and for each that only rules meet which wait for
   // its own rule.
   void findUnmet(const std::function<void(const PlacedRule&, const Need&, bool isCircular)>& report) const {
@@ -63,7 +74,7 @@ class EntryRecords {
     const std::vector<bool> canFire = rulesThatCanFire();
     for (size_t i = 0; i < needs_.size(); ++i) {
       for (const Need& need : needs_[i]) {
-        if (!canFire[i] && isMade(need) && !isMetByAny(need, canFire) && waitsForItself(i, need)) {
+        if (!canFire[i] && isMade(need) && !isMetByAny(need, canFire) && awaited({need})[i]) {
           report(entry_.rules[i], need, true);
         }
       }
@@ -109,27 +120,39 @@ class EntryRecords {
     return canFire;
   }
 
-  // True when a rule that meets `need` waits, perhaps by way of others, for rule `waiting`.
-  bool waitsForItself(size_t waiting, const Need& need) const {
+  // Which rules a rule waits for, perhaps by way of others.
+  std::vector<bool> awaitedBy(size_t rule) const { return awaited(needs_[rule]); }
+
+  std::vector<bool> awaited(const std::vector<Need>& needs) const {
     std::vector<bool> isKnown(needs_.size(), false);
-    std::vector<const Need*> open{&need};
+    std::vector<const Need*> open;
+    for (const Need& need : needs) open.push_back(&need);
     while (!open.empty()) {
       const Need* next = open.back();
       open.pop_back();
       for (size_t i = 0; i < needs_.size(); ++i) {
         if (isKnown[i] || !makes(i, *next)) continue;
-        if (i == waiting) return true;
         isKnown[i] = true;
         for (const Need& further : needs_[i]) open.push_back(&further);
       }
     }
-    return false;
+    return isKnown;
   }
 
   const PlacedEntry& entry_;
   std::vector<std::vector<Need>> needs_;  // by rule
   std::vector<std::string> names_;        // of the records
 };
+
+// Which rules wait for one another.
+std::string CircleOf(const std::vector<std::string>& names) {
+  if (names.size() == 1) return "rule " + Quoted(names[0]) + " waits for itself";
+  std::string text = "rules ";
+  for (size_t i = 0; i < names.size(); ++i) {
+    text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + Quoted(names[i]);
+  }
+  return text + " wait for one another";
+}
 
 class RecordCheck {
  public:
@@ -140,11 +163,7 @@ class RecordCheck {
     records.findUnmet([&](const PlacedRule& rule, const Need& need, bool isCircular) {
       addUnmet(entry, records, rule, need, isCircular);
     });
-    for (const PlacedRule& rule : entry.rules) {
-      checkUnclosed(rule.keyWords);
-      checkUnclosed(rule.depend);
-      for (const PlacedParam& param : rule.params) checkUnclosed(param.pattern);
-    }
+    checkNames(entry);
     checkUnused(entry, records);
   }
 
@@ -167,15 +186,18 @@ class RecordCheck {
     const Code code = need.isVariable ? Code::kVariableUnmet : Code::kDependUnmet;
     const std::string what = need.isVariable ? "no rule makes a record " + Quoted(need.name)
                                              : "no rule makes a record whose name contains " + Quoted(need.name);
-    std::string message = what + DidYouMean(NearestTo(need.name, candidatesFor(entry, records, need)));
+    const std::string meant = NearestTo(need.name, candidatesFor(entry, records, need));
+    std::string message = what + DidYouMean(meant);
     const bool isBareRule = std::any_of(entry.rules.begin(), entry.rules.end(), [&need](const PlacedRule& other) {
       return !need.name.empty() && other.record.name.find(need.name) != std::string::npos && other.params.empty();
     });
     if (isBareRule) message = what + ": the rule of that name has no parameters";
-    if (isCircular) {
-      message = "only rules that wait for rule " + Quoted(rule.record.name) + " make a record for " + Quoted(need.name);
+    if (isCircular) message = CircleOf(records.circleOf(rule));
+    const Span span = need.text->json.span(need.offset, need.length);
+    Finding& finding = findings_.add(code, model_.matchFile, span, message);
+    if (!isCircular && !isBareRule && !meant.empty()) {
+      finding.fix = Fix{span, need.isVariable ? VariableOf(meant) : meant};
     }
-    findings_.add(code, model_.matchFile, need.text->json.span(need.offset, need.length), message);
   }
 
   // Names that an author may have meant: of records, and of rules for a dependency.
@@ -189,12 +211,16 @@ class RecordCheck {
     return names;
   }
 
-  void checkUnclosed(const PlacedText& text) {
-    for (const Variable& variable : VariablesOf(text.text())) {
-      if (variable.isClosed) continue;
-      findings_.add(Code::kVariableUnclosed, model_.matchFile,
-                    text.json.span(variable.begin, variable.end - variable.begin),
-                    "this variable has no closing \"}@\"");
+  void checkNames(const PlacedEntry& entry) {
+    std::map<std::string, const PlacedRule*> known;
+    for (const PlacedRule& rule : entry.rules) {
+      if (rule.record.name.empty() || rule.params.empty()) continue;
+      const auto [first, isNew] = known.try_emplace(rule.record.name, &rule);
+      if (isNew) continue;
+      const size_t line = matchLines_.placeOf(first->second->span.begin).line;
+      findings_.add(Code::kRuleNameRepeated, model_.matchFile, rule.name.span,
+                    "rule " + Quoted(rule.record.name) + " in line " + std::to_string(line) +
+                        " has this name too: their records cannot be told apart");
     }
   }
 
@@ -213,8 +239,8 @@ class RecordCheck {
       for (const PlacedParam& param : rule.params) {
         const std::string name = rule.recordName(param);
         const bool beginsSegment =
-            std::any_of(std::begin(kSegmentBegins), std::end(kSegmentBegins),
-                        [&name](const char* part) { return name.find(part) != std::string::npos; });
+            std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(),
+                        [&name](std::string_view part) { return name.find(part) != std::string::npos; });
         if (used.contains(name) || beginsSegment || records.isNeeded(name)) continue;
         findings_.add(Code::kRecordUnused, model_.matchFile, param.keySpan, "nothing uses the record " + Quoted(name));
       }
@@ -243,12 +269,9 @@ class RecordCheck {
     return names;
   }
 
-  // The record names of a template: "+" wins over ":".
   static std::vector<Piece> namesOf(const PlacedText& text) {
-    for (const char* separator : {"+", ":"}) {
-      if (text.text().find(separator) != std::string::npos) return PiecesOf(text.text(), separator);
-    }
-    return {{0, text.text()}};
+    const std::string separator = SeparatorOf(text.text());
+    return separator.empty() ? std::vector<Piece>{{0, text.text()}} : PiecesOf(text.text(), separator);
   }
 
   void checkMixed(const PlacedText& text) {
@@ -262,14 +285,17 @@ class RecordCheck {
     for (const Piece& piece : namesOf(text)) {
       if (std::find(names.begin(), names.end(), piece.text) != names.end()) continue;
       const Span span = piece.text.empty() ? text.span : text.json.span(piece.offset, piece.text.size());
-      findings_.add(
-          Code::kTemplateUnknownRecord, model_.assembleFile, span,
-          "no rule of the feature makes a record " + Quoted(piece.text) + DidYouMean(NearestTo(piece.text, names)));
+      const std::string meant = NearestTo(piece.text, names);
+      Finding& finding =
+          findings_.add(Code::kTemplateUnknownRecord, model_.assembleFile, span,
+                        "no rule of the feature makes a record " + Quoted(piece.text) + DidYouMean(meant));
+      if (!meant.empty() && !piece.text.empty()) finding.fix = Fix{span, meant};
     }
   }
 
   const RuleModel& model_;
   Findings& findings_;
+  const LineIndex matchLines_{model_.matchFile.text};
 };
 
 }  // namespace

@@ -119,6 +119,11 @@ class StructureCheck {
       add(Code::kValueConverted, value.span,
           Quoted(name) + " has to be a whole number; this is read as " + std::to_string(number));
     }
+    if (number < 0) {
+      add(Code::kNumberNegative, value.span,
+          Quoted(name) +
+              (name == "skip" ? " below 1 counts as " + std::to_string(kDefaultSkip) : " below 2 is one line"));
+    }
     if (number > row.maximum) {
       add(Code::kNumInRules, value.span, Quoted(name) + " belongs to \"segmentRule\": this rule is refused");
     }

@@ -62,6 +62,10 @@ constexpr FindingCode kCodes[] = {
      "refused when the file is loaded.",
      "\"rules\": [{\"name\": \"lock\", \"num\": 7, ... }]",
      "\"rules\": [],\n\"segmentRule\": [{\"name\": \"lock\", \"num\": 7, ... }]"},
+    {Code::kNumberNegative, "number-negative", kWarning, "a negative number",
+     "A \"skip\" below 1 counts as 32000, and a \"num\" below 2 as one line. A negative one says something else than "
+     "it does.",
+     "\"skip\": -1", "\"skip\": 32000"},
     {Code::kSegmentWithoutRules, "segment-without-rules", kError, "\"segmentRule\" without \"rules\"",
      "\"segmentRule\" is read only when the entry has \"rules\" too, if only an empty array.",
      "\"segmentRule\": [ ... ]", "\"rules\": [],\n\"segmentRule\": [ ... ]"},
@@ -75,6 +79,17 @@ constexpr FindingCode kCodes[] = {
      "it "
      "accepts any byte. The path of another package may match too.",
      "\"dirOrFile\": \"/data/data/com.example\"", "\"dirOrFile\": \"/data/data/com\\\\.example\""},
+    {Code::kPathNeverFits, "path-never-fits", kError, "a path test that no log passes",
+     "With \"subcataLog\" each part of a path is an expression that begins with the directory and has to take the "
+     "whole path of the log; the first part that does so ends the test. So no sign of a begin or an end has a place in "
+     "it, \"|\" divides the directory too, and a \".*\" in front of a \"/\" takes what the parts behind it are for. "
+     "Without \"subcataLog\" the directory is the path of the log itself. A log's path begins with \"/\" and has no "
+     "\"./\" in it.",
+     "\"subcataLog\": \"dump.*/log_[0-9]+\"", "\"subcataLog\": \"dump[^\\\\x2f]*/log_[0-9]+\""},
+    {Code::kPathLikely, "path-unlikely", kWarning, "a path that is hardly meant",
+     "The parts of \"subcataLog\" are expressions and not patterns of a shell: a \"*\" repeats the byte in front of "
+     "it. Paths in it begin below the directory, and alternatives are separated by \"@|@\" only.",
+     "\"subcataLog\": \"anr_*\"", "\"subcataLog\": \"anr_.*\""},
     // --- Feature ids ---
     {Code::kIdWithoutSection, "id-without-section", kError, "a feature id without a section in the assemble file",
      "The templates of a feature id stand in assemble_rule.json, under the event type (what lies between the first and "
@@ -113,11 +128,32 @@ constexpr FindingCode kCodes[] = {
      "An expression with \"@|@\" is an or-expression, and \"@&@\" in it is plain text that no log holds. Use two rules "
      "or a regular expression.",
      "\"keyWords\": \"pid: @&@tid: @|@Process: \"", "\"keyWords\": \"@R@pid: .*tid: |Process: \""},
-    {Code::kRegexMarkInside, "regex-mark-inside", kWarning, "\"@R@\" that is not at the start of the keywords",
+    {Code::kRegexMarkInside, "regex-mark-inside", kError, "\"@R@\" that is not at the start of the keywords",
      "\"@R@\" makes a regular expression of the keywords at their very start only. Anywhere else, and in a parameter, "
      "it is plain text that no log holds.",
      "\"keyWords\": \" @R@signal \\\\d+\"", "\"keyWords\": \"@R@ signal \\\\d+\""},
-    {Code::kRuleUnreachable, "rule-unreachable", kWarning, "a rule that an earlier one leaves no line",
+    {Code::kMarkBroken, "mark-broken", kError, "a mark that is plain text where it stands",
+     "A mark is an \"@\", a capital letter or a sign, and an \"@\", without blanks. Anything less is plain text that "
+     "no log holds. \"@L@\" and \"@T@\" belong in front of a parameter's expression; \"@|@\" and \"@&@\" separate "
+     "terms of plain keywords, not of an expression.",
+     "\"keyWords\": \"@r@signal \\\\d+\"", "\"keyWords\": \"@R@signal \\\\d+\""},
+    {Code::kMarkUseless, "mark-useless", kWarning, "a mark that does something else than it seems",
+     "What stands in front of \"@L@\" is dropped. \"@T@\" is taken out of the expression, wherever and however often "
+     "it stands there.",
+     "\"v_pid\": \"pid: @L@(\\\\d+)\"", "\"v_pid\": \"@L@pid: (\\\\d+)\""},
+    {Code::kPlainExpression, "plain-expression", kError, "signs of an expression in plain keywords",
+     "Keywords are an expression only behind \"@R@\"; without it every sign stands for itself, and such a text is "
+     "found in no log.",
+     "\"keyWords\": \"signal \\\\d+\"", "\"keyWords\": \"@R@signal \\\\d+\""},
+    {Code::kNeverMatches, "rule-never-matches", kError, "keywords that no line matches",
+     "A line holds no line feed, and one of more than 2048 bytes is passed over. Behind \"$\" and in front of \"^\" "
+     "stands nothing in a line.",
+     "\"keyWords\": \"@R@cost: $(\\\\d+)\"", "\"keyWords\": \"@R@cost: \\\\$(\\\\d+)\""},
+    {Code::kControlCharacter, "control-character", kError, "a control character in keywords or an expression",
+     "JSON has escapes of its own: \"\\b\" is a backspace there, \"\\f\" a form feed, and no log holds them. In JSON a "
+     "backslash is written twice.",
+     "\"v_stack\": \"@T@\\bat .*\"", "\"v_stack\": \"@T@\\\\bat .*\""},
+    {Code::kRuleUnreachable, "rule-unreachable", kError, "a rule that an earlier one leaves no line",
      "A line goes to the first rule that accepts it. The earlier rule accepts every line that this one does, and it is "
      "never spent: it stands under \"segmentRule\" or has an \"@L@\" parameter. Put the narrower rule first, or both "
      "sets of parameters into one rule.",
@@ -156,6 +192,25 @@ constexpr FindingCode kCodes[] = {
      "A parameter's value is what the first capture group of its expression takes. Without a group the record is made "
      "with an empty value.",
      "\"v_pid\": \"PID: \\\\d+\"", "\"v_pid\": \"PID: (\\\\d+)\""},
+    {Code::kParamNever, "param-never-matches", kError, "a parameter that is never found",
+     "A parameter is searched in the lines that the keywords accept. When no such line can match it, its record is "
+     "never made, and a plain rule is never spent.",
+     "\"keyWords\": \"@R@^Process: \", \"v_pid\": \"^PID: (\\\\d+)\"",
+     "\"keyWords\": \"@R@^(?:Process|PID): \", \"v_pid\": \"^PID: (\\\\d+)\""},
+    {Code::kValueEmpty, "value-empty", kError, "a value that is always empty",
+     "The value is what the first group takes. In \"(?!...)\" it takes nothing; as few times as possible, \"*?\", is "
+     "none at all when nothing has to follow; and without an expression behind \"@L@\" or \"@T@\" there is nothing to "
+     "take. A template makes no result of an empty value. (Where no template names it, this is a warning.)",
+     "\"v_name\": \"name: (.*?)\"", "\"v_name\": \"name: (.*)\""},
+    {Code::kValueMayBeEmpty, "value-may-be-empty", kWarning, "a value that is likely empty or cut off",
+     "A parameter is taken once: when its group can be left out, the first line without the text gives an empty value "
+     "for good. An expression that matches the empty text matches at the begin of every line, and so does not get to "
+     "where the text stands.",
+     "\"v_pid\": \"pid: (\\\\d+)?\"", "\"v_pid\": \"pid: (\\\\d+)\""},
+    {Code::kLaterGroup, "later-group", kWarning, "a group that is not read",
+     "The value is what the first group takes. Later ones are for repeating and choosing; write \"(?:\" for those, and "
+     "give each value a parameter of its own.",
+     "\"v_pid\": \"(INFO|WARN): pid (\\\\d+)\"", "\"v_pid\": \"(?:INFO|WARN): pid (\\\\d+)\""},
     {Code::kStackKeepsPrefix, "stack-keeps-prefix", kWarning, "a stack pattern that keeps the prefix of log lines",
      "A trace is made of what the pattern matches in each line. This one also matches the time and the process id that "
      "a log puts in front of a frame, so every crash gets a fingerprint of its own. Start the pattern at the frame.",
@@ -181,11 +236,29 @@ constexpr FindingCode kCodes[] = {
      "{\"name\": \"dump\", \"keyWords\": \"pid @{head.pid}@ \", ... }",
      "{\"name\": \"head\", \"keyWords\": \"PID\", \"v_pid\": \"PID: (\\\\d+)\"},\n"
      "{\"name\": \"dump\", \"keyWords\": \"pid @{head.v_pid}@ \", ... }"},
-    {Code::kVariableUnclosed, "variable-unclosed", kWarning, "a variable without its closing mark",
+    {Code::kVariableUnclosed, "variable-unclosed", kError, "a variable without its closing mark",
      "A variable ends in \"}@\". Without that, it is plain text that no log holds, or reaches up to the mark of the "
      "next "
      "one.",
      "\"keyWords\": \"pid @{head.v_pid} \"", "\"keyWords\": \"pid @{head.v_pid}@ \""},
+    {Code::kVariableRepeated, "variable-repeated", kWarning, "a variable twice in one text",
+     "With each line one place of a variable in a text is filled. Until the last one is, the rule is not tried: a log "
+     "in which the line that it is for comes at once loses it.",
+     "\"keyWords\": \"@{a.v_x}@ -> @{a.v_x}@\"", "\"keyWords\": \"@{a.v_x}@ -> \""},
+    {Code::kVariableOfStack, "variable-of-stack", kWarning, "a variable that stands for nothing",
+     "A parameter with \"@T@\" notes a place; the stack is cut at the end. As a variable it is the empty text.",
+     "\"keyWords\": \"in @{trace.v_stack}@\"", "\"keyWords\": \"in @{trace.v_name}@\""},
+    {Code::kVariableInExpression, "variable-in-expression", kError, "a variable whose value can break an expression",
+     "The value of a variable is written into the text, and in an expression its signs count as such. A log in which "
+     "the group that gives it takes a \"(\" or the like makes the expression invalid, and that ends the device "
+     "process. Let the group take letters, digits and the like only, or use plain keywords.",
+     "\"v_task\": \"task (.*):\", ... \"keyWords\": \"@R@held by @{hung.v_task}@/\"",
+     "\"v_task\": \"task (\\\\w+):\", ... \"keyWords\": \"@R@held by @{hung.v_task}@/\""},
+    {Code::kRuleNameRepeated, "rule-name-repeated", kWarning, "two rules of one name in an entry",
+     "A record is named after its rule and its parameter. Of two rules of one name nobody can say whose record it is; "
+     "of records of one name the first is the one that counts.",
+     "{\"name\": \"head\", \"v_pid\": ...}, {\"name\": \"head\", \"v_uid\": ...}",
+     "{\"name\": \"head\", \"v_pid\": ...}, {\"name\": \"user\", \"v_uid\": ...}"},
     {Code::kRecordUnused, "record-unused", kWarning, "a record that nothing uses",
      "No template, \"depend\" or variable names the record. A plain rule still waits for the parameter before it is "
      "spent.",
@@ -199,6 +272,17 @@ constexpr FindingCode kCodes[] = {
     {Code::kTemplateMixed, "template-mixed", kWarning, "a template with both \"+\" and \":\"",
      "In a template with a \"+\" a \":\" belongs to the names of the records. One template has one kind of separator.",
      "\"REASON\": \"head.v_type:head.v_text+head.v_code\"", "\"REASON\": \"head.v_type:head.v_text:head.v_code\""},
+    {Code::kStackWithoutMark, "stack-without-mark", kWarning, "a \"STACK\" that is no stack",
+     "Only a parameter with \"@T@\" cuts a stack out of the log. A value of another one is part of a line, and the "
+     "filter makes one frame of it.",
+     "\"STACK\": \"fatal.v_text\"", "\"STACK\": \"fatal.v_stack\""},
+    {Code::kKeyOverwritten, "key-overwritten", kWarning, "a result that the filter writes over",
+     "When there is a \"STACK\", its fingerprint goes under \"FINGERPRINT\", whatever a template has put there.",
+     "\"FINGERPRINT\": \"head.v_id\"", "\"BUILD_ID\": \"head.v_id\""},
+    {Code::kKeyCase, "key-case", kWarning, "a result key in another spelling",
+     "Keys are compared byte by byte. Only a \"STACK\" is filtered and given a fingerprint (another spelling of it is "
+     "an error), only to \"REASON\" values are appended, and two spellings are two results.",
+     "\"Stack\": \"fatal.v_stack\"", "\"STACK\": \"fatal.v_stack\""},
 };
 
 constexpr bool IsInOrder() {
@@ -253,7 +337,9 @@ void PrintWhy(const FindingCode& code, std::ostream& out) {
 void PrintCodesAsMarkdown(std::ostream& out) {
   out << "# What `kestrix check` finds\n\n"
          "`kestrix check --why CODE` prints the same text. This page is generated: `kestrix check --print codes`.\n"
-         "Errors end the device process or lose a rule, warnings are likely mistakes.\n\n"
+         "An error is what can end the device process, and what keeps a feature, a rule or a result from ever coming\n"
+         "about. Anything else is a warning. Where a finding depends on its place, the table has the usual "
+         "severity.\n\n"
          "| code | severity | finding |\n|---|---|---|\n";
   for (const FindingCode& code : kCodes) {
     std::string summary;

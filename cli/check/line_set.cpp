@@ -37,16 +37,12 @@ std::string SampleOf(const RegexNode& node) {
   }
 }
 
-bool IsLine(const std::string& text) {
-  return text.size() <= kMaxLineLen && text.find('\n') == std::string::npos;
-}
+bool IsLine(const std::string& text) { return text.size() <= kMaxLineLen && text.find('\n') == std::string::npos; }
 
 }  // namespace
 
 LineSet::LineSet(Source source, std::string text)
-    : text_(std::move(text)),
-      source_(source),
-      form_(source == Source::kPattern ? KeyWordForm::kRegex : FormOf(text_)) {
+    : text_(std::move(text)), source_(source), form_(source == Source::kPattern ? KeyWordForm::kRegex : FormOf(text_)) {
   hasVariable_ = WithVariablesAs(text_, "") != text_;
   if (form_ != KeyWordForm::kRegex) return;
   const std::string expression = source_ == Source::kPattern ? text_ : text_.substr(kRegexMark.size());
@@ -94,7 +90,8 @@ const std::optional<std::string>& LineSet::example() {
   if (IsLine(sample) && takes(sample)) {
     example_ = sample;
   } else if (TextSet* set = texts()) {
-    const TextFound found = FindText({set}, [](const std::vector<bool>& in) { return in[0]; }, kMaxLineLen);
+    const TextFound found = FindText(
+        {set}, [](const std::vector<bool>& in) { return in[0]; }, kMaxLineLen);
     example_ = found.text;
     isCertain_ = found.isCertain;
   } else {
@@ -115,7 +112,8 @@ bool LineSet::isEmpty() { return isKnown_ && !example() && isCertain_; }
 
 bool LineSet::isAll() {
   if (!isKnown_ || hasVariable_ || !takes("") || texts() == nullptr) return false;
-  const TextFound found = FindText({texts()}, [](const std::vector<bool>& in) { return !in[0]; }, kMaxLineLen);
+  const TextFound found = FindText(
+      {texts()}, [](const std::vector<bool>& in) { return !in[0]; }, kMaxLineLen);
   return !found.text && found.isCertain;
 }
 

@@ -40,10 +40,10 @@ class LineSet {
   KeyWordForm form_;
   bool hasVariable_ = false;
   bool isKnown_ = true;
-  std::optional<RegexTree> tree_;        // of a regular expression
-  std::unique_ptr<Regex> regex_;         // of one without variables
-  bool hasExample_ = false;              // it has been looked for
-  bool isCertain_ = true;                // without an example there is none
+  std::optional<RegexTree> tree_;  // of a regular expression
+  std::unique_ptr<Regex> regex_;   // of one without variables
+  bool hasExample_ = false;        // it has been looked for
+  bool isCertain_ = true;          // without an example there is none
   std::optional<std::string> example_;
   bool hasTexts_ = false;
   std::optional<TextSet> texts_;

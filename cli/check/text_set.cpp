@@ -1,5 +1,6 @@
 // Subset construction, on demand: a state of the automaton is a set of places of the expression, with what the
-// conditions there have to know of the byte before. Conditions about the byte behind are judged when that byte is known.
+// conditions there have to know of the byte before. Conditions about the byte behind are judged when that byte is
+// known.
 
 #include "cli/check/text_set.h"
 
@@ -7,8 +8,8 @@
 #include <set>
 #include <unordered_set>
 
+#include "analysis/rule_filter.h"
 #include "cli/rule_files/rule_texts.h"
-#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -20,8 +21,8 @@ constexpr size_t kMaxVisited = 20'000;    // states of all sets together that on
 constexpr size_t kMaxStateSize = 40'000;  // places in the states of one set that are kept at a time
 
 bool IsWord(int byte) {
-  return byte != 256 && ((byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                         byte == '_');
+  return byte != 256 &&
+         ((byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || byte == '_');
 }
 
 ByteSet WordBytes() {
@@ -30,42 +31,12 @@ ByteSet WordBytes() {
   return bytes;
 }
 
-RegexNode AnyTextNode() {
-  RegexNode byte{.kind = Kind::kByte};
-  byte.bytes.set();
-  return {.kind = Kind::kRepeat, .parts = {byte}, .min = 0, .max = RegexNode::kUnbounded};
-}
-
 void FillVariables(RegexNode& node) {
   if (node.kind == Kind::kByte && node.bytes.count() == 1 && node.bytes[kVariableByte]) {
-    node = AnyTextNode();
+    node = AnyText();
     return;
   }
   for (RegexNode& part : node.parts) FillVariables(part);
-}
-
-RegexNode LiteralNode(std::string_view text) {
-  RegexNode sequence;
-  for (const char c : text) {
-    RegexNode byte{.kind = Kind::kByte};
-    byte.bytes.set(static_cast<unsigned char>(c));
-    sequence.parts.push_back(byte);
-  }
-  return sequence;
-}
-
-// The terms of an expression that is not a regular one. One without terms takes no line where any of them would do.
-std::optional<RegexNode> TermsNode(const std::string& filled, KeyWordForm form) {
-  if (form == KeyWordForm::kText) return LiteralNode(filled);
-  const bool isAnd = form == KeyWordForm::kAnd;
-  RegexNode node{.kind = isAnd ? Kind::kSequence : Kind::kChoice};
-  std::string_view rest = filled;
-  for (std::string_view term; TakeTerm(rest, isAnd ? kAndMark : kOrMark, term);) {
-    if (isAnd && !node.parts.empty()) node.parts.push_back(AnyTextNode());
-    node.parts.push_back(LiteralNode(term));
-  }
-  if (!isAnd && node.parts.empty()) return std::nullopt;
-  return node;
 }
 
 // Which byte of a class reads best in an example.
@@ -93,9 +64,7 @@ bool IsAnyText(const RegexNode& node) {
 
 std::optional<TextSet> TextSet::ofKeyWords(const std::string& keyWords) {
   const std::string filled = WithVariablesAs(keyWords, std::string(1, kVariableByte));
-  const KeyWordForm form = FormOf(filled);
-  if (form == KeyWordForm::kRegex) return foundBy(keyWords.substr(kRegexMark.size()));
-  std::optional<RegexNode> node = TermsNode(filled, form);
+  std::optional<RegexNode> node = ReadKeyWords(filled);
   if (!node) return std::nullopt;
   FillVariables(*node);
   return of(*node, true);
@@ -146,6 +115,7 @@ uint32_t TextSet::build(const RegexNode& node, uint32_t next) {
       for (size_t i = node.parts.size(); i > 0; --i) next = build(node.parts[i - 1], next);
       return next;
     case Kind::kChoice: {
+      if (node.parts.empty()) return add({.kind = Node::Kind::kByte, .next = next});
       uint32_t entry = build(node.parts.back(), next);
       for (size_t i = node.parts.size() - 1; i > 0; --i) {
         const uint32_t branch = build(node.parts[i - 1], next);

@@ -39,7 +39,17 @@ class TextSet {
   static constexpr uint32_t kNone = 1;              // and that in which nothing is
 
   struct Node {
-    enum class Kind : uint8_t { kByte, kSplit, kLineStart, kLineEnd, kWordEdge, kNoWordEdge, kNextIs, kNextIsNot, kMatch };
+    enum class Kind : uint8_t {
+      kByte,
+      kSplit,
+      kLineStart,
+      kLineEnd,
+      kWordEdge,
+      kNoWordEdge,
+      kNextIs,
+      kNextIsNot,
+      kMatch
+    };
     Kind kind;
     uint32_t next = 0;
     uint32_t other = 0;

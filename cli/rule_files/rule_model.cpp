@@ -46,13 +46,15 @@ bool HasMisspelt(const JsonNode& rule, std::string_view name) {
 
 PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
   PlacedRule rule{.record = {},
+                  .name = MemberText(node, "name"),
                   .isRefused = command == "rules" && NumberOf(node, "num") >= 1,
                   .span = node.span,
                   .depend = MemberText(node, "depend"),
                   .keyWords = MemberText(node, "keyWords"),
                   .params = {}};
   if (!rule.keyWords.isPresent) rule.keyWords.isKnown = !HasMisspelt(node, "keyWords");
-  rule.record.name = MemberText(node, "name").text();
+  rule.record.num = NumberOf(node, "num");
+  rule.record.name = rule.name.text();
   rule.record.depend = rule.depend.text();
   rule.record.keyWords = rule.keyWords.text();
   rule.record.command = command;
@@ -104,7 +106,7 @@ RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFil
       templates.span = id.keySpan;
       for (const JsonMember& result : id.value.members) {
         if (id.value.find(result.key.text) == &result) {
-          templates.templates.push_back({result.key.text, TextOf(result.value)});
+          templates.templates.push_back({result.key.text, result.keySpan, TextOf(result.value)});
         }
       }
     }

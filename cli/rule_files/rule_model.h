@@ -29,6 +29,7 @@ struct PlacedParam {
 
 struct PlacedRule {
   FeatureRule record;
+  PlacedText name;
   bool isRefused = false;  // by the loader, for its "num"
   Span span;
   PlacedText depend;
@@ -54,6 +55,7 @@ struct PlacedEntry {
 
 struct PlacedTemplate {
   std::string key;
+  Span keySpan;
   PlacedText text;
 };
 

@@ -4,7 +4,10 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "cli/check/checks.h"
+#include "cli/check/finding_codes.h"
 #include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
 
@@ -14,16 +17,66 @@ constexpr char kCases[] = KESTRIX_SOURCE_DIR "/tests/data-check";
 
 TEST(Check, PrintsWhatTheTranscriptHolds) { EXPECT_GT(ExpectTranscript(kCases), 100); }
 
+struct Mistake {
+  std::string what;
+  std::string matchRules;
+  std::string assembleRules;
+  std::vector<std::string> expected;
+};
+
+// The cases of mistakes.txt, which says how to read them.
+std::vector<Mistake> Mistakes() {
+  const std::string folder = kCases;
+  const std::string matchRules = ReadFile(folder + "/base/match_rule.json");
+  const std::string assembleRules = ReadFile(folder + "/base/assemble_rule.json");
+  std::vector<Mistake> mistakes;
+  std::istringstream lines(ReadFile(folder + "/mistakes.txt"));
+  std::string old;
+  for (std::string line; std::getline(lines, line);) {
+    const std::string text = line.substr(std::min<size_t>(2, line.size()));
+    if (line.starts_with("##")) mistakes.push_back({line, matchRules, assembleRules, {}});
+    if (line.starts_with("- ")) old = text;
+    if (line.starts_with("! ")) mistakes.back().expected.push_back(text);
+    if (!line.starts_with("+ ")) continue;
+    const bool isInMatchRules = mistakes.back().matchRules.find(old) != std::string::npos;
+    std::string& rules = isInMatchRules ? mistakes.back().matchRules : mistakes.back().assembleRules;
+    const size_t place = rules.find(old);
+    EXPECT_NE(std::string::npos, place) << line;
+    if (place != std::string::npos) rules.replace(place, old.size(), text);
+  }
+  return mistakes;
+}
+
+TEST(Check, FindsEachMistakeAndNothingElse) {
+  int count = 0;
+  for (const Mistake& mistake : Mistakes()) {
+    const JsonFile matchFile("match_rule.json", mistake.matchRules);
+    const JsonFile assembleFile("assemble_rule.json", mistake.assembleRules);
+    std::vector<std::string> found;
+    for (const Finding& finding : CheckRules(RuleModel(matchFile, assembleFile))) {
+      found.push_back(std::string(NameOf(finding.severity)) + " " + std::string(DescriptionOf(finding.code).name));
+    }
+    EXPECT_EQ(mistake.expected, found) << mistake.what;
+    ++count;
+  }
+  EXPECT_GT(count, 80);
+}
+
 TEST(Check, HasACaseForEachCode) {
-  const std::string transcript = ReadFile(std::string(kCases) + "/expected.txt");
+  const std::string transcript =
+      ReadFile(std::string(kCases) + "/expected.txt") + ReadFile(std::string(kCases) + "/mistakes.txt");
   std::istringstream codes(OutputOf(kCases, "kestrix check --print codes"));
   int count = 0;
   for (std::string line; std::getline(codes, line);) {
     if (!line.starts_with("## ")) continue;
     ++count;
-    EXPECT_NE(std::string::npos, transcript.find("[" + line.substr(3) + "]\n")) << line;
+    const std::string name = line.substr(3);
+    EXPECT_TRUE(transcript.find("[" + name + "]\n") != std::string::npos ||
+                transcript.find("! error " + name + "\n") != std::string::npos ||
+                transcript.find("! warning " + name + "\n") != std::string::npos)
+        << name;
   }
-  EXPECT_GT(count, 30);
+  EXPECT_GT(count, 55);
 }
 
 TEST(Check, FindsNothingInTheExamples) {

@@ -1,0 +1,273 @@
+// Whether the path test of an entry can let a log pass. With "subcataLog" each part of a path is an expression together
+// with all in front of it, and the first part whose expression takes the whole path of the log ends the test there: the
+// log passes when that is the last part, or when the path is what stands there, letter for letter.
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/check/checks.h"
+#include "cli/check/text_set.h"
+#include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
+#include "regex/regex.h"
+#include "rules/rule_syntax.h"
+
+namespace {
+
+constexpr size_t kMaxPathSize = 4095;
+constexpr char kPathOfLog[] = "(?:/[^/]+)+";
+constexpr char kDotStep[] = "\\./";  // the library reads no such path
+
+// A sign of an expression that is not escaped, nor in a class or a group.
+struct Sign {
+  size_t offset;
+  char sign;
+};
+
+std::vector<Sign> OuterSigns(std::string_view text, std::string_view signs) {
+  std::vector<Sign> found;
+  int depth = 0;
+  bool inClass = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\\') {
+      ++i;
+    } else if (inClass) {
+      inClass = c != ']';
+    } else if (c == '[') {
+      inClass = true;
+    } else if (c == '(' || c == ')') {
+      depth += c == '(' ? 1 : -1;
+    } else if (depth == 0 && signs.find(c) != std::string_view::npos) {
+      found.push_back({i, c});
+    }
+  }
+  return found;
+}
+
+// A "*" behind a plain byte: it repeats that byte, which in a path is seldom meant.
+std::optional<size_t> FindGlob(std::string_view text) {
+  for (const Sign& star : OuterSigns(text, "*")) {
+    const size_t i = star.offset;
+    if (i == 0) return i;
+    const bool isEscaped = i > 1 && text[i - 2] == '\\';
+    if (!isEscaped && std::string_view(".])}*+?").find(text[i - 1]) == std::string_view::npos) return i;
+  }
+  return std::nullopt;
+}
+
+class PathCheck {
+ public:
+  PathCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
+
+  void check(const PlacedEntry& entry) {
+    const std::string& dir = entry.dirOrFile.text();
+    if (dir.empty() || !entry.dirOrFile.isKnown || !entry.subcataLog.isKnown) return;
+    if (checkDirectory(entry)) return;
+    const PlacedText& paths = entry.subcataLog;
+    if (paths.text().empty()) return;
+    const std::vector<Piece> alternatives = PiecesOf(paths.text(), std::string(kOrMark));
+    if (alternatives.empty()) {
+      never(paths.span, "nothing but separators: no log passes");
+    }
+    for (const Piece& alternative : alternatives) {
+      if (!checkText(entry, alternative)) checkMeaning(entry, alternative);
+    }
+  }
+
+ private:
+  Finding& never(Span span, std::string message) {
+    return findings_.add(Code::kPathNeverFits, model_.matchFile, span, std::move(message));
+  }
+
+  void likely(Span span, std::string message) {
+    findings_.add(Code::kPathLikely, model_.matchFile, span, std::move(message));
+  }
+
+  // True when something is found.
+  bool checkDirectory(const PlacedEntry& entry) {
+    const PlacedText& text = entry.dirOrFile;
+    const std::string& dir = text.text();
+    const bool isFile = entry.subcataLog.text().empty();
+    const size_t mark = dir.find(kOrMark);
+    const size_t step = dir.find("./");
+    const std::string_view signs = isFile ? "*|^$" : "|^$";
+    const std::vector<Sign> outer = OuterSigns(dir, signs);
+    if (dir.front() == ' ' || dir.back() == ' ') {
+      never(text.json.span(dir.front() == ' ' ? 0 : dir.size() - 1, 1), "this blank counts: no log passes").fix =
+          Fix{text.json.span(dir.front() == ' ' ? 0 : dir.size() - 1, 1), ""};
+    } else if (mark != std::string::npos) {
+      never(text.json.span(mark, kOrMark.size()),
+            "\"dirOrFile\" is one path: \"@|@\" separates alternatives in \"subcataLog\" only");
+    } else if (isFile && HoldsExpression(dir)) {
+      never(text.span,
+            "without \"subcataLog\" this is the path of the log itself, and no expression: there is no such file");
+    } else if (!outer.empty()) {
+      never(text.json.span(outer[0].offset, 1), outer[0].sign == '|'
+                                                    ? "\"|\" divides the whole path here; put it into \"(?:...)\""
+                                                    : "no path holds a begin or an end here: no log passes");
+    } else if (dir.front() != '/' && std::string_view("(.[\\").find(dir.front()) == std::string_view::npos) {
+      never(text.json.span(0, dir.size()), "the path of a log begins with \"/\", this one does not: no log passes");
+    } else if (step != std::string::npos && (isFile || dir.find("/./") != std::string::npos || dir.starts_with("./") ||
+                                             dir.find("../") != std::string::npos)) {
+      never(text.json.span(step, 2), "the library reads no path with \"./\" in it");
+    } else if (isFile && dir.ends_with('/')) {
+      never(text.json.span(dir.size() - 1, 1), "this is a directory; name the log, or add \"subcataLog\"");
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  static bool HoldsExpression(const std::string& dir) {
+    return !OuterSigns(dir, "*|^$").empty() || dir.find('\\') != std::string::npos ||
+           dir.find("[0-9") != std::string::npos || dir.find("[a-z") != std::string::npos ||
+           dir.find("[^") != std::string::npos || dir.find(".+") != std::string::npos ||
+           dir.find("(?:") != std::string::npos || dir.find(")?") != std::string::npos;
+  }
+
+  // What can be seen at the text of an alternative; true when no log passes by it, or that cannot be told any more.
+  bool checkText(const PlacedEntry& entry, const Piece& alternative) {
+    const PlacedText& paths = entry.subcataLog;
+    const std::string& text = alternative.text;
+    const auto span = [&](size_t offset, size_t size) { return paths.json.span(alternative.offset + offset, size); };
+    const bool isBlank = text.front() == ' ' || text.back() == ' ';
+    if (isBlank) {
+      const Span blank = span(text.front() == ' ' ? 0 : text.size() - 1, 1);
+      never(blank, "this blank counts: no log passes").fix = Fix{blank, ""};
+      return true;
+    }
+    const std::vector<Piece> segments = PiecesOf(text, std::string(kPathSeparator));
+    if (segments.empty()) {
+      never(span(0, text.size()), "nothing but separators: no log passes");
+      return true;
+    }
+    for (const Piece& segment : segments) {
+      if (segment.text == "." || segment.text == "..") {
+        never(span(segment.offset, segment.text.size()),
+              "this is an expression for " + std::string(segment.text == "." ? "one byte" : "two bytes") +
+                  " and no step; the path of a log is written without such steps");
+        return true;
+      }
+      for (const Sign& sign : OuterSigns(segment.text, "|^$,")) {
+        const size_t offset = segment.offset + sign.offset;
+        const bool isAtEnd = offset + 1 == text.size();
+        if (sign.sign == '|') {
+          const bool hasHalf =
+              (offset > 0 && text[offset - 1] == '@') || (offset + 1 < text.size() && text[offset + 1] == '@');
+          const size_t from = offset > 0 && text[offset - 1] == '@' ? offset - 1 : offset;
+          const size_t to = offset + 1 < text.size() && text[offset + 1] == '@' ? offset + 2 : offset + 1;
+          never(span(from, to - from),
+                hasHalf ? "did you mean \"@|@\"? This is no separator"
+                        : "\"|\" divides the whole path, directory and all; alternatives are separated by \"@|@\"")
+              .fix = Fix{span(from, to - from), "@|@"};
+          return true;
+        }
+        if (sign.sign == ',') {
+          likely(span(offset, 1), "alternatives are separated by \"@|@\"; this \",\" is part of a name");
+        } else if (sign.sign == '^' || !isAtEnd) {
+          never(span(offset, 1),
+                "the expression begins with the directory and has to take the whole path: no log passes with \"" +
+                    std::string(1, sign.sign) + "\" here")
+              .fix = Fix{span(offset, 1), ""};
+          return true;
+        }
+      }
+      if (const std::optional<size_t> glob = FindGlob(segment.text)) {
+        likely(span(segment.offset + *glob, 1), *glob == 0
+                                                    ? "this \"*\" repeats the \"/\" in front of it; any text is \".*\""
+                                                    : "this \"*\" repeats the \"" + segment.text.substr(*glob - 1, 1) +
+                                                          "\" in front of it; any text is \".*\"");
+      }
+    }
+    return checkRepeatedDirectory(entry, alternative);
+  }
+
+  bool checkRepeatedDirectory(const PlacedEntry& entry, const Piece& alternative) {
+    const auto trimmed = [](std::string text) {
+      while (text.ends_with('/')) text.pop_back();
+      return text.substr(std::min(text.find_first_not_of('/'), text.size()));
+    };
+    const std::string dir = trimmed(entry.dirOrFile.text());
+    if (dir.empty() || !trimmed(alternative.text).starts_with(dir + "/")) return false;
+    likely(entry.subcataLog.json.span(alternative.offset, alternative.text.size()),
+           "this begins with the directory again; it is a path below " + Quoted(entry.dirOrFile.text()));
+    return true;
+  }
+
+  // Looks for a path of a log that passes by this alternative.
+  void checkMeaning(const PlacedEntry& entry, const Piece& alternative) {
+    std::string path = entry.dirOrFile.text();
+    if (!path.ends_with('/')) path += '/';
+    const std::vector<Piece> segments = PiecesOf(alternative.text, std::string(kPathSeparator));
+    std::vector<std::string> expressions;
+    for (const Piece& segment : segments) {
+      expressions.push_back(path + segment.text);
+      path = expressions.back() + "/";
+    }
+    std::vector<std::optional<TextSet>> sets{TextSet::matchedBy(kPathOfLog), TextSet::foundBy(kDotStep)};
+    for (const std::string& expression : expressions) sets.push_back(TextSet::matchedBy(expression));
+    std::vector<TextSet*> all;
+    for (std::optional<TextSet>& set : sets) {
+      if (!set) return;
+      all.push_back(&*set);
+    }
+    if (mayPass(all, 2, all.size() - 1) || isTakenAsText(expressions)) return;
+    const PlacedText& paths = entry.subcataLog;
+    for (size_t i = 2; i + 1 < all.size(); ++i) {
+      if (!mayPass(all, 2, 2) || mayPassOne(all, i)) continue;
+      const Piece& segment = segments[i - 2];
+      never(paths.json.span(alternative.offset + segment.offset, segment.text.size()),
+            "this takes the rest of the path too, \"/\" included, so that what stands behind it is never reached; "
+            "write \"[^\\\\x2f]*\" for \".*\"");
+      return;
+    }
+    const bool isWhole = entry.dirOrFile.text().find("//") != std::string::npos;
+    never(paths.json.span(alternative.offset, alternative.text.size()),
+          isWhole ? "no path of a log has \"//\" in it: no log passes" : "there is no path that passes this test");
+  }
+
+  // Whether there is a path that the last expression takes and none of those in front of it; true also where that
+  // cannot be told.
+  static bool mayPass(const std::vector<TextSet*>& sets, size_t from, size_t last) {
+    const TextFound found = FindText(
+        sets,
+        [from, last](const std::vector<bool>& in) {
+          return in[0] && !in[1] && in[last] &&
+                 std::none_of(in.begin() + static_cast<ptrdiff_t>(from), in.begin() + static_cast<ptrdiff_t>(last),
+                              [](bool isIn) { return isIn; });
+        },
+        kMaxPathSize);
+    return found.text || !found.isCertain;
+  }
+
+  // Whether there is one that the last takes and the one at `earlier` does not.
+  static bool mayPassOne(const std::vector<TextSet*>& sets, size_t earlier) {
+    const std::vector<TextSet*> three{sets[0], sets[1], sets[earlier], sets.back()};
+    return mayPass(three, 2, 3);
+  }
+
+  // Whether the path passes that is written in the rule, since no expression takes it.
+  static bool isTakenAsText(const std::vector<std::string>& expressions) {
+    const std::string& path = expressions.back();
+    if (!path.starts_with('/') || path.find("./") != std::string::npos || path.find("//") != std::string::npos ||
+        path.ends_with('/')) {
+      return false;
+    }
+    return std::none_of(expressions.begin(), expressions.end(),
+                        [&path](const std::string& expression) { return Regex(expression).matchesWhole(path); });
+  }
+
+  const RuleModel& model_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void CheckPaths(const RuleModel& model, Findings& findings) {
+  PathCheck check(model, findings);
+  for (const PlacedEntry& entry : model.entries) check.check(entry);
+}

@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "cli/check/checks.h"
+#include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
+#include "rules/rule_syntax.h"
+
+namespace {
+
+constexpr char kStackKey[] = "STACK";
+constexpr char kFingerprintKey[] = "FINGERPRINT";
+
+// Keys with a meaning of their own.
+constexpr const char* kKnownKeys[] = {kStackKey, kFingerprintKey, kReasonKey, "FST_FRAME", "SEC_FRAME", "LAST_FRAME"};
+
+// A key without what two spellings of it may differ in.
+std::string Plain(const std::string& key) {
+  std::string plain;
+  for (const char c : key) {
+    if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+      plain += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+  }
+  return plain;
+}
+
+bool IsUpper(const std::string& key) {
+  return std::none_of(key.begin(), key.end(), [](char c) { return std::islower(static_cast<unsigned char>(c)) != 0; });
+}
+
+// The known key that this one nearly is.
+std::optional<std::string> NearlyKnown(const std::string& key) {
+  for (const char* known : kKnownKeys) {
+    if (key != known && Plain(key) == Plain(known)) return known;
+  }
+  return std::nullopt;
+}
+
+class ResultCheck {
+ public:
+  ResultCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
+
+  void check(const std::string& type, const std::map<std::string, PlacedTemplates>& section) {
+    bool hasStack = false;
+    for (const auto& [id, templates] : section) hasStack = hasStack || find(templates, kStackKey) != nullptr;
+    std::map<std::string, std::string> spelling;  // by plain form, the first key of the event type
+    for (const auto& [id, templates] : section) {
+      for (const PlacedTemplate& result : templates.templates) {
+        checkSpelling(templates, result, spelling);
+        if (hasStack && result.key == kFingerprintKey) {
+          findings_.add(Code::kKeyOverwritten, model_.assembleFile, result.keySpan,
+                        "in a log with a stack its fingerprint is written over this value");
+        }
+        if (result.key == kStackKey) checkStack(type, id, result);
+      }
+    }
+  }
+
+ private:
+  static const PlacedTemplate* find(const PlacedTemplates& templates, const char* key) {
+    const auto found = std::find_if(templates.templates.begin(), templates.templates.end(),
+                                    [key](const PlacedTemplate& result) { return result.key == key; });
+    return found == templates.templates.end() ? nullptr : &*found;
+  }
+
+  void checkSpelling(const PlacedTemplates& templates, const PlacedTemplate& result,
+                     std::map<std::string, std::string>& spelling) {
+    const bool hasUpper = std::any_of(templates.templates.begin(), templates.templates.end(),
+                                      [](const PlacedTemplate& other) { return IsUpper(other.key); });
+    if (const std::optional<std::string> known = NearlyKnown(result.key)) {
+      // Where all keys are written so, only that of the stack has lost something.
+      if (!hasUpper && *known != kStackKey) return;
+      Finding& finding = findings_.add(
+          Code::kKeyCase, model_.assembleFile, result.keySpan,
+          "did you mean " + Quoted(*known) + "? " +
+              (*known == kStackKey ? "Only under that key is a stack filtered, named and given a fingerprint"
+                                   : "This is another key, without the meaning of that one"));
+      finding.fix = Fix{result.keySpan, Quoted(*known)};
+      if (*known == kStackKey) finding.severity = Severity::kError;
+      return;
+    }
+    const auto [first, isNew] = spelling.try_emplace(Plain(result.key), result.key);
+    if (isNew || first->second == result.key) return;
+    findings_
+        .add(Code::kKeyCase, model_.assembleFile, result.keySpan,
+             "the same event type has the key " + Quoted(first->second) + "; these are two results")
+        .fix = Fix{result.keySpan, Quoted(first->second)};
+  }
+
+  // Only what "@T@" cuts out of the log has the lines of a stack.
+  void checkStack(const std::string& type, const std::string& id, const PlacedTemplate& result) {
+    const std::string separator = SeparatorOf(result.text.text());
+    std::vector<Piece> names{{0, result.text.text()}};
+    if (!separator.empty()) names = PiecesOf(result.text.text(), separator);
+    bool isMade = false;
+    for (const PlacedEntry& entry : model_.entries) {
+      if (std::none_of(entry.ids.begin(), entry.ids.end(),
+                       [&](const PlacedId& other) { return other.id == id && other.eventType == type; })) {
+        continue;
+      }
+      for (const PlacedRule& rule : entry.rules) {
+        for (const PlacedParam& param : rule.params) {
+          const std::string record = rule.recordName(param);
+          if (std::none_of(names.begin(), names.end(), [&](const Piece& name) { return name.text == record; }))
+            continue;
+          if (IsStackPattern(param.pattern.text())) return;
+          isMade = true;
+        }
+      }
+    }
+    if (!isMade) return;
+    findings_.add(Code::kStackWithoutMark, model_.assembleFile, result.text.span,
+                  "this record is a value of one line; a stack is cut by a parameter with \"@T@\"");
+  }
+
+  const RuleModel& model_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void CheckResults(const RuleModel& model, Findings& findings) {
+  ResultCheck check(model, findings);
+  for (const auto& [type, section] : model.assembling) check.check(type, section);
+}
