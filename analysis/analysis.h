@@ -33,6 +33,10 @@ class Analysis {
   // Has the log read through a buffer of `bytes`, any number: the outcome is the same.
   void setWindow(size_t bytes) { window_ = bytes; }
 
+  // Has records left out that cannot change the result, so that a log with a record on every line takes no more memory
+  // than another. getRecords() is then not complete.
+  void keepNeededRecords() { keepsNeeded_ = true; }
+
   // --- The run ---
 
   // True when at least one record was made; the result map is then filled, and getStatus() stays -1. Otherwise the
@@ -123,7 +127,7 @@ class Analysis {
   // -1 not decided or success, 1 log file not readable, 2 nothing found.
   int32_t getStatus() const { return status_; }
 
-  // In the order in which they were made.
+  // In the order in which they were made; all of them unless keepNeededRecords() was called.
   const std::vector<Record>& getRecords() const { return records_.all(); }
 
   const std::map<std::string, std::string>& getResult() const { return result_; }
@@ -148,6 +152,7 @@ class Analysis {
 
   RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
+  size_t recordsNeeded(const std::string& name) const;
   bool hasVariableToFill(const FeatureRule& rule) const;
 
   int32_t pid_;
@@ -158,6 +163,7 @@ class Analysis {
   FeatureFrame* frame_;
   RunObserver* observer_ = nullptr;
   size_t window_ = LineReader::kWindow;
+  bool keepsNeeded_ = false;
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
   RecordList records_;
   std::map<std::string, std::string> templates_;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 
 #include "analysis/analysis.h"
 #include "rules/rule_syntax.h"
@@ -17,6 +18,18 @@ bool AnyText(const FeatureRule& rule, Predicate has) {
 
 bool HoldsText(const FeatureRule& rule, const std::string& part) {
   return AnyText(rule, [&part](const std::string& text) { return text.find(part) != std::string::npos; });
+}
+
+// The most often that any of its texts holds `part`, and at least 1: a text may come to hold it.
+size_t MostOccurrences(const FeatureRule& rule, const std::string& part) {
+  size_t most = 1;
+  AnyText(rule, [&](const std::string& text) {
+    size_t count = 0;
+    for (size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + part.size())) ++count;
+    most = std::max(most, count);
+    return false;
+  });
+  return most;
 }
 
 // A value that holds its own variable would make a text grow from line to line.
@@ -54,6 +67,30 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
 void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) {
   if (mode == kReplaceFirst) records_.eraseFirst(name);
   records_.append(name, info);
+}
+
+// How many records of a name can matter, of those that come first. Templates take the first one. A variable that stands
+// in a text several times takes as many; a value with variables of its own may take more, which RecordList notices.
+// "@L@" uncovers any number where the name is taken without it too.
+size_t Analysis::recordsNeeded(const std::string& name) const {
+  const std::string variable = VariableOf(name);
+  size_t most = std::any_of(templates_.begin(), templates_.end(), [&](const auto& entry) {
+    const std::vector<std::string> names = splitAssembleParam(entry.second);
+    return std::find(names.begin(), names.end(), name) != names.end();
+  });
+  bool isLast = false;
+  bool isPlain = false;
+  for (const FeatureRule& rule : frame_->rules) {
+    const bool isOpen = hasVariable(rule);
+    for (const auto& [key, text] : rule.params) {
+      if (RecordName(rule.name, key) != name) continue;
+      const bool isMarked = AppliedPattern(text).size() < text.size();
+      isLast = isLast || isMarked || isOpen;
+      isPlain = isPlain || !isMarked || isOpen;
+    }
+    if (isOpen) most = std::max(most, MostOccurrences(rule, variable));
+  }
+  return isLast && isPlain ? SIZE_MAX : most;
 }
 
 bool Analysis::checkVariable(const FeatureRule& rule, const std::string& open, const std::string& close) const {

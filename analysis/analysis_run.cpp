@@ -41,17 +41,23 @@ void Analysis::match() {
 // False when the log is found cut: then nothing counts as found.
 bool Analysis::scanWhole(ByteSource& log) {
   LineReader reader(log, window_);
-  // A log of one window is read before any of it is examined.
-  const bool mayComeShort = log.size() > window_;
-  const auto rules = mayComeShort ? frame_->rules : std::list<FeatureRule>();
+  const bool keepsNeeded = keepsNeeded_ && observer_ == nullptr;
+  const auto hasVariables = [this](const FeatureRule& rule) { return hasVariable(rule); };
+  // A log of one window is read before any of it is examined, and only variables can miss a record.
+  const bool mayStartOver =
+      log.size() > window_ || (keepsNeeded && std::any_of(frame_->rules.begin(), frame_->rules.end(), hasVariables));
+  const auto rules = mayStartOver ? frame_->rules : std::list<FeatureRule>();
   const auto records = records_;
   const auto stackPatterns = stackPatterns_;
+  if (keepsNeeded) records_.keepAtMost([this](const std::string& name) { return recordsNeeded(name); });
   rawInfoPosition(reader, 0);
-  if (reader.isWhole()) return true;
-  if (mayComeShort) frame_->rules = rules;
+  const bool isWhole = reader.isWhole();
+  if (isWhole && !records_.hasMissed()) return true;
+  if (mayStartOver) frame_->rules = rules;
   records_ = records;
   stackPatterns_ = stackPatterns;
-  return false;
+  keepsNeeded_ = false;
+  return isWhole && scanWhole(log);
 }
 
 void Analysis::rawInfoPosition(std::stringstream& content) {

@@ -3,16 +3,27 @@
 #include <utility>
 
 void RecordList::append(const std::string& name, const LineInfo& info) {
-  slotsOf_[name].push_back(slots_.size());
+  const auto [entry, isNew] = slotsOf_.try_emplace(name);
+  Known& known = entry->second;
+  if (isNew && most_) known.most = most_(name);
+  if (known.slots.size() >= known.most) {
+    known.isCut = true;
+    hasLeftOut_ = true;
+    return;
+  }
+  known.slots.push_back(slots_.size());
   slots_.emplace_back(name, info);
   erased_.push_back(false);
 }
 
 void RecordList::eraseFirst(const std::string& name) {
   const auto known = slotsOf_.find(name);
-  if (known == slotsOf_.end() || known->second.empty()) return;
-  erased_[known->second.front()] = true;
-  known->second.pop_front();
+  if (known == slotsOf_.end()) return;
+  std::deque<size_t>& slots = known->second.slots;
+  if (known->second.isCut && known->second.most > 0) hasMissed_ = true;
+  if (slots.empty()) return;
+  erased_[slots.front()] = true;
+  slots.pop_front();
   ++erasedCount_;
   if (erasedCount_ * 2 > slots_.size()) compact();
 }
@@ -24,7 +35,7 @@ bool RecordList::knowsNameWith(std::string_view part) const {
 
 const Record* RecordList::first(const std::string& name) const {
   const auto known = slotsOf_.find(name);
-  return known == slotsOf_.end() || known->second.empty() ? nullptr : &slots_[known->second.front()];
+  return known == slotsOf_.end() || known->second.slots.empty() ? nullptr : &slots_[known->second.slots.front()];
 }
 
 const std::vector<Record>& RecordList::all() const {
@@ -33,12 +44,12 @@ const std::vector<Record>& RecordList::all() const {
 }
 
 void RecordList::compact() const {
-  for (auto& entry : slotsOf_) entry.second.clear();
+  for (auto& entry : slotsOf_) entry.second.slots.clear();
   size_t kept = 0;
   for (size_t i = 0; i < slots_.size(); ++i) {
     if (erased_[i]) continue;
     if (kept != i) slots_[kept] = std::move(slots_[i]);
-    slotsOf_[slots_[kept].first].push_back(kept);
+    slotsOf_[slots_[kept].first].slots.push_back(kept);
     ++kept;
   }
   slots_.resize(kept);

@@ -32,6 +32,7 @@ std::map<std::string, std::string> ObservedKestrix::analysis(const std::string& 
     Analysis run(getpid(), eventType, &frame, entry.params);
     if (observer != nullptr) observer->onRun(entry.featureId, frame, run);
     run.observe(observer);
+    run.keepNeededRecords();
     if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
   }
   if (observer != nullptr) observer->onMerged(result);

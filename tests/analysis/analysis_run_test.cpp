@@ -97,6 +97,53 @@ TEST(AnalysisLog, TellsWhatBecameOfTheLog) {
             TakeLog());
 }
 
+TEST(KeepNeededRecords, ChangesNoResult) {
+  const TempDir dir;
+  const FeatureRule all = {0, "a", "", "k", "segmentRule", {{"v_x", "k(.*)"}}};
+  const FeatureRule last = {0, "a", "", "l", "rules", {{"v_x", "@L@l(.*)"}}};
+  const FeatureRule met = {0, "d", "", "d", "rules", {{"v_x", "d"}}};
+  const auto takes = [](const std::string& keyWords) {
+    return FeatureRule{0, "b", "d.", keyWords, "rules", {{"v_x", "(.*)"}}};
+  };
+  const struct {
+    const char* what;
+    std::list<FeatureRule> rules;
+    std::string log;
+    TextMap result;
+    bool keepsAll;  // nothing less gives the result
+  } kCases[] = {
+      {"the first", {all}, "k1\nk2\nk3\n", {{"A", "1"}}, false},
+      {"uncovered", {last, all}, "k1\nk2\nk3\nk4\nl5\nl6\n", {{"A", "3"}}, true},
+      {"never covered", {last}, "l1\nl2\nl3\n", {{"A", "3"}}, false},
+      {"a variable once", {all, met, takes("@{a.v_x}@!")}, "k1\nk2\nd\nx1!\n", {{"A", "1"}, {"B", "x1!"}}, false},
+      {"three times",
+       {all, met, takes("@{a.v_x}@@{a.v_x}@@{a.v_x}@")},
+       "k1\nk2\nk3\nk4\nd\nx123\n",
+       {{"A", "1"}, {"B", "x123"}},
+       false},
+      {"values with variables",
+       {all, met, takes("@{a.v_x}@!")},
+       "k@{a.v_x}@\nk@{a.v_x}@\nk3\nk4\nd\nx3!\n",
+       {{"A", "@{a.v_x}@"}, {"B", "x3!"}},
+       true},
+      {"no template asks", {Plain("c"), {0, "c", "", "k", "segmentRule", kValue}}, "k1\nk2\nk3\n", {}, false},
+  };
+  for (const auto& c : kCases) {
+    size_t records[2] = {};
+    for (const bool keepsNeeded : {false, true}) {
+      Engine engine(TextMap{{"A", "a.v_x"}, {"B", "b.v_x"}});
+      engine.frame.rules = c.rules;
+      engine.frame.logPath = dir.write("log", c.log);
+      if (keepsNeeded) engine.keepNeededRecords();
+      EXPECT_TRUE(engine.analysisLog()) << c.what;
+      EXPECT_EQ(c.result, engine.getResult()) << c.what << keepsNeeded;
+      records[keepsNeeded] = engine.getRecords().size();
+    }
+    EXPECT_EQ(c.keepsAll || c.rules.size() == 1 && c.rules.front().command == "rules", records[0] == records[1])
+        << c.what;
+  }
+}
+
 TEST(RawInfoPositionDeathTest, InvalidExpressionsEndTheProcessWhereTheyAreApplied) {
   const auto scan = [](const FeatureRule& rule) noexcept {
     Engine engine;
