@@ -11,8 +11,8 @@ namespace {
 using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
-    AddAnalyze, AddBatch,  AddCheck, AddCompletion, AddCoverage, AddDiff,
-    AddExplain, AddGroups, AddInit,  AddMan,        AddSuggest,  AddTest,
+    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff, AddExplain,
+    AddGroups,  AddInit,  AddLsp,   AddMan,        AddSuggest,  AddTest,
 };
 
 // A standard stream that was closed when the program started would be taken by the next file that is opened. One that

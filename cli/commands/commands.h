@@ -18,6 +18,7 @@ void AddDiff(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
 void AddGroups(CLI::App& program, ExitStatus& status);
 void AddInit(CLI::App& program, ExitStatus& status);
+void AddLsp(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
 void AddSuggest(CLI::App& program, ExitStatus& status);
 void AddTest(CLI::App& program, ExitStatus& status);
