@@ -11,7 +11,7 @@
 #include "analysis/line_info.h"
 #include "analysis/record_list.h"
 #include "analysis/run_observer.h"
-#include "regex/expression.h"
+#include "analysis/search_cache.h"
 #include "rules/rule_records.h"
 #include "util/byte_source.h"
 #include "util/line_reader.h"
@@ -36,6 +36,9 @@ class Analysis {
   // Has records left out that cannot change the result, so that a log with a record on every line takes no more memory
   // than another. getRecords() is then not complete.
   void keepNeededRecords() { keepsNeeded_ = true; }
+
+  // Takes what is made from the texts of rules out of `cache`, and leaves it there for the next run.
+  void use(SearchCache& cache) { cache_ = &cache; }
 
   // --- The run ---
 
@@ -133,13 +136,20 @@ class Analysis {
   const std::map<std::string, std::string>& getResult() const { return result_; }
 
  private:
+  struct Turn;
   struct Scan;
 
   bool scanWhole(ByteSource& log);
   size_t rawInfoPosition(LineReader& reader, size_t begin);
   size_t scanFrom(LineReader& reader, size_t begin, int32_t skipStep);
   void scanLines(Scan& scan);
-  void planScan(Scan& scan) const;
+  void beginTurns(Scan& scan);
+  void setTurn(Scan& scan, size_t index) const;
+  void planScan(Scan& scan);
+  void followNames(Scan& scan);
+  bool isWorthFilter(const Scan& scan) const;
+  void makeFilter(Scan& scan) const;
+  static bool mayLeaveOutLines(const Scan& scan);
   bool skipLines(Scan& scan);
   bool reachesSkipLimit(Scan& scan);
   static LineFate fateOf(const Scan& scan, const TextLine& line);
@@ -148,12 +158,15 @@ class Analysis {
   void tellEnd(ScanEnd reason) const;
   void makeCurrent(Scan& scan, const TextLine& line);
   FeatureRule* firstMatch(Scan& scan);
+  void noteFilled(Scan& scan, size_t index) const;
   void takeLines(Scan& scan, FeatureRule& rule);
+  void retire(Scan& scan, const FeatureRule& rule) const;
 
   RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
   size_t recordsNeeded(const std::string& name) const;
   bool hasVariableToFill(const FeatureRule& rule) const;
+  static bool hasVariableOf(const FeatureRule& rule, const std::string& record);
 
   int32_t pid_;
   std::string type_;
@@ -168,7 +181,10 @@ class Analysis {
   RecordList records_;
   std::map<std::string, std::string> templates_;
   std::map<std::string, std::string> result_;
-  mutable ExpressionCache expressions_;
+  std::vector<std::string> newNames_;  // of records, since the rules that wait for one were looked at
+  size_t recordCount_ = 0;             // records made
+  SearchCache ownCache_;
+  SearchCache* cache_ = &ownCache_;
 };
 
 #endif  // ANALYSIS_ANALYSIS_H

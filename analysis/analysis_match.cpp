@@ -6,7 +6,7 @@ bool Analysis::isKeyWordsMatch(const std::string& line, const FeatureRule& rule)
   switch (FormOf(expression)) {
     case KeyWordForm::kRegex: {
       Regex::Match match;
-      return expressions_.get(expression.substr(kRegexMark.size())).search(line, match);
+      return cache_->expressions().search(expression.substr(kRegexMark.size()), line, match);
     }
     case KeyWordForm::kOr:
       return isMatchOrExpression(line, rule.keyWords);

@@ -48,7 +48,7 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
     std::string value;
     if (pattern.find(kStackMark) == std::string::npos) {
       Regex::Match found;
-      if (!expressions_.get(pattern).search(line, found)) {
+      if (!cache_->expressions().search(pattern, line, found)) {
         if (observer_ != nullptr) observer_->onParam(rule, param->first, nullptr);
         ++param;
         continue;
@@ -65,8 +65,11 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
 }
 
 void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) {
+  const size_t nameCount = records_.nameCount();
   if (mode == kReplaceFirst) records_.eraseFirst(name);
   records_.append(name, info);
+  ++recordCount_;
+  if (records_.nameCount() > nameCount) newNames_.push_back(name);
 }
 
 // How many records of a name can matter, of those that come first. Templates take the first one. A variable that stands
@@ -120,6 +123,10 @@ bool Analysis::hasVariableToFill(const FeatureRule& rule) const {
   size_t slot = 0;
   return records_.nextOf(slot, [&rule](const std::string& name) { return HoldsText(rule, VariableOf(name)); }) !=
          nullptr;
+}
+
+bool Analysis::hasVariableOf(const FeatureRule& rule, const std::string& record) {
+  return HoldsText(rule, VariableOf(record));
 }
 
 bool Analysis::replaceVariable(const std::string& source, const std::string& variable, const std::string& value,

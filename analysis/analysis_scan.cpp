@@ -11,12 +11,26 @@
 
 namespace {
 
-constexpr size_t kFewRules = 4;    // so few are tried one by one
-constexpr int kMaxFruitless = 64;  // lines evaluated for nothing before spent rules are taken out of the filter
+constexpr size_t kFewRules = 4;        // so few are tried one by one
+constexpr size_t kLinesForTexts = 12;  // lines on which plain texts are looked for one by one before a filter is made
+constexpr size_t kMaxVain = 64;        // lines evaluated for nothing before the filter is asked to choose anew
+constexpr size_t kSampleSize = 8192;   // bytes of the log by which it chooses
 
 bool IsEmptyOrIndented(std::string_view line) { return line.empty() || line[0] == '\t' || line[0] == ' '; }
 
 }  // namespace
+
+// A rule of the frame, as far as it can be tried.
+struct Analysis::Turn {
+  enum class Wait {
+    kNot,       // it is in play
+    kRecord,    // for a record that its dependency asks for
+    kVariable,  // for a record that one of its variables asks for
+    kTrial,     // to be tried: its variables are filled then
+  };
+  FeatureRule* rule;  // null once spent
+  Wait wait;
+};
 
 struct Analysis::Scan {
   LineReader& reader;
@@ -29,14 +43,14 @@ struct Analysis::Scan {
   bool segmentStarted = false;  // changes with the record names only
   bool ranOut = false;          // lines were asked for past the end of the log
 
-  // The rules in play: dependency met, no variable left. Without a filter all rules are tried on every line.
-  std::unique_ptr<RuleFilter> filter = nullptr;
-  std::vector<FeatureRule*> rules = {};  // null once spent
-  std::vector<bool> mayMatch = {};
-  bool isPlanned = false;
-  size_t nameCount = 0;  // record names known when the plan was made: a new one may bring rules into play
-  size_t spentCount = 0;
-  int fruitless = 0;
+  std::vector<Turn> turns = {};  // all rules, in their order
+  size_t inPlay = 0;
+  size_t toTry = 0;                              // rules that wait for their trial: every line counts until then
+  std::unique_ptr<RuleFilter> filter = nullptr;  // null as long as all rules are tried on every line
+  bool isFilterStale = false;
+  size_t triedLines = 0;
+  size_t vain = 0;
+  size_t maxVain = kMaxVain;
 };
 
 size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
@@ -48,9 +62,10 @@ size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
 }
 
 void Analysis::scanLines(Scan& scan) {
+  beginTurns(scan);
   while (true) {
     planScan(scan);
-    if (scan.filter != nullptr && !skipLines(scan)) return;
+    if (mayLeaveOutLines(scan) && !skipLines(scan)) return;
     if (scan.pos >= scan.reader.size()) break;
     const TextLine line = scan.reader.lineAt(scan.pos);
     scan.pos = line.next;
@@ -58,8 +73,10 @@ void Analysis::scanLines(Scan& scan) {
     tellLine(scan, line, fate);
     if (fate != LineFate::kExamined) continue;
     makeCurrent(scan, line);
+    const size_t recordCount = recordCount_;
     if (FeatureRule* rule = firstMatch(scan)) {
       takeLines(scan, *rule);
+      if (recordCount_ == recordCount) ++scan.vain;
       scan.left = scan.skipStep;
       scan.unmatchedFrom = scan.pos;
     } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
@@ -75,31 +92,88 @@ void Analysis::scanLines(Scan& scan) {
   scan.ranOut = true;
 }
 
-// Finds out which rules are in play, unless that is still known.
-void Analysis::planScan(Scan& scan) const {
-  if (scan.isPlanned && scan.nameCount == records_.nameCount()) return;
-  scan.nameCount = records_.nameCount();
+void Analysis::beginTurns(Scan& scan) {
+  newNames_.clear();
   checkSegmentStart(scan.segmentStarted);
-  scan.filter = nullptr;
-  scan.rules.clear();
-  scan.spentCount = 0;
-  scan.fruitless = 0;
-  std::vector<const FeatureRule*> inPlay;
-  // A variable that a record can fill is filled when its rule is tried next: until then every line counts.
-  scan.isPlanned = true;
-  for (FeatureRule& rule : frame_->rules) {
-    if (checkDepend(rule)) continue;
-    if (hasVariableToFill(rule)) scan.isPlanned = false;
-    if (hasVariable(rule)) continue;
-    scan.rules.push_back(&rule);
-    inPlay.push_back(&rule);
+  for (FeatureRule& rule : frame_->rules) scan.turns.push_back({&rule, Turn::Wait::kRecord});
+  for (size_t i = 0; i < scan.turns.size(); ++i) setTurn(scan, i);
+}
+
+// Finds out what a rule that may have waited waits for now.
+void Analysis::setTurn(Scan& scan, size_t index) const {
+  Turn& turn = scan.turns[index];
+  if (turn.wait == Turn::Wait::kNot) --scan.inPlay;
+  if (turn.wait == Turn::Wait::kTrial) --scan.toTry;
+  if (checkDepend(*turn.rule)) {
+    turn.wait = Turn::Wait::kRecord;
+  } else if (!hasVariable(*turn.rule)) {
+    turn.wait = Turn::Wait::kNot;
+    ++scan.inPlay;
+    scan.isFilterStale = true;
+  } else if (!hasVariableToFill(*turn.rule)) {
+    turn.wait = Turn::Wait::kVariable;
+  } else {
+    turn.wait = Turn::Wait::kTrial;
+    ++scan.toTry;
   }
-  if (!scan.isPlanned || frame_->rules.empty() || observer_ != nullptr) return;
-  auto filter = std::make_unique<RuleFilter>(inPlay);
-  if (filter->needsEveryLine()) return;
-  scan.filter = std::move(filter);
-  scan.mayMatch.assign(inPlay.size(), true);
-  scan.finder.forget();
+  if (scan.filter != nullptr) scan.filter->play(index, turn.wait == Turn::Wait::kNot);
+}
+
+// Between two lines: follows what the last one has changed, and makes the filter once the log proves long enough.
+void Analysis::planScan(Scan& scan) {
+  if (!newNames_.empty()) followNames(scan);
+  if (observer_ != nullptr || frame_->rules.empty()) return;
+  if (scan.filter == nullptr) {
+    if (scan.pos < scan.reader.size() && isWorthFilter(scan)) makeFilter(scan);
+  } else if (scan.vain > scan.maxVain) {
+    scan.filter->apply();
+    scan.filter->chooseBy(scan.reader.linesFrom(scan.pos).substr(0, kSampleSize));
+    scan.finder.forget();
+    scan.vain = 0;
+    scan.maxVain *= 4;
+  }
+  if (scan.filter != nullptr && scan.isFilterStale) {
+    scan.filter->apply();
+    scan.finder.forget();
+    scan.isFilterStale = false;
+  }
+}
+
+// Only rules that wait for one of the new names change.
+void Analysis::followNames(Scan& scan) {
+  const std::vector<std::string> names = std::exchange(newNames_, {});
+  checkSegmentStart(scan.segmentStarted);
+  for (size_t i = 0; i < scan.turns.size(); ++i) {
+    const auto [rule, wait] = scan.turns[i];
+    if (rule == nullptr || wait == Turn::Wait::kNot || wait == Turn::Wait::kTrial) continue;
+    const bool isMet = std::any_of(names.begin(), names.end(), [rule = rule, wait = wait](const std::string& name) {
+      return wait == Turn::Wait::kRecord ? name.find(rule->depend) != std::string::npos : hasVariableOf(*rule, name);
+    });
+    if (isMet) setTurn(scan, i);
+  }
+}
+
+// A few lines are searched for a few texts sooner than a filter is made. Making an expression costs more than either.
+bool Analysis::isWorthFilter(const Scan& scan) const {
+  if (cache_->servesManyLogs() || scan.triedLines >= kLinesForTexts) return true;
+  return std::any_of(scan.turns.begin(), scan.turns.end(), [](const Turn& turn) {
+    return turn.rule != nullptr && turn.wait == Turn::Wait::kNot && FormOf(turn.rule->keyWords) == KeyWordForm::kRegex;
+  });
+}
+
+void Analysis::makeFilter(Scan& scan) const {
+  std::vector<FeatureRule> rules;
+  for (const Turn& turn : scan.turns) rules.push_back(turn.rule == nullptr ? FeatureRule{} : *turn.rule);
+  scan.filter = std::make_unique<RuleFilter>(cache_->searchFor(rules), rules.size());
+  for (size_t i = 0; i < scan.turns.size(); ++i) {
+    scan.filter->play(i, scan.turns[i].rule != nullptr && scan.turns[i].wait == Turn::Wait::kNot);
+  }
+  scan.isFilterStale = true;
+  scan.vain = 0;
+}
+
+bool Analysis::mayLeaveOutLines(const Scan& scan) {
+  return scan.filter != nullptr && scan.toTry == 0 && !scan.filter->needsEveryLine();
 }
 
 // Moves to the next line worth evaluating and counts the lines on the way. False when the scan stops at one of them.
@@ -122,7 +196,7 @@ bool Analysis::skipLines(Scan& scan) {
 // The filter may have left out lines that match without any effect but this: the count starts over behind the last of
 // them. False when there is one; the scan then goes on from there.
 bool Analysis::reachesSkipLimit(Scan& scan) {
-  if (scan.filter == nullptr || !scan.filter->leavesOutMatches()) return true;
+  if (!mayLeaveOutLines(scan) || !scan.filter->leavesOutMatches()) return true;
   const TextLine last = scan.current;
   const auto isMatch = [this, &scan](const TextLine& line) {
     if (!examines(scan, line)) return false;
@@ -168,19 +242,35 @@ void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
 
 // The first rule that selects the current line, or null.
 FeatureRule* Analysis::firstMatch(Scan& scan) {
-  if (scan.filter == nullptr) {
-    const auto rule = std::find_if(frame_->rules.begin(), frame_->rules.end(), [this](FeatureRule& candidate) {
-      return judge(candidate) == RuleOutcome::kSelects;
-    });
-    return rule == frame_->rules.end() ? nullptr : &*rule;
+  ++scan.triedLines;
+  const bool mayClassify = scan.filter != nullptr && scan.inPlay > kFewRules;
+  bool isClassified = false;
+  for (size_t i = 0; i < scan.turns.size(); ++i) {
+    const auto [rule, wait] = scan.turns[i];
+    if (rule == nullptr) continue;
+    if (observer_ != nullptr || wait == Turn::Wait::kTrial) {
+      const RuleOutcome outcome = judge(*rule);
+      if (wait == Turn::Wait::kTrial) noteFilled(scan, i);
+      if (outcome == RuleOutcome::kSelects) return rule;
+      continue;
+    }
+    if (wait != Turn::Wait::kNot) continue;
+    if (mayClassify) {
+      if (!isClassified) scan.filter->classify(curLine_);
+      isClassified = true;
+      if (!scan.filter->mayMatch(i)) continue;
+    }
+    if (isKeyWordsMatch(curLine_, *rule)) return rule;
   }
-  if (scan.rules.size() > kFewRules) scan.filter->classify(curLine_, scan.mayMatch);
-  for (size_t i = 0; i < scan.rules.size(); ++i) {
-    FeatureRule* rule = scan.rules[i];
-    if (rule != nullptr && scan.mayMatch[i] && isKeyWordsMatch(curLine_, *rule)) return rule;
-  }
-  if (scan.spentCount > 0 && ++scan.fruitless > kMaxFruitless) scan.isPlanned = false;
+  ++scan.vain;
   return nullptr;
+}
+
+// A rule's variables were filled: it has a text of its own now, perhaps with other variables in it.
+void Analysis::noteFilled(Scan& scan, size_t index) const {
+  if (scan.filter != nullptr) scan.filter->fill(index, *scan.turns[index].rule);
+  scan.isFilterStale = true;
+  setTurn(scan, index);
 }
 
 // Takes the parameters from the current line and from those that the rule spans, and erases the rule when it is spent.
@@ -199,9 +289,19 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
   }
   if (!done || rule.command != kPlainCommand) return;
   if (observer_ != nullptr) observer_->onSpent(rule);
-  std::replace(scan.rules.begin(), scan.rules.end(), &rule, static_cast<FeatureRule*>(nullptr));
-  if (++scan.spentCount * 2 >= scan.rules.size() || scan.filter == nullptr) scan.isPlanned = false;
+  retire(scan, rule);
   frame_->rules.remove_if([&rule](const FeatureRule& other) { return &other == &rule; });
+}
+
+void Analysis::retire(Scan& scan, const FeatureRule& rule) const {
+  size_t index = 0;
+  while (scan.turns[index].rule != &rule) ++index;
+  Turn& turn = scan.turns[index];
+  turn.rule = nullptr;
+  if (turn.wait == Turn::Wait::kNot) --scan.inPlay;
+  if (turn.wait == Turn::Wait::kTrial) --scan.toTry;
+  // Lines go on being found for it until they prove too many.
+  if (scan.filter != nullptr) scan.filter->play(index, false);
 }
 
 // Whether the rule selects the current line. Fills its variables on the way, unless its dependency is not met.

@@ -29,25 +29,34 @@
 namespace {
 
 constexpr size_t kLogSize = 32 * 1024 * 1024;  // bytes: the largest log that the library reads
+constexpr size_t kWorstSize = 8 * 1024 * 1024;
 constexpr size_t kPlainLogSize = 1024 * 1024;  // for comparison with the plain form, which is slow
 
-// Owns all inputs for the length of the run.
-struct Inputs {
-  TempDir dir;
-  std::string logPath = dir.write("log.txt", MakeLog(kLogSize));
-  std::string plainLog = MakeLog(kPlainLogSize);
-  std::string largeRules = dir.write("large_rules.json", LargeRuleFile(50, 100, logPath));
-  std::vector<Workload> workloads = {OneKeyword(),         Keywords(50),        RegexesWithText(10),
-                                     RegexesWithoutText(), KeywordEverywhere(), RegexesWithText(1),
-                                     RegexesWithText(200), Keywords(200)};
+// A log and the directory of rules for it.
+struct Case {
+  std::string log;
+  std::string rules;
+};
 
-  std::string rulesDir(const Workload& workload) const {
-    const std::string path = dir.path("rules " + std::to_string(&workload - workloads.data()));
-    std::filesystem::create_directory(path);
-    std::ofstream(path + "/match_rule.json") << MatchRuleFile(workload, logPath);
-    std::ofstream(path + "/assemble_rule.json") << AssembleRuleFile(workload);
-    return path;
+// Owns all inputs for the length of the run.
+class Inputs {
+ public:
+  std::string path(const std::string& name) const { return dir_.path(name); }
+  std::string write(const std::string& name, const std::string& content) { return dir_.write(name, content); }
+
+  // A log of that size with the workload's hits near its beginning.
+  Case make(const Workload& workload, size_t size, size_t features = 1) {
+    const std::string number = std::to_string(++count_);
+    Case made{dir_.write("log " + number, MakeLog(size, workload.hits, workload.front)), dir_.path("rules " + number)};
+    std::filesystem::create_directory(made.rules);
+    std::ofstream(made.rules + "/match_rule.json") << MatchRuleFile(workload, made.log, features);
+    std::ofstream(made.rules + "/assemble_rule.json") << AssembleRuleFile(workload, features);
+    return made;
   }
+
+ private:
+  TempDir dir_;
+  size_t count_ = 0;
 };
 
 template <typename Function>
@@ -72,6 +81,19 @@ void Walk(const std::string& path) {
     pos = lineFeed == nullptr ? end : static_cast<const char*>(lineFeed) + 1;
   }
   benchmark::DoNotOptimize(lines);
+}
+
+void ParseJson(const std::string& path) {
+  std::ifstream file(path);
+  Json::Value root;
+  benchmark::DoNotOptimize(Json::Reader(Json::Features::strictMode()).parse(file, root, true));
+}
+
+// What no call can do without.
+void Floor(const Case& input) {
+  ParseJson(input.rules + "/match_rule.json");
+  ParseJson(input.rules + "/assemble_rule.json");
+  Walk(input.log);
 }
 
 FeatureFrame FrameOf(const Workload& workload) {
@@ -114,27 +136,82 @@ std::string PlainStackName(const std::string& line) {
   return std::regex_replace(name, std::regex("(.+?)-(.+)==(.+)"), "$1$3");
 }
 
-void RegisterAll(const Inputs& inputs, std::vector<Ratio>& ratios) {
-  Register("walk", [&inputs] { Walk(inputs.logPath); });
-  const double kTargets[] = {1.6, 3, 3, 3, 3, 0, 0, 0};
-  for (size_t i = 0; i < inputs.workloads.size(); ++i) {
-    const Workload& workload = inputs.workloads[i];
-    const std::string dir = inputs.rulesDir(workload);
-    Register("analysis " + workload.name, [&inputs, dir] { Kestrix::analysis(inputs.logPath, dir, "bench"); });
-    ratios.push_back({"analysis, " + workload.name + " / walk", "analysis " + workload.name, "walk", kTargets[i]});
+class Table {
+ public:
+  explicit Table(Inputs& inputs) : inputs_(inputs) {}
+
+  // The sizes that logs have, against the floor of a call.
+  void addSizes() {
+    const struct {
+      const char* name;
+      size_t size;
+      double target;
+    } kSizes[] = {
+        {"empty", 0, 2.5}, {"2 KB", 2000, 0}, {"20 KB", 20000, 4}, {"200 KB", 200000, 6}, {"2 MB", 2000000, 6}};
+    for (const auto& [name, size, target] : kSizes) {
+      for (const Workload& workload : {OneKeyword(), Keywords(50), RegexesWithText(10), Keywords(100)}) {
+        const Case input = inputs_.make(workload, size);
+        const std::string subject = std::string(name) + ", " + workload.name;
+        Register(subject, [input] { Kestrix::analysis(input.log, input.rules, "bench"); });
+        Register("floor " + subject, [input] { Floor(input); });
+        ratios.push_back({subject + " / floor", subject, "floor " + subject, target});
+      }
+    }
   }
-  ratios.push_back({"analysis, 200 \"@R@\" rules / 1", "analysis " + inputs.workloads[6].name,
-                    "analysis " + inputs.workloads[5].name, 1.3});
-  for (size_t i = 0; i < 5; ++i) {
-    const Workload& workload = inputs.workloads[i];
-    if (FastRecords(workload, inputs.plainLog) != PlainRecords(workload, inputs.plainLog)) {
+
+  void addLargest() {
+    const std::pair<Workload, double> kRows[] = {
+        {OneKeyword(), 0.8},      {Keywords(50), 2.4},     {RegexesWithText(10), 2.2}, {RegexesWithoutText(), 2.2},
+        {KeywordEverywhere(), 3}, {RegexesWithText(1), 0}, {RegexesWithText(100), 0},  {Keywords(100), 0}};
+    for (const auto& [workload, target] : kRows) addScan("32 MiB, " + workload.name, workload, kLogSize, target);
+    for (const Workload& workload : {RegexesWithText(100), Keywords(100)}) {
+      const std::string one = workload.name == Keywords(100).name ? OneKeyword().name : RegexesWithText(1).name;
+      const double target = workload.name == Keywords(100).name ? 0 : 1.4;
+      ratios.push_back({"32 MiB, " + workload.name + " / 1", "32 MiB, " + workload.name, "32 MiB, " + one, target});
+    }
+  }
+
+  void addWorst() {
+    const std::pair<Workload, double> kRows[] = {{AndEveryLine(RegexesWithText(98)), 10},
+                                                 {OpenVariables(48, 40), 10},
+                                                 {UnmetDependencies(98), 10},
+                                                 {CommonFronts(100, true), 10},
+                                                 {CommonFronts(100, false), 10},
+                                                 {ManyStates(100), 25},
+                                                 {LastValues(20), 25},
+                                                 {StackRecords(1000), 25},
+                                                 {CountedStates(), 25}};
+    for (const auto& [workload, target] : kRows) addScan("8 MiB, " + workload.name, workload, kWorstSize, target);
+    addScan("8 MiB, 100 features with 1 keyword rule", OneKeyword(), kWorstSize, 25, 100);
+  }
+
+  std::vector<Ratio> ratios;
+
+ private:
+  void addScan(const std::string& name, const Workload& workload, size_t size, double target, size_t features = 1) {
+    const Case input = inputs_.make(workload, size, features);
+    Register(name, [input] { Kestrix::analysis(input.log, input.rules, "bench"); });
+    Register("walk " + name, [input] { Walk(input.log); });
+    ratios.push_back({name + " / walk", name, "walk " + name, target});
+  }
+
+  Inputs& inputs_;
+};
+
+void AddPlainForm(const std::string& log, std::vector<Ratio>& ratios) {
+  for (const Workload& workload :
+       {OneKeyword(), Keywords(50), RegexesWithText(10), RegexesWithoutText(), KeywordEverywhere()}) {
+    if (FastRecords(workload, log) != PlainRecords(workload, log)) {
       fprintf(stderr, "the scan and the plain form differ on %s\n", workload.name.c_str());
       exit(1);
     }
-    Register("plain " + workload.name, [&] { PlainRecords(workload, inputs.plainLog); });
-    Register("scan " + workload.name, [&] { FastRecords(workload, inputs.plainLog); });
+    Register("plain " + workload.name, [workload, &log] { PlainRecords(workload, log); });
+    Register("scan " + workload.name, [workload, &log] { FastRecords(workload, log); });
     ratios.push_back({"plain form / scan, " + workload.name, "plain " + workload.name, "scan " + workload.name, 0});
   }
+}
+
+void AddParts(Inputs& inputs, std::vector<Ratio>& ratios) {
   for (const size_t lines : {150000u, 300000u}) {
     Register("matching " + std::to_string(lines),
              [log = MakeMatchingLog(lines)] { FastRecords(EveryLineMatches(), log); });
@@ -155,16 +232,13 @@ void RegisterAll(const Inputs& inputs, std::vector<Ratio>& ratios) {
     ratios.push_back({std::string("expressions per line / stack filter, 200 ") + name + " lines",
                       std::string("plain filter ") + name, std::string("filter ") + name, 100, true});
   }
-  Register("parse rules", [&inputs] {
-    std::ifstream file(inputs.largeRules);
-    Json::Value root;
-    benchmark::DoNotOptimize(Json::Reader(Json::Features::strictMode()).parse(file, root, true));
-  });
-  const std::string largeDir = inputs.dir.path("large");
+  const std::string largeDir = inputs.path("large");
   std::filesystem::create_directory(largeDir);
-  std::filesystem::copy(inputs.largeRules, largeDir + "/match_rule.json");
-  Register("load rules", [&inputs, largeDir] {
-    Rule rule(inputs.logPath, largeDir, "bench");
+  const std::string log = inputs.write("log.txt", MakeLog(1000));
+  std::ofstream(largeDir + "/match_rule.json") << LargeRuleFile(50, 100, log);
+  Register("parse rules", [largeDir] { ParseJson(largeDir + "/match_rule.json"); });
+  Register("load rules", [log, largeDir] {
+    Rule rule(log, largeDir, "bench");
     rule.parseRule();
   });
   ratios.push_back({"loading 50 x 100 rules / parsing the JSON", "load rules", "parse rules", 3});
@@ -184,28 +258,35 @@ int ShowPeak(const char* log, const char* dir) {
   return 0;
 }
 
-void ReportPeaks(const char* program, const Inputs& inputs) {
-  const double logMiB = static_cast<double>(std::filesystem::file_size(inputs.logPath)) / (1 << 20);
-  printf("\n| peak memory of one analysis | above the log's size (MiB) | target |\n| --- | ---: | --- |\n");
-  for (const Workload& workload : inputs.workloads) {
+void ReportPeaks(const char* program, Inputs& inputs) {
+  printf("\n| peak memory of one analysis of 32 MiB | above an idle process (MiB) | target |\n| --- | ---: | --- |\n");
+  for (const Workload& workload : {OneKeyword(), Keywords(50), RegexesWithText(10), RegexesWithoutText(),
+                                   KeywordEverywhere(), RegexesWithText(100), Keywords(100)}) {
+    const Case input = inputs.make(workload, kLogSize);
     fflush(stdout);
     std::ostringstream command;
-    command << "'" << program << "' --peak '" << inputs.logPath << "' '" << inputs.rulesDir(workload) << "'";
+    command << "'" << program << "' --peak '" << input.log << "' '" << input.rules << "'";
     FILE* child = popen(command.str().c_str(), "r");
     long peak = 0;
     if (child == nullptr || fscanf(child, "%ld", &peak) != 1) exit(1);
     pclose(child);
-    printf("| %s | %.1f | at most 8 |\n", workload.name.c_str(), static_cast<double>(peak) / 1024 - logMiB);
+    std::filesystem::remove(input.log);
+    printf("| %s | %.1f | at most 8 |\n", workload.name.c_str(), static_cast<double>(peak) / 1024);
   }
 }
 
-// Writes the log and the rules of the first four workloads for other programs: DIR/log.txt, DIR/1 to DIR/4.
+// Writes a log and the rules of four workloads for other programs: DIR/log.txt, DIR/1 to DIR/4.
 int WriteInputs(const std::string& dir) {
-  const Inputs inputs;
-  for (size_t i = 0; i < 4; ++i) {
-    std::filesystem::copy(inputs.rulesDir(inputs.workloads[i]), dir + "/" + std::to_string(i + 1));
+  std::vector<std::string> hits;
+  int number = 0;
+  for (const Workload& workload : {OneKeyword(), Keywords(50), RegexesWithText(10), RegexesWithoutText()}) {
+    hits.insert(hits.end(), workload.hits.begin(), workload.hits.end());
+    const std::string rules = dir + "/" + std::to_string(++number);
+    std::filesystem::create_directory(rules);
+    std::ofstream(rules + "/match_rule.json") << MatchRuleFile(workload, dir + "/log.txt");
+    std::ofstream(rules + "/assemble_rule.json") << AssembleRuleFile(workload);
   }
-  std::filesystem::copy(inputs.logPath, dir + "/log.txt");
+  std::ofstream(dir + "/log.txt") << MakeLog(kLogSize, hits);
   return 0;
 }
 
@@ -217,15 +298,15 @@ int main(int argc, char** argv) {
   if (argc == 3 && strcmp(argv[1], "--write") == 0) return WriteInputs(argv[2]);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  const Inputs inputs;
-  printf("log       %ju bytes, %zu lines\n", static_cast<uintmax_t>(std::filesystem::file_size(inputs.logPath)),
-         static_cast<size_t>([&] {
-           std::ifstream file(inputs.logPath);
-           return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
-         }()));
-  std::vector<Ratio> ratios;
-  RegisterAll(inputs, ratios);
-  RatioTable table(std::move(ratios));
-  benchmark::RunSpecifiedBenchmarks(&table);
+  Inputs inputs;
+  const std::string plainLog = MakeLog(kPlainLogSize);
+  Table table(inputs);
+  table.addSizes();
+  table.addLargest();
+  table.addWorst();
+  AddPlainForm(plainLog, table.ratios);
+  AddParts(inputs, table.ratios);
+  RatioTable report(std::move(table.ratios));
+  benchmark::RunSpecifiedBenchmarks(&report);
   ReportPeaks(argv[0], inputs);
 }

@@ -89,6 +89,7 @@ Json::Value ToJson(const FeatureRule& rule) {
   Json::Value json;
   json["name"] = rule.name;
   json["keyWords"] = rule.keyWords;
+  if (!rule.depend.empty()) json["depend"] = rule.depend;
   for (const auto& [key, pattern] : rule.params) json[key] = pattern;
   return json;
 }
@@ -97,25 +98,31 @@ std::string Write(const Json::Value& json) { return Json::writeString(Json::Stre
 
 }  // namespace
 
-std::string MakeLog(size_t size) {
+std::string MakeLog(size_t size, const std::vector<std::string>& early, const std::string& front) {
   Random random(1);
   std::string log;
   log.reserve(size + 4096);
-  while (log.size() < size) {
-    if (random.below(3000) == 0) {
+  size_t nextEarly = 0;
+  for (size_t line = 0; log.size() < size; ++line) {
+    if (line % 4 == 3 && nextEarly < early.size()) {
+      log += Prefix(random, "E", random.pick(kTags)) + early[nextEarly++] + "\n";
+    } else if (random.below(3000) == 0) {
       AppendCrash(random, log);
     } else if (random.below(400) == 0) {
       log += Prefix(random, "W", "kernel") + "[ " + random.digits(4) + "." + random.digits(6) + "] " +
              KernelFrame(random) + "\n";
     } else {
-      log += Chatter(random) + "\n";
+      log += front + Chatter(random) + "\n";
     }
   }
-  log.resize(log.rfind('\n', size) + 1);
+  const size_t end = log.rfind('\n', size);
+  log.resize(end == std::string::npos || size == 0 ? 0 : end + 1);
   return log;
 }
 
-Workload OneKeyword() { return {"1 keyword rule", {SegmentRule("crash", "FATAL EXCEPTION", ": (\\w+)$")}}; }
+Workload OneKeyword() {
+  return {"1 keyword rule", {SegmentRule("crash", "FATAL EXCEPTION", ": (\\w+)$")}, {"FATAL EXCEPTION: main"}};
+}
 
 Workload Keywords(size_t count) {
   Workload workload{std::to_string(count) + " keyword rules", {}};
@@ -124,6 +131,7 @@ Workload Keywords(size_t count) {
   for (size_t i = 1; i < count; ++i) {
     const std::string keyWords = random.pick(kVerbs) + " " + random.pick(kNouns) + " failed " + random.hex(4);
     workload.rules.push_back(SegmentRule("rule" + std::to_string(i), keyWords, "failed (\\w+)"));
+    workload.hits.push_back(keyWords);
   }
   return workload;
 }
@@ -133,18 +141,98 @@ Workload RegexesWithText(size_t count) {
   Random random(3);
   workload.rules.push_back(SegmentRule("crash", "@R@FATAL EXCEPTION: \\w+", "FATAL EXCEPTION: (\\w+)"));
   for (size_t i = 1; i < count; ++i) {
-    const std::string keyWords = "@R@" + random.pick(kVerbs) + " (\\w+) .*died " + random.hex(3) + " after \\d+ms";
-    workload.rules.push_back(SegmentRule("rule" + std::to_string(i), keyWords, "after (\\d+)ms"));
+    const std::string verb = random.pick(kVerbs);
+    const std::string died = "died " + random.hex(3) + " after ";
+    workload.rules.push_back(
+        SegmentRule("rule" + std::to_string(i), "@R@" + verb + " (\\w+) .*" + died + "\\d+ms", "after (\\d+)ms"));
+    workload.hits.push_back(verb + " job 12 " + died + random.digits(3) + "ms");
   }
   return workload;
 }
 
 Workload RegexesWithoutText() {
   Workload workload{"5 \"@R@\" rules without text", {}};
+  workload.hits = {"ABCDEFG HIJKL", "draw_layer+0x12345/0xfff", "1234567890a1", "G1H2", "(12)x: 3"};
   int number = 0;
   for (const char* keyWords : {"@R@[A-Z]{6,} [A-Z]{5,}", "@R@[a-z_]+\\+[0-9a-fx]{7,}/[0-9a-fx]+", "@R@\\d{9,}[a-z]\\d",
                                "@R@[G-Z][0-9][G-Z][0-9]", "@R@\\(\\d+\\)[a-z]*:\\s\\d"}) {
     workload.rules.push_back(SegmentRule("rule" + std::to_string(++number), keyWords, "(\\w+)$"));
+  }
+  return workload;
+}
+
+Workload AndEveryLine(Workload workload) {
+  workload.name += " and one that accepts every line";
+  workload.rules.push_back(
+      {.num = 0, .name = "all", .depend = "", .keyWords = "", .command = "segmentRule", .params = {}});
+  return workload;
+}
+
+Workload UnmetDependencies(size_t count) {
+  Workload workload = RegexesWithText(count);
+  for (FeatureRule& rule : workload.rules) rule.depend = "never";
+  workload = AndEveryLine(workload);
+  workload.name = std::to_string(count) + " rules with an unmet dependency and one that accepts every line";
+  return workload;
+}
+
+Workload OpenVariables(size_t count, size_t recordNames) {
+  Workload workload = Keywords(recordNames);
+  for (size_t i = 0; i < count; ++i) {
+    workload.rules.push_back(
+        SegmentRule("open" + std::to_string(i), "@{never.v_value}@ " + std::to_string(i), "(\\w+)$"));
+  }
+  workload = AndEveryLine(workload);
+  workload.name = std::to_string(count) + " rules with an open variable, " + std::to_string(recordNames) +
+                  " record names and one that accepts every line";
+  return workload;
+}
+
+Workload CommonFronts(size_t count, bool asExpressions) {
+  Workload workload{
+      std::to_string(count) + (asExpressions ? " \"@R@\"" : " \"@&@\"") + " rules with a front on every line", {}};
+  workload.front = "ERROR in module ";
+  for (size_t i = 0; i < count; ++i) {
+    const std::string end = "q" + std::to_string(i) + "q";
+    const std::string keyWords = asExpressions ? "@R@ERROR in module.*" + end : "ERROR in module@&@" + end;
+    workload.rules.push_back(SegmentRule("rule" + std::to_string(i), keyWords, "(\\w+)$"));
+    workload.hits.push_back("ERROR in module x " + end);
+  }
+  return workload;
+}
+
+Workload ManyStates(size_t count) {
+  Workload workload{std::to_string(count) + " \"@R@\" rules like \\w+a\\w+b\\w+7", {}};
+  for (size_t i = 0; i < count; ++i) {
+    const std::string end = std::to_string(1000 + i);
+    workload.rules.push_back(SegmentRule("rule" + std::to_string(i), "@R@\\w+a\\w+b\\w+" + end, "(\\w+)$"));
+    workload.hits.push_back("xaxbx" + end);
+  }
+  return workload;
+}
+
+Workload CountedStates() {
+  return {"1 \"@R@\" rule a[ab]{15}c, a and b on every line",
+          {SegmentRule("rule", "@R@a[ab]{15}c", "(\\w+)$")},
+          {},
+          "abbabaabbbabaababbababbabaabbabbabaabbbabaababbababbabaabb "};
+}
+
+Workload LastValues(size_t count) {
+  Workload workload{std::to_string(count) + " \"@L@\" parameters on every line",
+                    {SegmentRule("all", ": ", "@L@(\\w+)$")}};
+  for (size_t i = 1; i < count; ++i) workload.rules.front().params["v_" + std::to_string(i)] = "@L@uid=(\\d+)";
+  return workload;
+}
+
+Workload StackRecords(size_t count) {
+  Workload workload{std::to_string(count) + " stack records", {}, {"FATAL EXCEPTION: main"}};
+  constexpr size_t kRules = 50;
+  for (size_t i = 0; i < kRules; ++i) {
+    FeatureRule rule = SegmentRule("rule" + std::to_string(i), "FATAL EXCEPTION", "@T@\\s+at .*");
+    rule.command = "rules";
+    for (size_t k = 1; k < count / kRules; ++k) rule.params["v_" + std::to_string(k)] = "@T@\\s+at .*";
+    workload.rules.push_back(rule);
   }
   return workload;
 }
@@ -162,21 +250,33 @@ std::string MakeMatchingLog(size_t lines) {
   return log;
 }
 
-std::string MatchRuleFile(const Workload& workload, const std::string& logPath) {
-  Json::Value entry;
-  entry["dirOrFile"] = logPath;
-  entry["featureId"] = "KX_bench_1";
-  entry["skip"] = 1 << 30;
-  entry["rules"] = Json::arrayValue;
-  for (const FeatureRule& rule : workload.rules) entry["segmentRule"].append(ToJson(rule));
+std::string MatchRuleFile(const Workload& workload, const std::string& logPath, size_t features) {
+  constexpr size_t kRulesInArray = 50;
   Json::Value root;
-  root["featureFrame"] = entry;
+  for (size_t feature = 0; feature < features; ++feature) {
+    size_t count = 0;
+    for (const FeatureRule& rule : workload.rules) {
+      // An array is read up to its 50th element: two arrays of one entry hold a hundred rules.
+      Json::Value& entry = root["featureFrame" + std::to_string(feature)];
+      entry["dirOrFile"] = logPath;
+      entry["featureId"] = "KX_bench_" + std::to_string(feature);
+      entry["skip"] = 1 << 30;
+      if (!entry.isMember("rules")) entry["rules"] = Json::arrayValue;
+      const bool isPlain = rule.command == "rules" || ++count + kRulesInArray <= workload.rules.size();
+      entry[isPlain ? "rules" : "segmentRule"].append(ToJson(rule));
+    }
+  }
   return Write(root);
 }
 
-std::string AssembleRuleFile(const Workload& workload) {
+std::string AssembleRuleFile(const Workload& workload, size_t features) {
   Json::Value root;
-  for (const FeatureRule& rule : workload.rules) root["bench"]["KX_bench_1"][rule.name] = rule.name + ".v_value";
+  for (size_t feature = 0; feature < features; ++feature) {
+    Json::Value& templates = root["bench"]["KX_bench_" + std::to_string(feature)];
+    for (const FeatureRule& rule : workload.rules) {
+      for (const auto& [key, pattern] : rule.params) templates[rule.name + key] = rule.name + "." + key;
+    }
+  }
   return Write(root);
 }
 

@@ -10,14 +10,13 @@ using Kind = RegexNode::Kind;
 
 namespace {
 
-constexpr int kMaxCopies = 16;  // repetitions that are counted; more are taken for any number
-constexpr int kMaxResets = 16;  // after so many exhausted tables the automaton rules nothing out any more
-constexpr size_t kBlock = 16;   // bytes between two looks at the cursors
+constexpr int kMaxCopies = 16;          // repetitions that are counted; more are taken for any number
+constexpr size_t kStateOverhead = 256;  // bytes of a state beside its rows and nodes, about
+constexpr size_t kBlock = 16;           // bytes between two looks at the cursors
 
-ByteSet WithUpperHalf(ByteSet bytes) {
-  if (bytes.count() == 1) return bytes;
-  for (size_t b = 128; b < 256; ++b) bytes.set(b);
-  return bytes;
+ByteSet WithUpperHalf(const ByteSet& bytes) {
+  static const ByteSet kUpperHalf = ~ByteSet() << 128;
+  return bytes.count() == 1 ? bytes : bytes | kUpperHalf;
 }
 
 }  // namespace
@@ -45,16 +44,58 @@ LineAutomaton::LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxT
     starts_.push_back(build(patterns[i], addNode({.type = Node::Type::kMatch, .next = static_cast<uint32_t>(i)})));
   }
   chooseClasses();
+  hasLineEnds_ =
+      std::any_of(nodes_.begin(), nodes_.end(), [](const Node& node) { return node.type == Node::Type::kLineEnd; });
   maxStates_ = std::max<size_t>(2, maxTableSize / (2 * sizeof(State) * rowLen_));
   marks_.resize(nodes_.size());
+  wanted_.assign(patterns.size(), true);
   ++closure_;
   for (const uint32_t start : starts_) close(start, false, floating_);
   floatingSteps_.resize(rowLen_);
   reset();
-  takesEveryLine_ = hasHit(initial_) || !matchesIn(stepAtLineEnd(floating_, false)).empty();
+  everyLineTakers_ = matchesIn(stepAtLineEnd(floating_, false));
+  const std::vector<uint32_t>& atStart = hits_[initial_ / rowLen_];
+  everyLineTakers_.insert(everyLineTakers_.end(), atStart.begin(), atStart.end());
+  takesEveryLine_ = holdsWanted(everyLineTakers_);
 }
 
 LineAutomaton::~LineAutomaton() = default;
+
+size_t LineAutomaton::NodeSetHash::operator()(const NodeSet& set) const {
+  uint64_t hash = set.size();
+  for (const uint32_t node : set) hash = (hash ^ node) * 0x9e3779b97f4a7c15U;
+  return static_cast<size_t>(hash ^ (hash >> 32));
+}
+
+void LineAutomaton::lookFor(const std::vector<bool>& wanted) {
+  if (wanted == wanted_) return;
+  wanted_ = wanted;
+  takesEveryLine_ = holdsWanted(everyLineTakers_);
+  bool isChanged = false;
+  for (size_t row = 1; row < hits_.size(); ++row) {
+    const bool stops = holdsWanted(hits_[row]);
+    const bool endStops = holdsWanted(endHits_[row]);
+    isChanged = isChanged || stops != stops_[row] || endStops != endStops_[row];
+    stops_[row] = stops;
+    endStops_[row] = endStops;
+  }
+  if (!isChanged) return;
+  for (size_t row = 1; row < hits_.size(); ++row) setRow(static_cast<State>(row * rowLen_));
+}
+
+bool LineAutomaton::holdsWanted(const std::vector<uint32_t>& patterns) const {
+  return std::any_of(patterns.begin(), patterns.end(), [this](uint32_t pattern) { return wanted_[pattern]; });
+}
+
+// Makes the fast table's row from the exact table's.
+void LineAutomaton::setRow(State state) {
+  for (uint32_t byteClass = 0; byteClass < rowLen_; ++byteClass) {
+    const State next = exact_[state + byteClass];
+    const State to = next & ~kMarked;
+    fast_[state + byteClass] = (next & kMarked) != 0 && stopsAt(to) ? kStop : to;
+  }
+  fast_[state + classOf_['\n']] = stopsAtEnd(state) ? kStop : initial_;
+}
 
 uint32_t LineAutomaton::addNode(const Node& node) {
   nodes_.push_back(node);
@@ -119,19 +160,19 @@ void LineAutomaton::chooseClasses() {
 
 // Adds to `set` the nodes that can be reached from `node` without taking a byte. A node is visited once per closure.
 void LineAutomaton::close(uint32_t node, bool atLineStart, NodeSet& set) {
-  NodeSet open = {node};
-  while (!open.empty()) {
-    const uint32_t current = open.back();
-    open.pop_back();
+  open_.assign(1, node);
+  while (!open_.empty()) {
+    const uint32_t current = open_.back();
+    open_.pop_back();
     if (std::exchange(marks_[current], closure_) == closure_) continue;
     const Node& visited = nodes_[current];
     switch (visited.type) {
       case Node::Type::kSplit:
-        open.push_back(visited.next);
-        open.push_back(visited.other);
+        open_.push_back(visited.next);
+        open_.push_back(visited.other);
         break;
       case Node::Type::kLineStart:
-        if (atLineStart) open.push_back(visited.next);
+        if (atLineStart) open_.push_back(visited.next);
         break;
       default:
         set.push_back(current);
@@ -142,6 +183,7 @@ void LineAutomaton::close(uint32_t node, bool atLineStart, NodeSet& set) {
 // The nodes behind `from` when the line ends there; an empty line ends where it starts.
 LineAutomaton::NodeSet LineAutomaton::stepAtLineEnd(const NodeSet& from, bool atLineStart) {
   NodeSet reached = from;
+  if (!hasLineEnds_) return reached;
   if (atLineStart) reached.insert(reached.end(), floating_.begin(), floating_.end());
   ++closure_;
   for (size_t i = 0; i < reached.size(); ++i) {
@@ -155,28 +197,47 @@ void LineAutomaton::stepBy(const NodeSet& from, uint8_t byteClass, NodeSet& set)
   const uint8_t byte = byteOf_[byteClass];
   for (const uint32_t id : from) {
     const Node& node = nodes_[id];
-    if (node.type == Node::Type::kByte && node.bytes[byte]) close(node.next, false, set);
+    if (node.type != Node::Type::kByte || !node.bytes[byte]) continue;
+    const Node::Type next = nodes_[node.next].type;
+    if (next != Node::Type::kByte && next != Node::Type::kMatch) {
+      close(node.next, false, set);
+    } else if (std::exchange(marks_[node.next], closure_) != closure_) {
+      set.push_back(node.next);
+    }
   }
 }
 
 LineAutomaton::State LineAutomaton::step(State from, uint8_t byteClass) {
   if (exhausted_) return kStop;
-  const std::optional<NodeSet>& known = floatingSteps_[byteClass];
   NodeSet set;
   ++closure_;
-  if (known) {
-    set = *known;
-    for (const uint32_t node : set) marks_[node] = closure_;
-  } else {
-    stepBy(floating_, byteClass, set);
-    floatingSteps_[byteClass] = set;
-  }
   stepBy(*setOf_[from / rowLen_], byteClass, set);
-  const State to = stateOf(std::move(set));
+  const State to = set.empty() ? stateOfFloating(byteClass) : stateOf(withFloating(std::move(set), byteClass));
   if (to == kStop) return kStop;
-  exact_[from + byteClass] = to;
-  if (!hasHit(to)) fast_[from + byteClass] = to;
+  exact_[from + byteClass] = hits_[to / rowLen_].empty() ? to : to | kMarked;
+  if (!stopsAt(to)) fast_[from + byteClass] = to;
   return to;
+}
+
+// The state in which no match that began before the byte can go on: most bytes lead to it.
+LineAutomaton::State LineAutomaton::stateOfFloating(uint8_t byteClass) {
+  if (floatingStates_[byteClass] == kStop) floatingStates_[byteClass] = stateOf(withFloating({}, byteClass));
+  return floatingStates_[byteClass];
+}
+
+// Adds what matches that begin with the byte go on with. The nodes of `set` are those that the closure has visited.
+LineAutomaton::NodeSet LineAutomaton::withFloating(NodeSet set, uint8_t byteClass) {
+  std::optional<NodeSet>& known = floatingSteps_[byteClass];
+  if (!known) {
+    ++closure_;
+    stepBy(floating_, byteClass, known.emplace());
+    ++closure_;
+    for (const uint32_t node : set) marks_[node] = closure_;
+  }
+  for (const uint32_t node : *known) {
+    if (std::exchange(marks_[node], closure_) != closure_) set.push_back(node);
+  }
+  return set;
 }
 
 // The state of a set of nodes, a new one when it is not known. kStop when there is no room for another.
@@ -191,10 +252,13 @@ LineAutomaton::State LineAutomaton::stateOf(NodeSet set) {
   }
   setOf_.push_back(&state->first);
   hits_.push_back(matchesIn(state->first));
-  endHits_.push_back(matchesIn(stepAtLineEnd(state->first, state->second == initial_)));
+  endHits_.push_back(hasLineEnds_ ? matchesIn(stepAtLineEnd(state->first, state->second == initial_)) : hits_.back());
+  stops_.push_back(holdsWanted(hits_.back()));
+  endStops_.push_back(holdsWanted(endHits_.back()));
   fast_.resize(fast_.size() + rowLen_, kStop);
   exact_.resize(fast_.size(), kStop);
-  if (endHits_.back().empty()) fast_[state->second + classOf_['\n']] = initial_;
+  if (!endStops_.back()) fast_[state->second + classOf_['\n']] = initial_;
+  memory_ += 2 * rowLen_ * sizeof(State) + state->first.size() * sizeof(uint32_t) + kStateOverhead;
   return state->second;
 }
 
@@ -217,10 +281,14 @@ bool LineAutomaton::makeRoom() {
 
 void LineAutomaton::reset() {
   exhausted_ = false;
+  floatingStates_.assign(rowLen_, kStop);
   states_.clear();
   setOf_ = {nullptr};
   hits_ = {{}};
   endHits_ = {{}};
+  stops_ = {false};
+  endStops_ = {false};
+  memory_ = nodes_.size() * sizeof(Node) + sizeof(*this);
   fast_.assign(rowLen_, kStop);
   exact_.assign(rowLen_, kStop);
   NodeSet set;
@@ -232,24 +300,24 @@ void LineAutomaton::reset() {
 }
 
 void LineAutomaton::classify(std::string_view line, std::vector<bool>& found) {
-  if (takesEveryLine_ || !makeRoom()) {
-    found.assign(found.size(), true);
-    return;
-  }
-  found.assign(found.size(), false);
+  const bool isOff = !makeRoom();
+  found.assign(found.size(), isOff);
+  if (isOff) return;
+  for (const uint32_t pattern : everyLineTakers_) found[pattern] = true;
   State state = initial_;
   for (const char c : line) {
     const uint8_t byteClass = classOf_[static_cast<unsigned char>(c)];
-    State next = fast_[state + byteClass];
+    State next = exact_[state + byteClass];
     if (next == kStop) {
-      next = exact_[state + byteClass] != kStop ? exact_[state + byteClass] : step(state, byteClass);
-      if (next == kStop) {
+      if (step(state, byteClass) == kStop) {
         found.assign(found.size(), true);
         return;
       }
-      for (const uint32_t pattern : hits_[next / rowLen_]) found[pattern] = true;
+      next = exact_[state + byteClass];
     }
-    state = next;
+    state = next & ~kMarked;
+    if (state == next) continue;
+    for (const uint32_t pattern : hits_[state / rowLen_]) found[pattern] = true;
   }
   for (const uint32_t pattern : endHits_[state / rowLen_]) found[pattern] = true;
 }
@@ -261,13 +329,13 @@ bool LineAutomaton::mayMatch(std::string_view line) {
     const uint8_t byteClass = classOf_[static_cast<unsigned char>(c)];
     State next = fast_[state + byteClass];
     if (next == kStop) {
-      if (exact_[state + byteClass] != kStop) return true;  // known, so it has a hit
-      next = step(state, byteClass);
-      if (next == kStop || hasHit(next)) return true;
+      next = exact_[state + byteClass] & ~kMarked;
+      if (next == kStop) next = step(state, byteClass);
+      if (next == kStop || stopsAt(next)) return true;
     }
     state = next;
   }
-  return hasEndHit(state);
+  return stopsAtEnd(state);
 }
 
 void LineAutomaton::findLines(std::string_view text, std::vector<size_t>& starts) {
@@ -292,7 +360,7 @@ void LineAutomaton::findLines(std::string_view text, std::vector<size_t>& starts
   for (Cursor& cursor : cursors) {
     advance(cursor, cursor.end);
     const bool isCut = cursor.end == textEnd && cursor.begin != cursor.end && textEnd[-1] != '\n';
-    if (isCut && cursor.pos == cursor.end && hasEndHit(cursor.state)) markLine(cursor);
+    if (isCut && cursor.pos == cursor.end && stopsAtEnd(cursor.state)) markLine(cursor);
     for (const char* line : cursor.lines) starts.push_back(static_cast<size_t>(line - text.data()));
   }
 }
@@ -333,10 +401,10 @@ void LineAutomaton::advance(Cursor& cursor, const char* stop) {
     const uint8_t byteClass = classOf_[static_cast<unsigned char>(*cursor.pos)];
     State next = fast_[cursor.state + byteClass];
     if (next == kStop && *cursor.pos != '\n') {
-      next = exact_[cursor.state + byteClass];
+      next = exact_[cursor.state + byteClass] & ~kMarked;
       if (next == kStop) next = step(cursor.state, byteClass);
     }
-    if (next == kStop || hasHit(next)) {
+    if (next == kStop || stopsAt(next)) {
       markLine(cursor);
     } else {
       cursor.state = next;

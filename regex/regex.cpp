@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr size_t kStandardBytesPerByte = 256;  // of memory for a byte of expression, about
+
 std::string_view ViewOf(const std::csub_match& part) {
   return part.matched ? std::string_view(part.first, static_cast<size_t>(part.length())) : std::string_view();
 }
@@ -45,6 +47,13 @@ bool Regex::matchesWhole(std::string_view subject) {
 }
 
 size_t Regex::groupCount() { return machine_ != nullptr ? groupCount_ : standard().mark_count(); }
+
+size_t Regex::memory() const {
+  size_t bytes = text_.size();
+  if (machine_ != nullptr) bytes += machine_->memory();
+  if (standard_) bytes += text_.size() * kStandardBytesPerByte;
+  return bytes;
+}
 
 bool Regex::isTooLong(std::string_view subject) const {
   return subject.size() > kMaxLineLen && (machine_ == nullptr || !machine_->isLinear());

@@ -25,6 +25,8 @@ class Regex {
 
   explicit Regex(std::string_view text);
 
+  const std::string& text() const { return text_; }
+
   // Searches for the first match. `match` refers into the subject and is set on success only.
   bool search(std::string_view subject, Match& match);
 
@@ -33,6 +35,9 @@ class Regex {
 
   // Compiles what is left to std::regex.
   size_t groupCount();
+
+  // Bytes held, about.
+  size_t memory() const;
 
  private:
   bool isTooLong(std::string_view subject) const;

@@ -153,6 +153,8 @@ RegexMachine::RegexMachine(const RegexTree& tree) : main_(std::make_unique<Ways>
 
 RegexMachine::~RegexMachine() = default;
 
+size_t RegexMachine::memory() const { return sizeof(*this) + code_.size() * sizeof(Instruction) + keptSize_; }
+
 bool RegexMachine::matchesWhole(std::string_view subject) {
   RegexSpan match;
   return run(*main_, start_, subject, 0, kWhole, match);

@@ -41,6 +41,9 @@ class RegexMachine {
 
   bool search(std::string_view subject, RegexSpan& match) { return run(*main_, start_, subject, 0, kAnywhere, match); }
 
+  // Bytes held, about.
+  size_t memory() const;
+
   // True when the expression takes the whole subject.
   bool matchesWhole(std::string_view subject);
 

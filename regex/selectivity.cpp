@@ -1,6 +1,7 @@
 #include "regex/selectivity.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -8,66 +9,79 @@ namespace {
 
 using Kind = RegexNode::Kind;
 
-constexpr size_t kWideSet = 96;   // bytes of the lower half in a set that counts as "nearly all"
-constexpr int kShortRun = 4;      // repetitions of such a set that are still remembered
+constexpr int kShortRun = 4;      // repetitions of a wide set that are still remembered
 constexpr double kNothing = 1e9;  // selectivity of a choice without branches, which takes no line
 
 size_t LowerHalfCount(const ByteSet& bytes) {
-  size_t count = 0;
-  for (size_t b = 0; b < 128; ++b) count += bytes[b] ? 1 : 0;
-  return count;
+  static const ByteSet kLowerHalf = ~ByteSet() >> 128;
+  return (bytes & kLowerHalf).count();
 }
 
 // A back-reference counts as a loop over all bytes; what a look-ahead holds takes no byte.
-bool HasWideLoop(const RegexNode& node) {
+bool HasWideLoop(const RegexNode& node, size_t widest) {
   if (node.kind == Kind::kAhead || node.kind == Kind::kNotAhead) return false;
   const bool isLoop = node.kind == Kind::kRepeat && node.parts[0].kind == Kind::kByte &&
                       (node.max == RegexNode::kUnbounded || node.max >= kShortRun) &&
-                      LowerHalfCount(node.parts[0].bytes) >= kWideSet;
-  return isLoop || node.kind == Kind::kBackReference || std::any_of(node.parts.begin(), node.parts.end(), HasWideLoop);
+                      LowerHalfCount(node.parts[0].bytes) > widest;
+  return isLoop || node.kind == Kind::kBackReference ||
+         std::any_of(node.parts.begin(), node.parts.end(),
+                     [widest](const RegexNode& part) { return HasWideLoop(part, widest); });
 }
 
-// The most selective of the runs without a wide loop and of the stretches inside the parts that have one.
-RegexNode BestOfSequence(const std::vector<RegexNode>& parts) {
-  std::vector<RegexNode> stretches(1);
+// The runs without a wide loop, and the stretches inside the parts that have one.
+std::vector<RegexNode> StretchesOfSequence(const std::vector<RegexNode>& parts, size_t widest) {
+  std::vector<RegexNode> stretches;
+  bool isOpen = false;
   for (const RegexNode& part : parts) {
-    if (HasWideLoop(part)) {
-      stretches.push_back(MostSelectiveStretch(part));
-      stretches.emplace_back();
+    if (HasWideLoop(part, widest)) {
+      for (RegexNode& stretch : Stretches(part, widest)) stretches.push_back(std::move(stretch));
+      isOpen = false;
     } else {
+      if (!isOpen) stretches.emplace_back();
       stretches.back().parts.push_back(part);
+      isOpen = true;
     }
   }
-  return *std::max_element(stretches.begin(), stretches.end(),
-                           [](const RegexNode& a, const RegexNode& b) { return Selectivity(a) < Selectivity(b); });
+  return stretches;
+}
+
+// The one byte of a set; nothing when there are none or several.
+std::optional<char> OnlyByte(const ByteSet& bytes) {
+  static const ByteSet kWord = ~ByteSet() >> 192;
+  if (bytes.count() != 1) return std::nullopt;
+  size_t begin = 0;
+  while ((bytes >> begin & kWord).none()) begin += 64;
+  return static_cast<char>(begin + static_cast<size_t>(std::countr_zero((bytes >> begin & kWord).to_ullong())));
+}
+
+bool AppendLiteral(const RegexNode& node, std::string& text) {
+  if (node.kind == Kind::kSequence) {
+    return std::all_of(node.parts.begin(), node.parts.end(),
+                       [&text](const RegexNode& part) { return AppendLiteral(part, text); });
+  }
+  if (node.kind != Kind::kByte) return false;
+  const std::optional<char> byte = OnlyByte(node.bytes);
+  if (!byte || *byte == '\n') return false;
+  text += *byte;
+  return true;
 }
 
 }  // namespace
 
 std::optional<std::string> AsLiteral(const RegexNode& node) {
   std::string text;
-  if (node.kind == Kind::kByte && node.bytes.count() == 1 && !node.bytes['\n']) {
-    size_t b = 0;
-    while (!node.bytes[b]) ++b;
-    text += static_cast<char>(b);
-  } else if (node.kind == Kind::kSequence) {
-    for (const RegexNode& part : node.parts) {
-      const std::optional<std::string> piece = AsLiteral(part);
-      if (!piece) return std::nullopt;
-      text += *piece;
-    }
-  } else {
-    return std::nullopt;
-  }
+  if (!AppendLiteral(node, text)) return std::nullopt;
   return text;
 }
 
 double Selectivity(const RegexNode& node) {
   double bits = 0;
   switch (node.kind) {
-    case Kind::kByte:
-      bits = 7 - std::log2(static_cast<double>(std::max<size_t>(1, LowerHalfCount(node.bytes))));
+    case Kind::kByte: {
+      const size_t count = LowerHalfCount(node.bytes);
+      bits = count <= 1 ? 7 : 7 - std::log2(static_cast<double>(count));
       break;
+    }
     case Kind::kSequence:
     case Kind::kFirstGroup:
       for (const RegexNode& part : node.parts) bits += Selectivity(part);
@@ -85,18 +99,27 @@ double Selectivity(const RegexNode& node) {
   return bits;
 }
 
-RegexNode MostSelectiveStretch(const RegexNode& node) {
-  if (!HasWideLoop(node)) return node;
+RegexNode MostSelective(std::vector<RegexNode> nodes) {
+  if (nodes.empty()) return {};
+  return std::move(*std::max_element(nodes.begin(), nodes.end(), [](const RegexNode& a, const RegexNode& b) {
+    return Selectivity(a) < Selectivity(b);
+  }));
+}
+
+std::vector<RegexNode> Stretches(const RegexNode& node, size_t widest) {
+  if (node.kind == Kind::kSequence) return StretchesOfSequence(node.parts, widest);
+  if (!HasWideLoop(node, widest)) return {node};
   switch (node.kind) {
-    case Kind::kSequence:
     case Kind::kFirstGroup:
-      return BestOfSequence(node.parts);
+      return Stretches(node.parts[0], widest);
+    case Kind::kRepeat:
+      return node.min > 0 ? Stretches(node.parts[0], widest) : std::vector<RegexNode>();
     case Kind::kChoice: {
       std::vector<RegexNode> branches;
-      for (const RegexNode& part : node.parts) branches.push_back(MostSelectiveStretch(part));
-      return ChoiceOf(std::move(branches));
+      for (const RegexNode& part : node.parts) branches.push_back(MostSelective(Stretches(part, widest)));
+      return {ChoiceOf(std::move(branches))};
     }
     default:
-      return node.min > 0 ? MostSelectiveStretch(node.parts[0]) : RegexNode{};
+      return {};
   }
 }

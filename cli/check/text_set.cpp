@@ -8,7 +8,7 @@
 #include <set>
 #include <unordered_set>
 
-#include "analysis/rule_filter.h"
+#include "analysis/pattern_search.h"
 #include "cli/rule_files/rule_texts.h"
 
 namespace {

@@ -142,7 +142,7 @@ bool KeyWordDistance::holdsStep(const std::string& line, size_t term, size_t byt
   if (!isRegex_) return line.find(beginning, from) != std::string::npos;
   if (!std::binary_search(steps_[term].begin(), steps_[term].end(), bytes)) return false;
   Regex::Match match;
-  return expressions_.get(beginning).search(line, match);
+  return expressions_.search(beginning, line, match);
 }
 
 // The next longer beginning of a term; `bytes` itself when there is none.

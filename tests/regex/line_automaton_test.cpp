@@ -31,7 +31,6 @@ std::string RandomText(std::mt19937& random, size_t size, const std::string& byt
 // The stretches that are searched in turn meet at places that no pattern knows of.
 TEST(LineAutomaton, FindsTheLinesOfATextOfAnySize) {
   LineAutomaton automaton({LiteralNode("ab"), Read("^b+$"), Read("a\\d?$"), LiteralNode("caa")}, 1 << 16);
-  EXPECT_FALSE(automaton.takesEveryLine());
   const auto holds = [](const std::string& line) {
     return line.find("ab") != std::string::npos ||
            (!line.empty() && line.find_first_not_of('b') == std::string::npos) || line.ends_with("a") ||
@@ -62,6 +61,28 @@ TEST(LineAutomaton, TellsPatternsApart) {
     automaton.classify(line, found);
     EXPECT_EQ(expected, found) << line;
     EXPECT_EQ(found[0] || found[1] || found[2], automaton.mayMatch(line)) << line;
+  }
+}
+
+// What is looked for changes while the states stay.
+TEST(LineAutomaton, LooksForSomeOfItsPatterns) {
+  LineAutomaton automaton({LiteralNode("ab"), Read("^b+$"), Read("ca+$")}, 1 << 16);
+  std::mt19937 random(1);
+  const std::string text = RandomText(random, 4000, "aabbc1\n");
+  for (size_t round = 0; round < 24; ++round) {
+    const std::vector<bool> wanted = {round % 2 == 1, round % 4 > 1, round % 8 > 3};
+    automaton.lookFor(wanted);
+    const auto holds = [&](const std::string& line) {
+      std::vector<bool> found(3);
+      automaton.classify(line, found);
+      const bool isWanted = (wanted[0] && found[0]) || (wanted[1] && found[1]) || (wanted[2] && found[2]);
+      EXPECT_EQ(line.find("ab") != std::string::npos, found[0]) << line;
+      EXPECT_EQ(isWanted, automaton.mayMatch(line)) << line;
+      return isWanted;
+    };
+    std::vector<size_t> starts;
+    automaton.findLines(text.substr(round * 100), starts);
+    ASSERT_EQ(LinesWith(text.substr(round * 100), holds), starts) << round;
   }
 }
 
