@@ -2,6 +2,8 @@
 #include <map>
 
 #include "cli/check/checks.h"
+#include "cli/output/lines.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/spelling.h"
 #include "rules/assemble_rule.h"
 

@@ -6,8 +6,9 @@
 
 #include "cli/check/checks.h"
 #include "cli/check/line_set.h"
+#include "cli/output/lines.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
-#include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
 #include "util/limits.h"
 

@@ -1,6 +1,8 @@
 #include <algorithm>
 
 #include "cli/check/checks.h"
+#include "cli/output/lines.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
 

@@ -37,28 +37,4 @@ class Findings {
   std::vector<Finding> findings_;
 };
 
-// Where a byte of a text stands. A column counts characters, a tab as one; a byte that is not UTF-8 counts as one too.
-struct Place {
-  size_t line;  // both from 1
-  size_t column;
-};
-
-// The lines of a text.
-class LineIndex {
- public:
-  explicit LineIndex(const std::string& text);
-
-  Place placeOf(size_t offset) const;
-
-  // The line of that number without its line end.
-  std::string_view line(size_t number) const;
-
-  // The offset of its first byte.
-  size_t begin(size_t number) const { return starts_[number - 1]; }
-
- private:
-  std::string_view text_;
-  std::vector<size_t> starts_;
-};
-
 #endif  // CLI_CHECK_FINDINGS_H

@@ -9,6 +9,7 @@
 #include <map>
 #include <ostream>
 
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 
@@ -111,8 +112,8 @@ Json::Value Number(size_t value) { return static_cast<Json::UInt64>(value); }
 
 // Where a span begins and ends, by the names of the four numbers.
 Json::Value RegionOf(const LineIndex& lines, Span span, const std::array<const char*, 4>& names) {
-  const Place begin = lines.placeOf(span.begin);
-  const Place end = lines.placeOf(span.end);
+  const TextPlace begin = lines.placeOf(span.begin);
+  const TextPlace end = lines.placeOf(span.end);
   Json::Value region;
   region[names[0]] = Number(begin.line);
   region[names[1]] = Number(begin.column);
@@ -160,7 +161,7 @@ void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostre
   for (const Finding& finding : findings) {
     const FindingCode& code = DescriptionOf(finding.code);
     const LineIndex& lines = files[finding.file];
-    const Place place = lines.placeOf(finding.span.begin);
+    const TextPlace place = lines.placeOf(finding.span.begin);
     const size_t lineBegin = lines.begin(place.line);
     const std::string location =
         finding.file->path + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ":";

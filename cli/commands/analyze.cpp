@@ -5,7 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "cli/check/wrong_type.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/json_text.h"
@@ -48,7 +50,8 @@ ExitStatus Run(const Options& options) {
   if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   Result result;
   CallOrEnd(
-      options.configDir, [&] { result = Kestrix::analysis(log, options.configDir, options.eventType); },
+      {options.configDir, WrongTypeInRules},
+      [&] { result = Kestrix::analysis(log, options.configDir, options.eventType); },
       [&options] { return MatchRuleFile(options.configDir); });
   if (options.json) {
     PrintJson(result);
@@ -57,7 +60,7 @@ ExitStatus Run(const Options& options) {
   }
   if (!result.empty()) return kSuccess;
   std::cerr << "kestrix: " << options.log << ": nothing found for the event type " << options.eventType << '\n';
-  return kNothingFound;
+  return kNegative;
 }
 
 }  // namespace
@@ -65,14 +68,11 @@ ExitStatus Run(const Options& options) {
 void AddAnalyze(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("analyze", "Analyse a log by the rules and print the result map");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->log, "The log file, of at most 32 MiB")->required();
-  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
-      ->type_name("DIR")
-      ->required();
-  command->add_option("--event", options->eventType, "Event type whose rules apply")->type_name("TYPE")->required();
+  AddLogOption(*command, options->log);
+  AddConfigOption(*command, options->configDir);
+  AddEventOption(*command, options->eventType);
   command->add_flag("--json", options->json, "Print one JSON object on one line");
-  command->add_flag("--check-path", options->checkPath,
-                    "Apply the rules' path tests as on the device; by default every path passes");
+  AddCheckPathOption(*command, options->checkPath);
   command->add_flag("--verbose", options->verbose, "Show the library's log lines on standard error");
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

@@ -9,8 +9,10 @@
 #include <system_error>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/fleet/replay.h"
 #include "cli/output/json_text.h"
+#include "cli/output/output_file.h"
 #include "cli/output/utf8.h"
 
 namespace {
@@ -40,15 +42,9 @@ Fields AnalyzeToJson(const LogRun& run) {
 }
 
 // Past std::cout: an interrupt leaves whole lines only, and a reader gets each as soon as it is there.
-void WriteLine(std::string line) {
-  line += '\n';
-  for (size_t written = 0; written < line.size();) {
-    const ssize_t size = write(STDOUT_FILENO, line.data() + written, line.size() - written);
-    if (size < 0 && errno != EINTR) {
-      throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
-    }
-    if (size > 0) written += static_cast<size_t>(size);
-  }
+void WriteLine(const std::string& line) {
+  if (WriteAll(STDOUT_FILENO, line + '\n')) return;
+  throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
 }
 
 ExitStatus Run(const Options& options) {
@@ -65,7 +61,7 @@ ExitStatus Run(const Options& options) {
              if (options.timing) line += ",\"ms\":" + fields[1];
            } else {
              line += ",\"error\":" + JsonString(fault);
-             status = kNothingFound;
+             status = kNegative;
            }
            WriteLine(line + "}");
          });
@@ -78,9 +74,7 @@ void AddBatch(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("batch", "Analyse many logs and print a JSON object a line, in order");
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
-  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
-      ->type_name("DIR")
-      ->required();
+  AddConfigOption(*command, options->configDir);
   command->add_flag("--timing", options->timing, "Add \"ms\", the milliseconds that each log took");
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

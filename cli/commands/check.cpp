@@ -10,6 +10,7 @@
 #include "cli/check/finding_codes.h"
 #include "cli/check/report.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/schema.h"
@@ -66,10 +67,10 @@ ExitStatus CheckFiles(const Options& options) {
   }
   const std::vector<Finding> findings = Check(matchPath, assemblePath, options);
   const bool fails = CountOf(findings, Severity::kError) > 0 || (options.isStrict && !findings.empty());
-  return fails ? kNothingFound : kSuccess;
+  return fails ? kNegative : kSuccess;
 }
 
-ExitStatus Explain(const std::string& name) {
+ExitStatus ExplainCode(const std::string& name) {
   if (const FindingCode* code = FindFindingCode(name)) {
     PrintWhy(*code, std::cout);
     return kSuccess;
@@ -90,7 +91,7 @@ ExitStatus Print(const std::string& what) {
 }
 
 ExitStatus Run(const Options& options) {
-  if (!options.why.empty()) return Explain(options.why);
+  if (!options.why.empty()) return ExplainCode(options.why);
   if (!options.print.empty()) return Print(options.print);
   if (options.rules.empty()) throw CLI::RequiredError("DIR");
   return CheckFiles(options);
@@ -106,9 +107,7 @@ void AddCheck(CLI::App& program, ExitStatus& status) {
       ->type_name("");
   command->add_option("FILE", options->assembleFile, "The assemble rule file, when the first names a match rule file")
       ->type_name("");
-  command->add_option("--format", options->format, "How to print the findings")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json", "sarif"}));
+  AddFormatOption(*command, options->format, {"text", "json", "sarif"});
   command->add_flag("--strict", options->isStrict, "Let warnings count like errors");
   command->add_option("--why", options->why, "Explain the finding of this code, with a wrong and a right example")
       ->type_name("CODE");

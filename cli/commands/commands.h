@@ -3,8 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
-// Exit statuses that all commands share.
-enum ExitStatus { kSuccess = 0, kNothingFound = 1, kBadInput = 2 };
+#include "cli/output/exit_status.h"
 
 // Each command is a function in a file of its own, which adds the command with its options to the program, and a row of
 // the table in main.cpp. When the command line names the command, its callback does the work and sets `status`. It

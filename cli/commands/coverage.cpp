@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/fleet/replay.h"
 #include "cli/fleet/rule_coverage.h"
 #include "cli/library/input.h"
@@ -117,7 +118,7 @@ ExitStatus Run(const Options& options) {
     PrintAsText(table, counts, OutputTakesColours(), std::cout);
   }
   const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
-  return isCovered && counts.failed == 0 ? kSuccess : kNothingFound;
+  return isCovered && counts.failed == 0 ? kSuccess : kNegative;
 }
 
 }  // namespace
@@ -126,12 +127,8 @@ void AddCoverage(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("coverage", "Count in how many logs each rule fires, and what none takes");
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
-  command->add_option("--config", options->configDir, "Directory of match_rule.json and assemble_rule.json")
-      ->type_name("DIR")
-      ->required();
-  command->add_option("--format", options->format, "How to print the counts")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+  AddConfigOption(*command, options->configDir);
+  AddFormatOption(*command, options->format, {"text", "json"});
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

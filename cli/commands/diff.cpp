@@ -1,13 +1,12 @@
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/fleet/comparison_report.h"
 #include "cli/fleet/replay.h"
 #include "cli/output/output_file.h"
-#include "cli/output/terminal.h"
 
 namespace {
 
@@ -41,14 +40,8 @@ ExitStatus Run(const Options& options) {
          [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {
            comparison.add(log.path, ResultOf(replies[0]), ResultOf(replies[1]));
          });
-  if (options.file.empty()) {
-    Print(comparison, options, OutputTakesColours(), std::cout);
-  } else {
-    std::ostringstream text;
-    Print(comparison, options, false, text);
-    WriteWholeFile(options.file, text.str());
-  }
-  return comparison.isMoved() || !comparison.faulty().empty() ? kNothingFound : kSuccess;
+  PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(comparison, options, inColour, out); });
+  return comparison.isMoved() || !comparison.faulty().empty() ? kNegative : kSuccess;
 }
 
 }  // namespace
@@ -57,16 +50,10 @@ void AddDiff(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("diff", "Tell what an edit of the rules changes in the results of logs");
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
-  command->add_option("--old", options->rules.before, "Directory of the rule files as they were")
-      ->type_name("DIR")
-      ->required();
-  command->add_option("--new", options->rules.after, "Directory of the rule files as they are to be")
-      ->type_name("DIR")
-      ->required();
-  command->add_option("--format", options->format, "How to print the differences")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json", "html"}));
-  command->add_option("-o,--output", options->file, "Write them to this file")->type_name("FILE");
+  AddRulesOption(*command, "--old", options->rules.before, "Directory of the rule files as they were");
+  AddRulesOption(*command, "--new", options->rules.after, "Directory of the rule files as they are to be");
+  AddFormatOption(*command, options->format, {"text", "json", "html"});
+  AddOutputOption(*command, options->file);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

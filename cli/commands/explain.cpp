@@ -1,15 +1,14 @@
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/explain/print_story.h"
 #include "cli/explain/tell_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/output_file.h"
-#include "cli/output/terminal.h"
 
 namespace {
 
@@ -57,16 +56,10 @@ ExitStatus Run(const Options& options) {
   if (!question.rule.empty() && !HasRule(story, question.rule)) {
     throw InputError("--rule", "no rule " + question.rule + " is run for the event type " + question.eventType);
   }
-  if (options.file.empty()) {
-    Print(story, options, OutputTakesColours(), std::cout);
-  } else {
-    std::ostringstream text;
-    Print(story, options, false, text);
-    WriteWholeFile(options.file, text.str());
-  }
+  PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(story, options, inColour, out); });
   for (const std::string& fault : story.faults) std::cerr << "kestrix: internal error: " << fault << '\n';
   if (!story.faults.empty()) return kBadInput;
-  return story.result.empty() ? kNothingFound : kSuccess;
+  return story.result.empty() ? kNegative : kSuccess;
 }
 
 }  // namespace
@@ -74,24 +67,17 @@ ExitStatus Run(const Options& options) {
 void AddExplain(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("explain", "Tell how the results of a log come about, or why they do not");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->question.logName, "The log file, of at most 32 MiB")->required();
-  command->add_option("--config", options->question.configDir, "Directory of match_rule.json and assemble_rule.json")
-      ->type_name("DIR")
-      ->required();
-  command->add_option("--event", options->question.eventType, "Event type whose rules apply")
-      ->type_name("TYPE")
-      ->required();
+  command->add_option("LOG", options->question.logName, "The log file")->required();
+  AddConfigOption(*command, options->question.configDir);
+  AddEventOption(*command, options->question.eventType);
   command->add_option("--line", options->line, "Tell how each rule fared on this line of the log")
       ->type_name("N")
       ->check(CLI::PositiveNumber);
   command->add_option("--rule", options->question.rule, "Tell how this rule fared, on all lines or on that of --line")
       ->type_name("NAME");
-  command->add_option("--format", options->format, "How to tell it")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json", "html"}));
-  command->add_option("-o,--output", options->file, "Write it to this file")->type_name("FILE");
-  command->add_flag("--check-path", options->question.hasPathTests,
-                    "Apply the rules' path tests as on the device; by default every path passes");
+  AddFormatOption(*command, options->format, {"text", "json", "html"});
+  AddOutputOption(*command, options->file);
+  AddCheckPathOption(*command, options->question.hasPathTests);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

@@ -12,10 +12,12 @@
 #include <vector>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/stability.h"
 #include "cli/library/input.h"
 #include "cli/output/json_text.h"
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 
 namespace {
@@ -194,7 +196,7 @@ ExitStatus Run(const Options& options) {
   } else {
     PrintAsText(groups, input, options);
   }
-  return groups.empty() || input.unreadable > 0 ? kNothingFound : kSuccess;
+  return groups.empty() || input.unreadable > 0 ? kNegative : kSuccess;
 }
 
 }  // namespace
@@ -206,9 +208,7 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       ->type_name("");
   CLI::Option* key =
       command->add_option("--by", options->key, "The result to group by, by default FINGERPRINT")->type_name("KEY");
-  command->add_option("--format", options->format, "How to print the groups")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+  AddFormatOption(*command, options->format, {"text", "json"});
   command
       ->add_flag("--stability", options->stability,
                  "Tell which fingerprints would be one without times, line numbers and the like, or by fewer frames")

@@ -73,7 +73,7 @@ ExitStatus Run(const Options& options) {
   progress.hide();
   if (starter.drafts.empty()) {
     std::cerr << "kestrix: no line of the logs looks like the head of a crash or hang; nothing was written\n";
-    return kNothingFound;
+    return kNegative;
   }
   Write(options.folder, starter.drafts);
   const auto served =
@@ -88,7 +88,7 @@ ExitStatus Run(const Options& options) {
               << '\n';
   }
   std::cout << "Set \"dirOrFile\" and \"subcataLog\" to where the device keeps these logs.\n";
-  return served == static_cast<std::ptrdiff_t>(starter.logs.size()) ? kSuccess : kNothingFound;
+  return served == static_cast<std::ptrdiff_t>(starter.logs.size()) ? kSuccess : kNegative;
 }
 
 }  // namespace

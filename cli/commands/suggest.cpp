@@ -131,7 +131,7 @@ ExitStatus Run(Options& options) {
   if (!suggestions.empty()) return kSuccess;
   std::cerr << "kestrix: " << options.request.log
             << ": no rule could be made that takes these lines and that check has nothing to say about\n";
-  return kNothingFound;
+  return kNegative;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/explain/print_story.h"
 #include "cli/explain/tell_story.h"
 #include "cli/fleet/case_report.h"
@@ -149,7 +150,7 @@ ExitStatus Run(const Options& options) {
   } else {
     PrintAsText(outcomes, inColour, std::cout);
   }
-  return FailureCount(outcomes) > 0 ? kNothingFound : kSuccess;
+  return FailureCount(outcomes) > 0 ? kNegative : kSuccess;
 }
 
 }  // namespace
@@ -165,9 +166,7 @@ void AddTest(CLI::App& program, ExitStatus& status) {
       ->required();
   command->add_option("--config", options->configDir, "Directory of the rule files for cases that bring none")
       ->type_name("DIR");
-  command->add_option("--format", options->format, "How to print the outcome")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "tap", "junit"}));
+  AddFormatOption(*command, options->format, {"text", "tap", "junit"});
   command->add_flag("--update", options->update, "Show what differs and make it what is expected");
   AddWorkerOptions(*command, options->workers);
   command->footer(kExample);

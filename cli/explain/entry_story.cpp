@@ -1,14 +1,13 @@
 // Which frame entries and feature ids are taken.
 
 #include "cli/explain/story_parts.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
 #include "regex/regex.h"
 #include "rules/match_rule.h"
 #include "util/file_util.h"
 
 namespace {
-
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
 // How one alternative of "subcataLog" fails. The library reads each segment behind the directory as one expression with
 // what is before it: the first one that no beginning of the path meets is the one that fails.

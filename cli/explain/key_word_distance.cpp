@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "regex/regex_tree.h"
 #include "rules/rule_syntax.h"
@@ -47,8 +48,6 @@ std::vector<size_t> StepsOf(std::string_view expression) {
   }
   return steps;
 }
-
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 }  // namespace
 

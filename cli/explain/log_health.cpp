@@ -1,12 +1,12 @@
 // What there is to say about the text of a log.
 
 #include "cli/explain/story_parts.h"
+#include "cli/output/lines.h"
 #include "cli/output/utf8.h"
 #include "regex/expression.h"
+#include "util/limits.h"
 
 namespace {
-
-constexpr size_t kMaxLineLen = 2048;  // bytes of a line that the library examines
 
 constexpr char kPrefixedFrame[] =
     "^(?:\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d+ |[VDIWEF]/[^(]*\\( *\\d+\\): ).*(?:\\bat [\\w.$]+\\(|#\\d+ pc "
@@ -41,12 +41,7 @@ Counts CountLines(std::string_view log) {
   Counts counts;
   Expression prefixedFrame(kPrefixedFrame);
   Regex::Match match;
-  size_t number = 0;
-  for (size_t begin = 0; begin < log.size();) {
-    const size_t end = std::min(log.find('\n', begin), log.size());
-    const std::string_view line = log.substr(begin, end - begin);
-    begin = end + 1;
-    ++number;
+  ForEachLine(log, [&](size_t number, std::string_view line) {
     if (!IsUtf8(line)) counts.notUtf8.add(number);
     if (line.ends_with('\r')) counts.withCr.add(number);
     if (line.find('\0') != std::string_view::npos) counts.withNul.add(number);
@@ -55,7 +50,7 @@ Counts CountLines(std::string_view log) {
     } else if (prefixedFrame.search(line, match)) {
       counts.prefixed.add(number);
     }
-  }
+  });
   return counts;
 }
 
@@ -87,7 +82,8 @@ std::vector<std::string> TellHealth(std::string_view log) {
   }
   remark(counts.withCr, "ends in CR LF", "end in CR LF",
          "the carriage return belongs to the line; \"$\" does not match in front of it, and \".\" does not take it");
-  remark(counts.overlong, "has more than 2048 bytes", "have more than 2048 bytes",
+  const std::string limit = "more than " + std::to_string(kMaxLineLen) + " bytes";
+  remark(counts.overlong, "has " + limit, "have " + limit,
          "passed over by rules and stacks, and not counted for \"skip\"");
   remark(counts.prefixed, "has a log prefix before a stack frame", "have a log prefix before a stack frame",
          "a stack pattern that takes the prefix, with its time and process id, gives each failure a fingerprint of its "

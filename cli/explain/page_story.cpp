@@ -5,6 +5,7 @@
 #include <set>
 
 #include "cli/explain/print_story.h"
+#include "cli/output/lines.h"
 #include "cli/output/page_shell.h"
 #include "cli/output/utf8.h"
 #include "util/file_util.h"
@@ -18,16 +19,6 @@ namespace {
 constexpr size_t kMaxWholeLog = 16 * 1024 * 1024;  // bytes
 constexpr size_t kMaxLineShown = 4096;             // bytes; the library examines no line of more than 2048
 constexpr size_t kLinesAround = 50;                // of a line that the story names, in a log that is not shown whole
-
-// Calls `visit` with the number and the text of each line, without line feeds.
-template <typename Visit>
-void ForEachLine(std::string_view text, Visit visit) {
-  for (size_t number = 1; !text.empty(); ++number) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    visit(number, text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-}
 
 std::string Shown(std::string_view line) {
   if (line.size() <= kMaxLineShown) return ValidUtf8(line);

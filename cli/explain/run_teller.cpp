@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/rule_texts.h"
 #include "rules/rule_syntax.h"
@@ -10,8 +11,6 @@
 #include "util/string_util.h"
 
 namespace {
-
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
 std::string LineName(const LogLine& line) { return "line " + std::to_string(line.number); }
 

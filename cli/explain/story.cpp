@@ -17,10 +17,6 @@ std::string_view Story::textOf(const RunStory& run, const LogLine& line) const {
   return text.substr(std::min(line.offset, text.size()), line.length);
 }
 
-std::string TextOf(const FilePlace& place) {
-  return place.line == 0 ? place.file : place.file + ":" + std::to_string(place.line);
-}
-
 std::string WhyScanEnded(const RunStory& run) {
   const std::string last = "line " + std::to_string(run.lastLine.number);
   if (run.end == ScanEnd::kEndOfLog) return run.lastLine.number == 0 ? "the log is empty" : "the log ends with " + last;

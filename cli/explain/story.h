@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "analysis/run_observer.h"
+#include "cli/rule_files/rule_places.h"
 
 // The whole story of one call of the library, for every form in which it is told. Texts are those of the log and of the
 // rule files, whatever bytes they hold. What grows with the log is kept in part: see FirstOf.
@@ -29,12 +30,6 @@ struct FirstOf {
     kept.push_back(std::move(element));
     return &kept.back();
   }
-};
-
-// A place in a rule file.
-struct FilePlace {
-  std::string file;
-  size_t line = 0;  // from 1; 0 when there is no such place
 };
 
 // A line of a run's log, without its line feed.
@@ -232,9 +227,6 @@ struct Story {
   // The text of a line of a run.
   std::string_view textOf(const RunStory& run, const LogLine& line) const;
 };
-
-// "rules/match_rule.json:12"; the file alone when the line is not known.
-std::string TextOf(const FilePlace& place);
 
 // Why and where a run's scan ended, in words.
 std::string WhyScanEnded(const RunStory& run);

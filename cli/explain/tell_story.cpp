@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/check/wrong_type.h"
 #include "cli/explain/story_parts.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
@@ -40,7 +41,7 @@ std::vector<std::string> HealthOf(const std::string& path) {
   std::string log;
   if (FileUtil::LoadStringFromFile(path, log)) return TellHealth(log);
   return {CheckReadableFile(path) > static_cast<off_t>(kMaxFileSize)
-              ? "the log is larger than 32 MiB: the library reads nothing of it"
+              ? "the log is larger than " + MaxLogSizeText() + ": the library reads nothing of it"
               : "the log cannot be read"};
 }
 
@@ -60,14 +61,14 @@ Story TellStory(const Question& question) {
   const JsonFile assembleFile(AssembleRuleFile(question.configDir));
   const RuleModel model(matchFile, assembleFile);
   const RulePlaces places(model);
-  const std::string& configDir = question.configDir;
+  const RuleDir rules{question.configDir, WrongTypeInRules};
   TriedEntry tried;
   CallOrEnd(
-      configDir, [&] { story.entries = TellEntries(story, places, tried); },
+      rules, [&] { story.entries = TellEntries(story, places, tried); },
       [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
   RunTeller runs(story, places);
   CallOrEnd(
-      configDir, [&] { story.result = ObservedKestrix::analysis(story.logPath, configDir, question.eventType, &runs); },
+      rules, [&] { story.result = ObservedKestrix::analysis(story.logPath, rules.path, question.eventType, &runs); },
       [&runs] { return runs.whatIsTried(); });
   story.stack = TellStack(story, runs);
   story.health = HealthOf(story.logPath);

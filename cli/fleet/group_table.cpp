@@ -2,19 +2,8 @@
 
 #include <algorithm>
 
+#include "cli/output/lines.h"
 #include "stack/stack_util.h"
-
-std::vector<std::string> LinesOf(std::string_view value) {
-  std::vector<std::string> lines;
-  while (!value.empty()) {
-    const size_t end = std::min(value.find('\n'), value.size());
-    std::string_view line = value.substr(0, end);
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    lines.emplace_back(line);
-    value.remove_prefix(std::min(end + 1, value.size()));
-  }
-  return lines;
-}
 
 std::vector<std::string> FramesOf(std::string_view stack) {
   std::vector<std::string> frames = LinesOf(stack);

@@ -7,9 +7,6 @@
 #include <string_view>
 #include <vector>
 
-// The lines of a result, without their ends.
-std::vector<std::string> LinesOf(std::string_view value);
-
 // The frames of a filtered stack: its lines without the names of exceptions that head its blocks.
 std::vector<std::string> FramesOf(std::string_view stack);
 

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -24,6 +25,8 @@ struct LogSources {
   std::vector<std::string> paths;  // files, folders with all that lies in them, and "-" for a list on standard input
   std::string event;               // for the logs that bring none of their own
   bool listEndsInZero = false;     // the items of the list end in a zero byte, whatever comes first
+
+  bool hasList() const { return std::find(paths.begin(), paths.end(), "-") != paths.end(); }
 };
 
 // `path` with every byte but printable ASCII, and "%" itself, written "%FF": for one that is no UTF-8, which JSON

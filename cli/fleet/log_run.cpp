@@ -1,5 +1,6 @@
 #include "cli/fleet/log_run.h"
 
+#include "cli/check/wrong_type.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/utf8.h"
@@ -8,7 +9,7 @@ TextMap Analyze(const LogRun& run, RunObserver* observer) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
   const std::string path = CheckedLogPath(run.log.path);
   TextMap results;
-  for (const auto& [key, value] : AnalyzeOrThrow(path, run.config, run.log.event, observer)) {
+  for (const auto& [key, value] : AnalyzeOrThrow(path, {run.config, WrongTypeInRules}, run.log.event, observer)) {
     results[ValidUtf8(key)] = ValidUtf8(value);
   }
   return results;

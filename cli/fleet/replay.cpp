@@ -39,13 +39,9 @@ Reply Unpacked(Reply reply) {
   return reply;
 }
 
-bool HasList(const ReplayOptions& options) {
-  return std::find(options.logs.paths.begin(), options.logs.paths.end(), "-") != options.logs.paths.end();
-}
-
 // The number of logs; none while a list of unknown length is among them.
 std::optional<size_t> CountOf(const ReplayOptions& options) {
-  if (HasList(options)) return std::nullopt;
+  if (options.logs.hasList()) return std::nullopt;
   LogList logs(options.logs);
   LogEntry log;
   size_t count = 0;
@@ -55,32 +51,6 @@ std::optional<size_t> CountOf(const ReplayOptions& options) {
 
 }  // namespace
 
-void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
-  command.add_option("-j,--jobs", options.jobs, "Worker processes; by default as many as there are cores")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024).description(""));
-  command
-      .add_option("--timeout", options.secondsPerLog,
-                  "Seconds after which a log is given up, by default 60; 0 for no limit")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0, 1000000).description(""));
-}
-
-void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
-  command
-      .add_option("PATH", options.logs.paths,
-                  "Logs; folders, walked in the order of the names; or - for a list on standard input: a path on each "
-                  "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\"}")
-      ->type_name("")
-      ->required();
-  command.add_flag("-0,--null", options.logs.listEndsInZero,
-                   "The items of the list end in a zero byte, as find -print0 writes them");
-  command.add_option("--event", options.logs.event, "Event type whose rules apply, where a list names none")
-      ->type_name("TYPE");
-  AddWorkerOptions(command, options.workers);
-  command.add_flag("--check-path", options.checkPath,
-                   "Apply the rules' path tests as on the device; by default every path passes");
-}
 
 Fields AnalyzeToFields(const LogRun& run) {
   Fields fields;
@@ -116,7 +86,6 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {
-  if (options.logs.event.empty() && !HasList(options)) throw CLI::RequiredError("--event");
   for (const std::string& config : configs) CheckRuleFiles(config);
   PrepareLibrary(options.checkPath);
 

@@ -1,7 +1,6 @@
 #ifndef CLI_FLEET_REPLAY_H
 #define CLI_FLEET_REPLAY_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
@@ -14,16 +13,12 @@ struct WorkerOptions {
   unsigned secondsPerLog = 60;
 };
 
-void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
-
 // What the commands that go over many logs have in common.
 struct ReplayOptions {
   LogSources logs;
   WorkerOptions workers;
   bool checkPath = false;
 };
-
-void AddReplayOptions(CLI::App& command, ReplayOptions& options);
 
 // The results of Analyze as a worker hands them over, and what they are at the other end.
 Fields AnalyzeToFields(const LogRun& run);

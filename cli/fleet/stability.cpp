@@ -5,6 +5,7 @@
 #include <map>
 
 #include "cli/fleet/volatile_tokens.h"
+#include "cli/output/lines.h"
 
 namespace {
 

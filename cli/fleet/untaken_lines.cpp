@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/fleet/group_table.h"
 #include "cli/fleet/line_look.h"
+#include "cli/output/lines.h"
 
 namespace {
 
@@ -45,19 +45,15 @@ std::map<std::string, UntakenLines> UntakenLinesOf(const Story& story) {
   const std::set<std::string> stack = StackLines(story);
   std::map<std::string, UntakenLines> untaken;
   if (story.logs.empty()) return untaken;
-  std::string_view text = story.logs.front().text;
-  for (size_t number = 1; !text.empty(); ++number) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
+  ForEachLine(story.logs.front().text, [&](size_t number, std::string_view line) {
     const LineLook look = LookOf(line);
-    if (look == LineLook::kNone || selected.count(number) > 0) continue;
+    if (look == LineLook::kNone || selected.count(number) > 0) return;
     if (std::any_of(stack.begin(), stack.end(),
                     [line](const std::string& frame) { return line.find(frame) != std::string_view::npos; })) {
-      continue;
+      return;
     }
     UntakenLines& lines = untaken[std::string(NameOf(look))];
     if (lines.count++ == 0) lines = {1, number, std::string(line)};
-  }
+  });
   return untaken;
 }

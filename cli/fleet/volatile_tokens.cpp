@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include "cli/output/lines.h"
 #include "regex/regex.h"
 
 namespace {
@@ -94,12 +95,10 @@ std::string_view NameOf(TokenKind kind) {
 
 std::string Masked(std::string_view text, TokenKind kind) {
   std::string masked;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    std::string line(text.substr(0, end));
+  ForEachLine(text, [&](size_t, std::string_view original) {
+    std::string line(original);
     for (Regex& pattern : PatternsOf(kind)) line = MaskedLine(line, pattern);
     masked += line + "\n";
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
+  });
   return masked;
 }

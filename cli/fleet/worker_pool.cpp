@@ -17,7 +17,7 @@
 #include <system_error>
 #include <utility>
 
-#include "cli/check/type_fault.h"
+#include "cli/library/library_call.h"
 
 namespace {
 

@@ -66,8 +66,11 @@ off_t CheckReadableFile(const std::string& path) {
   return status.st_size;
 }
 
+std::string MaxLogSizeText() { return std::to_string(kMaxFileSize / (1024 * 1024)) + " MiB"; }
+
 std::string CheckedLogPath(const std::string& path) {
-  if (CheckReadableFile(path) > static_cast<off_t>(kMaxFileSize)) throw InputError(path, "is larger than 32 MiB");
+  if (CheckReadableFile(path) > static_cast<off_t>(kMaxFileSize))
+    throw InputError(path, "is larger than " + MaxLogSizeText());
   return CheckedLogPathOfAnySize(path);
 }
 

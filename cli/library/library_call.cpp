@@ -6,14 +6,12 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <utility>
 
-#include "cli/check/type_fault.h"
-#include "cli/commands/commands.h"
-#include "cli/library/input.h"
+#include "cli/output/exit_status.h"
+#include "cli/output/output_file.h"
 #include "entry/observed_kestrix.h"
 #include "rules/rule_syntax.h"
 
@@ -23,13 +21,11 @@ std::function<std::string()> abortPlace;
 
 // Ends at once: what the library held when it was left cannot be cleaned up.
 [[noreturn]] void EndWith(const std::string& reason) {
-  for (const char* part : {"kestrix: ", reason.c_str(), "\n"}) {
-    if (write(STDERR_FILENO, part, strlen(part)) < 0) break;
-  }
+  WriteAll(STDERR_FILENO, "kestrix: " + reason + "\n");
   _exit(kBadInput);
 }
 
-// Where the standard library aborts instead of throwing, it does so on this thread and between the calls of an
+// Not async-signal-safe, but std::regex raises SIGABRT synchronously, on this thread and never inside a call of the
 // observer: what the place is made from is whole.
 void OnAbort(int /*signal*/) { EndWith(abortPlace() + ": " + kAnalysisAborted); }
 
@@ -41,26 +37,26 @@ void PrepareLibrary(bool checkPath) {
   __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
 }
 
-void CallOrEnd(const std::string& configDir, const std::function<void()>& call, std::function<std::string()> where) {
+void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::function<std::string()> where) {
   abortPlace = std::move(where);
   std::signal(SIGABRT, OnAbort);
   try {
     call();
   } catch (const Json::Exception& error) {
-    EndWith(WrongTypeInRules(configDir, error.what()));
+    EndWith(rules.wordWrongType(rules.path, error.what()));
   } catch (const std::exception& error) {
     EndWith(abortPlace() + ": " + error.what());
   }
   std::signal(SIGABRT, SIG_DFL);
 }
 
-std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const std::string& configDir,
+std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer) {
   try {
-    return ObservedKestrix::analysis(log, configDir, eventType, observer);
+    return ObservedKestrix::analysis(log, rules.path, eventType, observer);
   } catch (const Json::Exception& error) {
-    throw std::runtime_error(WrongTypeInRules(configDir, error.what()));
+    throw std::runtime_error(rules.wordWrongType(rules.path, error.what()));
   } catch (const std::exception& error) {
-    throw std::runtime_error(MatchRuleFile(configDir) + ": " + error.what());
+    throw std::runtime_error(MatchRuleFile(rules.path) + ": " + error.what());
   }
 }

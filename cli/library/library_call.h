@@ -10,14 +10,26 @@
 // To be called once before: silences the library and, without `checkPath`, lets its path tests pass.
 void PrepareLibrary(bool checkPath);
 
+// The error message for rules in which a value has the wrong type; `reason` is what the JSON library says of it.
+using WordWrongType = std::string (*)(const std::string& configDir, const std::string& reason);
+
+// A directory of rule files, and who words what is wrong in them.
+struct RuleDir {
+  const std::string& path;
+  WordWrongType wordWrongType;
+};
+
+// The reason when the standard library ends the process: it aborts instead of throwing in code without exceptions.
+inline constexpr char kAnalysisAborted[] = "the analysis was aborted, most likely by an invalid regular expression";
+
 // Runs `call`, which enters the library. When the library comes upon rules over which it would end the device's
-// process, the program ends with one line that begins with `where()`: a rule file, or a place in one and what was tried
-// there.
-void CallOrEnd(const std::string& configDir, const std::function<void()>& call, std::function<std::string()> where);
+// process, the program ends with status 2 and one line that begins with `where()`: a rule file, or a place in one and
+// what was tried there.
+void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::function<std::string()> where);
 
 // Kestrix::analysis, told to `observer`, which may be null. Throws a std::exception, after which the process should not
 // go on, for rules that the library stumbles over.
-std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const std::string& configDir,
+std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer);
 
 #endif  // CLI_LIBRARY_LIBRARY_CALL_H

@@ -8,12 +8,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
+#include <iostream>
+#include <sstream>
 #include <system_error>
 
-#include "cli/library/input.h"
+#include "cli/output/input_error.h"
+#include "cli/output/terminal.h"
 
 namespace {
+
+[[noreturn]] void Fail(const std::string& path, int error) {
+  throw InputError(path, std::generic_category().message(error));
+}
+
+}  // namespace
 
 bool WriteAll(int file, std::string_view content) {
   while (!content.empty()) {
@@ -23,12 +31,6 @@ bool WriteAll(int file, std::string_view content) {
   }
   return true;
 }
-
-[[noreturn]] void Fail(const std::string& path, int error) {
-  throw InputError(path, std::generic_category().message(error));
-}
-
-}  // namespace
 
 void WriteWholeFile(const std::string& path, const std::string& content) {
   struct stat status {};
@@ -52,4 +54,11 @@ void WriteWholeFile(const std::string& path, const std::string& content) {
   const int error = isWritten ? errno : writeError;
   unlink(beside.c_str());
   Fail(path, error);
+}
+
+void PrintTo(const std::string& path, const std::function<void(bool inColour, std::ostream& out)>& print) {
+  if (path.empty()) return print(OutputTakesColours(), std::cout);
+  std::ostringstream text;
+  print(false, text);
+  WriteWholeFile(path, text.str());
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "cli/fleet/group_table.h"
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 

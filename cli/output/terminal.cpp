@@ -29,6 +29,8 @@ std::string LineForPeople(std::string_view line) {
   return text;
 }
 
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
 std::string Counted(size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }

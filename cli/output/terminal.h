@@ -17,6 +17,9 @@ std::string Painted(bool inColour, std::string_view colour, std::string_view tex
 // the terminal: a question mark stands for it.
 std::string LineForPeople(std::string_view line);
 
+// `text` in double quotes.
+std::string Quoted(std::string_view text);
+
 // "1 log", "3 logs".
 std::string Counted(size_t count, const std::string& what);
 

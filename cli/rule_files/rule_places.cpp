@@ -14,6 +14,10 @@ bool IsLoadedAs(const PlacedRule& placed, const FeatureRule& rule) {
 
 }  // namespace
 
+std::string TextOf(const FilePlace& place) {
+  return place.line == 0 ? place.file : place.file + ":" + std::to_string(place.line);
+}
+
 RulePlaces::RulePlaces(const RuleModel& model)
     : model_(model), matchLines_(model.matchFile.text), assembleLines_(model.assembleFile.text) {}
 

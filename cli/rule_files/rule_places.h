@@ -5,10 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "cli/check/findings.h"
-#include "cli/explain/story.h"
+#include "cli/output/lines.h"
 #include "cli/rule_files/rule_model.h"
 #include "rules/rule_records.h"
+
+// A place in a rule file.
+struct FilePlace {
+  std::string file;
+  size_t line = 0;  // from 1; 0 when there is no such place
+};
+
+// "rules/match_rule.json:12"; the file alone when the line is not known.
+std::string TextOf(const FilePlace& place);
 
 // Where in the rule files stands what the library has loaded from them.
 class RulePlaces {

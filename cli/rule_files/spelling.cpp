@@ -4,6 +4,8 @@
 #include <cctype>
 #include <numeric>
 
+#include "cli/output/terminal.h"
+
 namespace {
 
 std::string Normalized(std::string_view word) {
@@ -51,5 +53,3 @@ std::string NearestTo(std::string_view word, const std::vector<std::string>& can
 std::string DidYouMean(std::string_view suggestion) {
   return suggestion.empty() ? "" : "; did you mean " + Quoted(suggestion) + "?";
 }
-
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }

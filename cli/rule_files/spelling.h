@@ -11,7 +11,4 @@ std::string NearestTo(std::string_view word, const std::vector<std::string>& can
 // "; did you mean "..."?", or nothing for an empty suggestion.
 std::string DidYouMean(std::string_view suggestion);
 
-// `text` in double quotes.
-std::string Quoted(std::string_view text);
-
 #endif  // CLI_RULE_FILES_SPELLING_H

@@ -1,15 +1,15 @@
-#include "cli/check/type_fault.h"
+#include "cli/check/wrong_type.h"
 
 #include <string_view>
 #include <utility>
 
 #include "cli/check/checks.h"
-#include "cli/library/input.h"
+#include "cli/output/lines.h"
 #include "rules/rule_syntax.h"
 
 namespace {
 
-constexpr std::string_view kProcessEnds = "the device process ends here";  // of the findings that matter here
+constexpr std::string_view kProcessEnds = "the device process ends here";  // how the findings that count end
 
 }  // namespace
 
@@ -23,7 +23,7 @@ std::string WrongTypeInRules(const std::string& configDir, const std::string& re
     CheckStructure(file, root, findings);
     for (const Finding& finding : findings.sorted(file)) {
       if (finding.code != Code::kValueType || !finding.message.ends_with(kProcessEnds)) continue;
-      const Place place = LineIndex(file.text).placeOf(finding.span.begin);
+      const TextPlace place = LineIndex(file.text).placeOf(finding.span.begin);
       return path + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " + finding.message;
     }
   }

@@ -1,0 +1,61 @@
+#include "cli/commands/shared_options.h"
+
+#include "cli/library/input.h"
+
+void AddLogOption(CLI::App& command, std::string& log) {
+  command.add_option("LOG", log, "The log file, of at most " + MaxLogSizeText())->required();
+}
+
+void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir, const std::string& description) {
+  command.add_option(name, dir, description)->type_name("DIR")->required();
+}
+
+void AddConfigOption(CLI::App& command, std::string& dir) {
+  AddRulesOption(command, "--config", dir, "Directory of match_rule.json and assemble_rule.json");
+}
+
+void AddEventOption(CLI::App& command, std::string& type) {
+  command.add_option("--event", type, "Event type whose rules apply")->type_name("TYPE")->required();
+}
+
+void AddCheckPathOption(CLI::App& command, bool& checkPath) {
+  command.add_flag("--check-path", checkPath,
+                   "Apply the rules' path tests as on the device; by default every path passes");
+}
+
+void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& choices) {
+  command.add_option("--format", format, "How to print it")->type_name("FORMAT")->check(CLI::IsMember(choices));
+}
+
+void AddOutputOption(CLI::App& command, std::string& file) {
+  command.add_option("-o,--output", file, "Write it to this file")->type_name("FILE");
+}
+
+void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
+  command.add_option("-j,--jobs", options.jobs, "Worker processes; by default as many as there are cores")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024).description(""));
+  command
+      .add_option("--timeout", options.secondsPerLog,
+                  "Seconds after which a log is given up, by default 60; 0 for no limit")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0, 1000000).description(""));
+}
+
+void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
+  command
+      .add_option("PATH", options.logs.paths,
+                  "Logs; folders, walked in the order of the names; or - for a list on standard input: a path on each "
+                  "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\"}")
+      ->type_name("")
+      ->required();
+  command.add_flag("-0,--null", options.logs.listEndsInZero,
+                   "The items of the list end in a zero byte, as find -print0 writes them");
+  AddEventOption(command, options.logs.event);
+  command.get_option("--event")->required(false)->description("Event type whose rules apply, where a list names none");
+  AddWorkerOptions(command, options.workers);
+  AddCheckPathOption(command, options.checkPath);
+  command.parse_complete_callback([&options] {
+    if (options.logs.event.empty() && !options.logs.hasList()) throw CLI::RequiredError("--event");
+  });
+}

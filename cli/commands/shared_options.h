@@ -1,0 +1,31 @@
+#ifndef CLI_COMMANDS_SHARED_OPTIONS_H
+#define CLI_COMMANDS_SHARED_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "cli/fleet/replay.h"
+
+// The options that several commands take, each declared once.
+
+void AddLogOption(CLI::App& command, std::string& log);
+void AddConfigOption(CLI::App& command, std::string& dir);
+void AddEventOption(CLI::App& command, std::string& type);
+void AddCheckPathOption(CLI::App& command, bool& checkPath);
+
+// A required directory of rule files; --config is one.
+void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir, const std::string& description);
+
+// "text" is what `format` holds before, and one of the choices.
+void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& choices);
+
+// A file in place of standard output.
+void AddOutputOption(CLI::App& command, std::string& file);
+
+void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
+
+// The logs, the event type and the workers of a command that goes over many logs.
+void AddReplayOptions(CLI::App& command, ReplayOptions& options);
+
+#endif  // CLI_COMMANDS_SHARED_OPTIONS_H
