@@ -7,6 +7,7 @@
 #include "analysis/analysis.h"
 #include "entry/observed_kestrix.h"
 #include "rules/rule.h"
+#include "stack/stack_tables.h"
 #include "stack/stack_util.h"
 #include "util/file_util.h"
 #include "util/log.h"
@@ -41,9 +42,9 @@ std::map<std::string, std::string> ObservedKestrix::analysis(const std::string& 
 }
 
 void Kestrix::filtStack(std::map<std::string, std::string>& result) {
-  const auto stack = result.find("STACK");
+  const auto stack = result.find(kStackKey);
   if (stack == result.end() || stack->second.empty()) {
-    KESTRIX_LOG(ANDROID_LOG_ERROR, "eventinfo empty or can't find %s", "STACK");
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "eventinfo empty or can't find %s", kStackKey);
     return;
   }
   KESTRIX_LOG(ANDROID_LOG_DEBUG, "start filt stack");

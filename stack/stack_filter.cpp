@@ -17,7 +17,6 @@ constexpr size_t kMaxLines = 30;          // lines of a filtered stack
 constexpr size_t kLongEnd = 28;           // of which so many stand before or behind the cut...
 constexpr size_t kShortEnd = 2;           // ...and so many on its other side
 constexpr unsigned long kMinIgnored = 3;  // lines that stay of a part whose frames are all ignored
-constexpr unsigned long kNamedFrames = 3;
 
 using Block = std::vector<std::string>;
 using Lines = std::vector<std::string_view>;
@@ -122,12 +121,12 @@ std::string Filtered(std::list<Block> blocks, std::vector<std::string>& lines) {
 }  // namespace
 
 void StackUtil::FilterTrace(std::map<std::string, std::string>& result, std::string ignored) {
-  const auto stack = result.find("STACK");
+  const auto stack = result.find(kStackKey);
   if (stack == result.end() || stack->second.empty()) return;
   std::vector<std::string> lines;
   stack->second = GetFilterTrace(stack->second, lines, std::move(ignored));
-  result["FINGERPRINT"] = CalcFingerPrint(stack->second, stack->second.size(), 1);
-  std::stack<std::string> top = GetStackTop(lines, kNamedFrames);
+  result[kFingerprintKey] = CalcFingerPrint(stack->second, stack->second.size(), 1);
+  std::stack<std::string> top = GetStackTop(lines, kFrameKeys.size());
   SetFrame(top, result);
 }
 
@@ -184,7 +183,7 @@ void StackUtil::MatchIgnoreLibrary(std::stack<std::string> input, std::stack<std
 }
 
 void StackUtil::SetFrame(std::stack<std::string>& top, std::map<std::string, std::string>& result) {
-  for (const char* key : {"FST_FRAME", "SEC_FRAME", "LAST_FRAME"}) {
+  for (const char* key : kFrameKeys) {
     if (top.empty()) return;
     result.try_emplace(key, std::move(top.top()));
     top.pop();

@@ -6,7 +6,15 @@
 #include <span>
 #include <string_view>
 
-// What the library knows by name. All rows are sorted by byte, the order in which they are searched.
+// What the library knows by name.
+
+// --- Result keys ---
+
+inline constexpr char kStackKey[] = "STACK";
+inline constexpr char kFingerprintKey[] = "FINGERPRINT";
+inline constexpr std::array<const char*, 3> kFrameKeys = {"FST_FRAME", "SEC_FRAME", "LAST_FRAME"};
+
+// --- Names in the lines of a stack: rows are sorted by byte, the order in which they are searched ---
 
 // Standard Java exceptions.
 inline constexpr std::array<std::string_view, 24> kExceptionNames = {

@@ -99,9 +99,9 @@ class ExpressionCheck {
   // Each part of a path is compiled together with the directories in front of it.
   void checkPaths(const PlacedEntry& entry) {
     const std::string dir = entry.dirOrFile.text() + (entry.dirOrFile.text().ends_with('/') ? "" : "/");
-    for (const Piece& alternative : PiecesOf(entry.subcataLog.text(), "@|@")) {
+    for (const Piece& alternative : PiecesOf(entry.subcataLog.text(), kOrMark)) {
       std::string path = dir;
-      for (const Piece& segment : PiecesOf(alternative.text, "/")) {
+      for (const Piece& segment : PiecesOf(alternative.text, kPathSeparator)) {
         const std::string candidate = path + segment.text;
         if (!checkPath(entry, candidate, path.size(), alternative.offset + segment.offset, segment.text)) break;
         path = candidate + "/";

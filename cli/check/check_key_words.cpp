@@ -198,7 +198,7 @@ bool IsTriedWhenever(const Candidate& earlier, const Candidate& later) {
 }
 
 bool IsEverSpent(const PlacedRule& rule) {
-  return rule.record.command == "rules" &&
+  return rule.record.command == kPlainCommand &&
          std::none_of(rule.params.begin(), rule.params.end(), [](const PlacedParam& param) {
            return param.pattern.text().find(kLastMark) != std::string::npos;
          });

@@ -276,10 +276,11 @@ class RecordCheck {
   }
 
   void checkMixed(const PlacedText& text) {
-    const size_t colon = text.text().find(':');
-    if (colon == std::string::npos || text.text().find('+') == std::string::npos) return;
-    findings_.add(Code::kTemplateMixed, model_.assembleFile, text.json.span(colon, 1),
-                  "in a template with \"+\" a \":\" is part of a record's name");
+    const size_t other = text.text().find(kReasonSeparator);
+    if (other == std::string::npos || SeparatorOf(text.text()) == kReasonSeparator) return;
+    findings_.add(
+        Code::kTemplateMixed, model_.assembleFile, text.json.span(other, 1),
+        "in a template with " + Quoted(kJoinMark) + " a " + Quoted(kReasonSeparator) + " is part of a record's name");
   }
 
   void checkNames(const PlacedText& text, const std::vector<std::string>& names) {

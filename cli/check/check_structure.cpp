@@ -127,7 +127,8 @@ class StructureCheck {
               (name == "skip" ? " below 1 counts as " + std::to_string(kDefaultSkip) : " below 2 is one line"));
     }
     if (number > row.maximum) {
-      add(Code::kNumInRules, value.span, Quoted(name) + " belongs to \"segmentRule\": this rule is refused");
+      add(Code::kNumInRules, value.span,
+          Quoted(name) + " belongs to " + Quoted(kSegmentCommand) + ": this rule is refused");
     }
   }
 
@@ -138,8 +139,8 @@ class StructureCheck {
     }
     if (value.elements.size() > kMaxElements) {
       add(Code::kArrayTooLong, value.elements[kMaxElements].span,
-          Quoted(name) + " has " + std::to_string(value.elements.size()) +
-              " elements; those from the 51st on are lost");
+          Quoted(name) + " has " + std::to_string(value.elements.size()) + " elements; those after the first " +
+              std::to_string(kMaxElements) + " are lost");
     }
     for (const JsonNode& element : value.elements) {
       if (row.value == ValueForm::kTexts) {

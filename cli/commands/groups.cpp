@@ -19,12 +19,13 @@
 #include "cli/output/json_text.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
 struct Options {
   std::vector<std::string> files = {"-"};
-  std::string key = "FINGERPRINT";
+  std::string key = kFingerprintKey;
   std::string format = "text";
   bool stability = false;
 };
@@ -58,7 +59,7 @@ bool AddLine(const std::string& line, const Options& options, Input& input) {
   const Json::Value& results = root["results"];
   if (!results.isObject()) return false;
   const Json::Value& value = results[options.key];
-  const Json::Value& stack = results["STACK"];
+  const Json::Value& stack = results[kStackKey];
   if (value.isString()) {
     input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "");
     ++input.grouped;
@@ -207,7 +208,7 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
   command->add_option("FILE", options->files, "What kestrix batch printed; by default - for standard input")
       ->type_name("");
   CLI::Option* key =
-      command->add_option("--by", options->key, "The result to group by, by default FINGERPRINT")->type_name("KEY");
+      command->add_option("--by", options->key, "The result to group by, by default " + options->key)->type_name("KEY");
   AddFormatOption(*command, options->format, {"text", "json"});
   command
       ->add_flag("--stability", options->stability,

@@ -5,6 +5,7 @@
 #include "cli/rule_files/rule_texts.h"
 #include "regex/regex.h"
 #include "rules/match_rule.h"
+#include "rules/rule_syntax.h"
 #include "util/file_util.h"
 
 namespace {
@@ -17,7 +18,7 @@ std::string FailureOf(const std::string& logPath, const std::string& dirOrFile, 
     return Regex("(?:" + expression + ")(?:/.*)?").matchesWhole(logPath);
   };
   if (!leadsOn(reached)) return "the log is not below " + Quoted(dirOrFile);
-  for (const Piece& segment : PiecesOf(alternative, "/")) {
+  for (const Piece& segment : PiecesOf(alternative, kPathSeparator)) {
     reached += "/" + segment.text;
     if (!leadsOn(reached)) return "segment " + Quoted(segment.text) + " of " + Quoted(alternative) + " does not match";
   }
@@ -28,7 +29,7 @@ std::string WhyRefused(const std::string& logPath, const PlacedEntry& entry) {
   const std::string& dirOrFile = entry.dirOrFile.text();
   if (entry.subcataLog.text().empty()) return "path: the file " + Quoted(dirOrFile) + " does not exist";
   std::string why;
-  for (const Piece& alternative : PiecesOf(entry.subcataLog.text(), "@|@")) {
+  for (const Piece& alternative : PiecesOf(entry.subcataLog.text(), kOrMark)) {
     const std::string failure = FailureOf(logPath, dirOrFile, alternative.text);
     if (why.find(failure) != std::string::npos) continue;
     why += (why.empty() ? "path: " : "; ") + failure;

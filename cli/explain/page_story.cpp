@@ -9,6 +9,7 @@
 #include "cli/output/page_shell.h"
 #include "cli/output/utf8.h"
 #include "util/file_util.h"
+#include "util/limits.h"
 
 // Embedded when the program is built.
 extern const std::string_view kStoryPageBody;
@@ -17,7 +18,7 @@ extern const std::string_view kStoryPageScript;
 namespace {
 
 constexpr size_t kMaxWholeLog = 16 * 1024 * 1024;  // bytes
-constexpr size_t kMaxLineShown = 4096;             // bytes; the library examines no line of more than 2048
+constexpr size_t kMaxLineShown = 2 * kMaxLineLen;  // bytes; what the library examines, and some of what it does not
 constexpr size_t kLinesAround = 50;                // of a line that the story names, in a log that is not shown whole
 
 std::string Shown(std::string_view line) {

@@ -8,6 +8,7 @@
 #include "cli/rule_files/rule_texts.h"
 #include "rules/rule_syntax.h"
 #include "util/file_util.h"
+#include "util/limits.h"
 #include "util/string_util.h"
 
 namespace {
@@ -103,7 +104,8 @@ void RunTeller::askAboutLine(LineFate fate) {
   LineStory& asked = run().asked.emplace();
   asked.line = current_;
   Verdict verdict{VerdictKind::kPassedOver, ""};
-  if (fate == LineFate::kOverlong) verdict.why = "the line is passed over: it has more than 2048 bytes";
+  if (fate == LineFate::kOverlong)
+    verdict.why = "the line is passed over: it has more than " + std::to_string(kMaxLineLen) + " bytes";
   if (fate == LineFate::kIndented) {
     verdict.why = "the line is passed over: it is empty or indented, in the segment part of the log";
   }
@@ -229,7 +231,7 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
     selected_->params.add({key, current_, taken, isStack});
   }
   if (value == nullptr) return;
-  const std::string record = rule.name + "." + key;
+  const std::string record = RecordName(rule.name, key);
   makers_.try_emplace(record, selecting_);
   if (isStack) {
     stackPatterns_.try_emplace({run().featureId, record},

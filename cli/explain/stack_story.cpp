@@ -179,7 +179,7 @@ void FindNamingBlock(StackStory& stack, const std::list<Block>& blocks, Block na
 const TemplateStory* FindTemplate(const Story& story, const RunStory*& giver) {
   for (const RunStory& run : story.runs) {
     for (const TemplateStory& candidate : run.templates) {
-      if (candidate.key != "STACK" || candidate.value.empty()) continue;
+      if (candidate.key != kStackKey || candidate.value.empty()) continue;
       giver = &run;
       return &candidate;
     }
@@ -211,7 +211,7 @@ void FindLines(StackStory& stack, const Story& story, const RunStory& run, const
 }  // namespace
 
 std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs) {
-  const auto trace = runs.merged().find("STACK");
+  const auto trace = runs.merged().find(kStackKey);
   const RunStory* run = nullptr;
   const TemplateStory* origin = FindTemplate(story, run);
   if (trace == runs.merged().end() || origin == nullptr) return std::nullopt;
@@ -227,7 +227,7 @@ std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs) {
     const std::string& record = origin->contributions.front().record;
     FindLines(stack, story, *run, record, runs.stackPatternOf(run->featureId, record));
   }
-  for (const char* key : {"FST_FRAME", "SEC_FRAME", "LAST_FRAME"}) {
+  for (const char* key : kFrameKeys) {
     if (story.result.contains(key)) stack.named[key] = runs.merged().contains(key) ? "template" : "stack";
   }
   return stack;

@@ -8,6 +8,7 @@
 #include "cli/library/library_call.h"
 #include "entry/observed_kestrix.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 #include "util/file_util.h"
 #include "util/limits.h"
 
@@ -31,7 +32,7 @@ std::string IdFault(const Story& story) {
 
 // The stack again, against what the call has given.
 std::string ResultFault(const Story& story) {
-  const auto stack = story.result.find("STACK");
+  const auto stack = story.result.find(kStackKey);
   const std::string filtered = stack == story.result.end() ? "" : stack->second;
   if (filtered != (story.stack ? story.stack->filtered : "")) return "the result holds another stack than is told of";
   return story.stack ? StackFault(*story.stack) : "";

@@ -4,6 +4,8 @@
 #include "cli/explain/print_story.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
+#include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
@@ -70,11 +72,11 @@ class TextWriter {
   // The templates of the key, with the rules that make the records for them.
   void printKey(const std::string& key) {
     // What the filter makes has no template of its own.
-    const bool isOfStack = story_.stack && (key == "FINGERPRINT" || story_.stack->named.count(key) > 0);
+    const bool isOfStack = story_.stack && (key == kFingerprintKey || story_.stack->named.count(key) > 0);
     bool isThere = false;
     for (const RunStory& run : story_.runs) {
       for (const TemplateStory& told : run.templates) {
-        if (told.key != (isOfStack ? "STACK" : key)) continue;
+        if (told.key != (isOfStack ? kStackKey : key)) continue;
         isThere = true;
         printRunHead(run);
         printTemplate(told);
@@ -83,7 +85,7 @@ class TextWriter {
         }
       }
     }
-    if (isThere && (isOfStack || key == "STACK")) printStack();
+    if (isThere && (isOfStack || key == kStackKey)) printStack();
     if (!isThere) {
       out_ << "no template of a run that found anything gives " << Shown(key) << '\n';
       for (const RunStory& run : story_.runs) {
@@ -96,8 +98,9 @@ class TextWriter {
 
  private:
   static bool makesPartOf(const RuleStory& rule, const TemplateStory& told) {
-    return std::any_of(told.contributions.begin(), told.contributions.end(),
-                       [&rule](const ContributionStory& part) { return part.record.starts_with(rule.name + "."); });
+    return std::any_of(told.contributions.begin(), told.contributions.end(), [&rule](const ContributionStory& part) {
+      return part.record.starts_with(RecordName(rule.name, ""));
+    });
   }
 
   std::string paint(std::string_view colour, std::string_view text) const { return Painted(inColour_, colour, text); }
@@ -264,7 +267,7 @@ class TextWriter {
            << ", " << Counted(block.frames, "name") << (block.namesTheStack ? ", names the frames" : "") << '\n';
     }
     for (const auto& [key, giver] : stack.named) out_ << "  " << key << " is set by the " << giver << '\n';
-    const auto fingerprint = story_.result.find("FINGERPRINT");
+    const auto fingerprint = story_.result.find(kFingerprintKey);
     if (fingerprint != story_.result.end()) out_ << "  fingerprint " << fingerprint->second << '\n';
   }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "stack/stack_tables.h"
+
 namespace {
 
 std::string ValueOf(const TextMap& results, const std::string& key) {
@@ -49,11 +51,11 @@ void Comparison::addKeys(const std::string& path, const TextMap& before, const T
 }
 
 void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
-  const std::string from = ValueOf(before, "FINGERPRINT");
-  const std::string to = ValueOf(after, "FINGERPRINT");
+  const std::string from = ValueOf(before, kFingerprintKey);
+  const std::string to = ValueOf(after, kFingerprintKey);
   if (from.empty() || to.empty()) return;
   GroupStep& step = steps_[{from, to}];
-  if (step.count == 0) step = {from, to, 0, path, ValueOf(before, "STACK"), ValueOf(after, "STACK")};
+  if (step.count == 0) step = {from, to, 0, path, ValueOf(before, kStackKey), ValueOf(after, kStackKey)};
   ++step.count;
 }
 

@@ -11,12 +11,15 @@
 #include "cli/library/input.h"
 #include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kOfStack[] = {"FINGERPRINT", "FST_FRAME", "LAST_FRAME", "SEC_FRAME"};
+bool FollowsFromStack(const std::string& key) {
+  return key == kFingerprintKey || std::find(kFrameKeys.begin(), kFrameKeys.end(), key) != kFrameKeys.end();
+}
 
 std::string TextOf(const std::string& path) {
   CheckReadableFile(path);
@@ -91,9 +94,8 @@ std::vector<std::string> Differences(const TextMap& expected, const TextMap& act
     const auto b = actual.find(key);
     if (a == expected.end() || b == actual.end() || a->second != b->second) differing.push_back(key);
   }
-  std::stable_partition(differing.begin(), differing.end(), [](const std::string& key) {
-    return std::find(std::begin(kOfStack), std::end(kOfStack), key) == std::end(kOfStack);
-  });
+  std::stable_partition(differing.begin(), differing.end(),
+                        [](const std::string& key) { return !FollowsFromStack(key); });
   return differing;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include "cli/library/input.h"
 #include "rules/rule_file.h"
@@ -200,7 +199,6 @@ void Attach(JsonNode& node, const Json::Value& value) {
   for (size_t i = 0; i < node.elements.size(); ++i) Attach(node.elements[i], value[static_cast<Json::ArrayIndex>(i)]);
 }
 
-// Where the nesting gets too deep for the reader.
 // The reader's first complaint, in plainer words where its own mislead.
 JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
   const std::string_view rest = text.substr(std::min(span.begin, text.size()));
@@ -229,14 +227,13 @@ std::string ContentOf(const std::string& path) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 void Parse(JsonFile& file) {
-  const size_t deep = FindTooDeep(file.text);
-  if (deep != std::string::npos) {
-    file.fault = {{deep, deep + 1}, "nested too deeply: the device process ends here"};
+  const size_t tooDeep = FindTooDeep(file.text);
+  if (tooDeep != std::string::npos) {
+    file.fault = {{tooDeep, tooDeep + 1}, "nested too deeply"};
     return;
   }
   Json::Reader reader(Json::Features::strictMode());
-  std::istringstream stream(file.text);
-  file.isJson = reader.parse(stream, file.root, true);
+  file.isJson = reader.parse(file.text, file.root, true);
   if (file.isJson) return;
   const auto errors = reader.getStructuredErrors();
   Span span{file.text.size(), file.text.size()};

@@ -1,10 +1,11 @@
 #include "cli/rule_files/member_table.h"
 
 #include <algorithm>
-#include <iterator>
 #include <vector>
 
+#include "cli/output/terminal.h"
 #include "cli/rule_files/spelling.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -12,90 +13,128 @@ using Object = ObjectKind;
 using Form = MemberRow::NameForm;
 using Value = ValueForm;
 
+// The members that plain and segment rules have in common.
+void AppendRuleRows(Object rule, std::vector<MemberRow>& rows) {
+  rows.insert(rows.end(),
+              {{.object = rule, .name = "$comment", .meaning = "A remark."},
+               {.object = rule, .name = "name", .meaning = "First half of the names of the rule's records."},
+               {.object = rule,
+                .name = "depend",
+                .meaning = "The rule waits until there is a record whose name contains this text."},
+               {.object = rule,
+                .name = "keyWords",
+                .meaning = "Which lines the rule accepts: a text, texts separated by " + Quoted(kOrMark) +
+                           " (any of them) or " + Quoted(kAndMark) + " (all, in this order), or " + Quoted(kRegexMark) +
+                           " and a regular expression."},
+               {.object = rule,
+                .name = kParamPrefix,
+                .nameForm = Form::kPrefix,
+                .meaning = "A parameter: a regular expression whose first group is taken from the line. " +
+                           Quoted(kLastMark) + " in front: the last value counts. " + Quoted(kStackMark) +
+                           " in front: a pattern for the lines of a stack."}});
+}
+
 // The first row that takes a name counts.
-constexpr MemberRow kRows[] = {
-    // clang-format off
-    {Object::kMatchRoot, "$schema", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "The JSON Schema of the file, for editors."},
-    {Object::kMatchRoot, "$comment", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX, "A remark."},
-    {Object::kMatchRoot, "segmentFrame", Form::kExact, Value::kObjects, Object::kSegmentFrame, false, false, "", INT_MAX,
-     "Loaded, but nothing uses it."},
-    {Object::kMatchRoot, "featureFrame", Form::kContains, Value::kObject, Object::kFrameEntry, false, true, "", INT_MAX,
-     "A frame entry: which logs it is for, and the rules for their lines. Entries are visited in byte order of their "
-     "keys."},
+std::vector<MemberRow> MadeRows() {
+  const std::string schema = "The JSON Schema of the file, for editors.";
+  const std::string idle = "Loaded, but nothing uses it.";
+  std::vector<MemberRow> rows = {
+      {.object = Object::kMatchRoot, .name = "$schema", .meaning = schema},
+      {.object = Object::kMatchRoot, .name = "$comment", .meaning = "A remark."},
+      {.object = Object::kMatchRoot,
+       .name = "segmentFrame",
+       .value = Value::kObjects,
+       .inner = Object::kSegmentFrame,
+       .isUsed = false,
+       .meaning = idle},
+      {.object = Object::kMatchRoot,
+       .name = kEntryMark,
+       .nameForm = Form::kContains,
+       .value = Value::kObject,
+       .inner = Object::kFrameEntry,
+       .meaning =
+           "A frame entry: which logs it is for, and the rules for their lines. Entries are visited in byte order "
+           "of their keys."},
 
-    {Object::kSegmentFrame, "name", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX, "Name."},
-    {Object::kSegmentFrame, "keyWords", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "Keywords."},
-    {Object::kSegmentFrame, "desc", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "Description."},
+      {.object = Object::kSegmentFrame, .name = "name", .meaning = "Name."},
+      {.object = Object::kSegmentFrame, .name = "keyWords", .meaning = "Keywords."},
+      {.object = Object::kSegmentFrame, .name = "desc", .meaning = "Description."},
 
-    {Object::kFrameEntry, "$comment", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX, "A remark."},
-    {Object::kFrameEntry, "dirOrFile", Form::kExact, Value::kText, Object::kNone, true, true, "", INT_MAX,
-     "The directory that the path test starts in. Without \"subcataLog\" the log itself, whatever path the caller "
-     "gives."},
-    {Object::kFrameEntry, "subcataLog", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "Paths below the directory, alternatives separated by \"@|@\"; each part between slashes is a regular "
-     "expression."},
-    {Object::kFrameEntry, "featureId", Form::kExact, Value::kText, Object::kNone, true, true, "", INT_MAX,
-     "Comma-separated feature ids without blanks, each a prefix, \"_\", the event type, \"_\" and a suffix."},
-    {Object::kFrameEntry, "skip", Form::kExact, Value::kInteger, Object::kNone, false, true, "", INT_MAX,
-     "Give up after so many lines in a row without a match. Below 1: 32000."},
-    {Object::kFrameEntry, "segmentType", Form::kExact, Value::kText, Object::kNone, false, false, "", INT_MAX,
-     "Loaded, but nothing uses it."},
-    {Object::kFrameEntry, "segmentStart", Form::kExact, Value::kTexts, Object::kNone, false, false, "", INT_MAX,
-     "Loaded, but nothing uses it."},
-    {Object::kFrameEntry, "segmentStack", Form::kExact, Value::kTexts, Object::kNone, false, false, "", INT_MAX,
-     "Loaded, but nothing uses it."},
-    {Object::kFrameEntry, "rules", Form::kExact, Value::kObjects, Object::kPlainRule, false, true, "", INT_MAX,
-     "Plain rules: each fires until it has all its parameters, then it is gone. A line goes to the first rule that "
-     "accepts it."},
-    {Object::kFrameEntry, "segmentRule", Form::kExact, Value::kObjects, Object::kSegmentRule, false, true, "rules",
-     INT_MAX, "Rules that stay. They come after the plain rules, and are read only when \"rules\" is there too."},
+      {.object = Object::kFrameEntry, .name = "$comment", .meaning = "A remark."},
+      {.object = Object::kFrameEntry,
+       .name = "dirOrFile",
+       .isRequired = true,
+       .meaning =
+           "The directory that the path test starts in. Without \"subcataLog\" the log itself, whatever path the "
+           "caller gives."},
+      {.object = Object::kFrameEntry,
+       .name = "subcataLog",
+       .meaning = "Paths below the directory, alternatives separated by " + Quoted(kOrMark) +
+                  "; each part between slashes is a regular expression."},
+      {.object = Object::kFrameEntry,
+       .name = "featureId",
+       .isRequired = true,
+       .meaning = "Comma-separated feature ids without blanks, each a prefix, \"_\", the event type, \"_\" and a "
+                  "suffix."},
+      {.object = Object::kFrameEntry,
+       .name = "skip",
+       .value = Value::kInteger,
+       .meaning =
+           "Give up after so many lines in a row without a match. Below 1: " + std::to_string(kDefaultSkip) + "."},
+      {.object = Object::kFrameEntry, .name = "segmentType", .isUsed = false, .meaning = idle},
+      {.object = Object::kFrameEntry, .name = "segmentStart", .value = Value::kTexts, .isUsed = false, .meaning = idle},
+      {.object = Object::kFrameEntry, .name = "segmentStack", .value = Value::kTexts, .isUsed = false, .meaning = idle},
+      {.object = Object::kFrameEntry,
+       .name = kPlainCommand,
+       .value = Value::kObjects,
+       .inner = Object::kPlainRule,
+       .meaning = "Plain rules: each fires until it has all its parameters, then it is gone. A line goes to the first "
+                  "rule that accepts it."},
+      {.object = Object::kFrameEntry,
+       .name = kSegmentCommand,
+       .value = Value::kObjects,
+       .inner = Object::kSegmentRule,
+       .needs = kPlainCommand,
+       .meaning = "Rules that stay. They come after the plain rules, and are read only when " + Quoted(kPlainCommand) +
+                  " is there too."},
 
-    {Object::kPlainRule, "$comment", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX, "A remark."},
-    {Object::kPlainRule, "name", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "First half of the names of the rule's records."},
-    {Object::kPlainRule, "depend", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "The rule waits until there is a record whose name contains this text."},
-    {Object::kPlainRule, "keyWords", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "Which lines the rule accepts: a text, texts separated by \"@|@\" (any of them) or \"@&@\" (all, in this order), "
-     "or \"@R@\" and a regular expression."},
-    {Object::kPlainRule, "num", Form::kExact, Value::kInteger, Object::kNone, false, true, "", 0,
-     "Belongs to \"segmentRule\"."},
-    {Object::kPlainRule, "v_", Form::kPrefix, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "A parameter: a regular expression whose first group is taken from the line. \"@L@\" in front: the last value "
-     "counts. \"@T@\" in front: a pattern for the lines of a stack."},
+      {.object = Object::kPlainRule,
+       .name = "num",
+       .value = Value::kInteger,
+       .maximum = 0,
+       .meaning = "Belongs to " + Quoted(kSegmentCommand) + "."},
+      {.object = Object::kSegmentRule,
+       .name = "num",
+       .value = Value::kInteger,
+       .meaning = "Take parameters from the accepted line and the lines after it, so many in all."},
 
-    {Object::kSegmentRule, "$comment", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "A remark."},
-    {Object::kSegmentRule, "name", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "First half of the names of the rule's records."},
-    {Object::kSegmentRule, "depend", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "The rule waits until there is a record whose name contains this text."},
-    {Object::kSegmentRule, "keyWords", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "Which lines the rule accepts: a text, texts separated by \"@|@\" (any of them) or \"@&@\" (all, in this order), "
-     "or \"@R@\" and a regular expression."},
-    {Object::kSegmentRule, "num", Form::kExact, Value::kInteger, Object::kNone, false, true, "", INT_MAX,
-     "Take parameters from the accepted line and the lines after it, so many in all."},
-    {Object::kSegmentRule, "v_", Form::kPrefix, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "A parameter: a regular expression whose first group is taken from the line. \"@L@\" in front: the last value "
-     "counts. \"@T@\" in front: a pattern for the lines of a stack."},
-
-    {Object::kAssembleRoot, "$schema", Form::kExact, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "The JSON Schema of the file, for editors."},
-    {Object::kAssembleRoot, "", Form::kAny, Value::kObject, Object::kSection, false, true, "", INT_MAX,
-     "An event type."},
-    {Object::kSection, "", Form::kAny, Value::kObject, Object::kTemplates, false, true, "", INT_MAX,
-     "A feature id of the event type."},
-    {Object::kTemplates, "", Form::kAny, Value::kText, Object::kNone, false, true, "", INT_MAX,
-     "A result key with its template: the name of a record, or several separated by \"+\" or by \":\"."},
-    // clang-format on
-};
+      {.object = Object::kAssembleRoot, .name = "$schema", .meaning = schema},
+      {.object = Object::kAssembleRoot,
+       .nameForm = Form::kAny,
+       .value = Value::kObject,
+       .inner = Object::kSection,
+       .meaning = "An event type."},
+      {.object = Object::kSection,
+       .nameForm = Form::kAny,
+       .value = Value::kObject,
+       .inner = Object::kTemplates,
+       .meaning = "A feature id of the event type."},
+      {.object = Object::kTemplates,
+       .nameForm = Form::kAny,
+       .meaning = "A result key with its template: the name of a record, or several separated by " + Quoted(kJoinMark) +
+                  " or by " + Quoted(kReasonSeparator) + "."},
+  };
+  AppendRuleRows(Object::kPlainRule, rows);
+  AppendRuleRows(Object::kSegmentRule, rows);
+  return rows;
+}
 
 }  // namespace
 
-std::span<const MemberRow> AllMemberRows() { return kRows; }
+std::span<const MemberRow> AllMemberRows() {
+  static const std::vector<MemberRow> kRows = MadeRows();
+  return kRows;
+}
 
 bool TakesName(const MemberRow& row, std::string_view name) {
   switch (row.nameForm) {
@@ -111,10 +150,10 @@ bool TakesName(const MemberRow& row, std::string_view name) {
 }
 
 const MemberRow* FindMemberRow(ObjectKind object, std::string_view name) {
-  const auto* row = std::find_if(std::begin(kRows), std::end(kRows), [object, name](const MemberRow& candidate) {
-    return candidate.object == object && TakesName(candidate, name);
-  });
-  return row == std::end(kRows) ? nullptr : row;
+  for (const MemberRow& row : AllMemberRows()) {
+    if (row.object == object && TakesName(row, name)) return &row;
+  }
+  return nullptr;
 }
 
 std::string MeantName(ObjectKind object, std::string_view name) {

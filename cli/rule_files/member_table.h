@@ -25,16 +25,16 @@ enum class ValueForm { kText, kInteger, kTexts, kObject, kObjects };
 struct MemberRow {
   enum class NameForm { kExact, kContains, kPrefix, kAny };
 
-  ObjectKind object;  // the object that may hold the member
-  std::string_view name;
-  NameForm nameForm;
-  ValueForm value;
-  ObjectKind inner;        // the kind of the object or objects that the value holds
-  bool isRequired;         // and not empty
-  bool isUsed;             // false for a member that the library loads for nothing
-  std::string_view needs;  // another member without which this one is not read
-  int maximum;             // of an integer
-  std::string_view meaning;
+  ObjectKind object = ObjectKind::kNone;  // the object that may hold the member
+  std::string_view name = "";
+  NameForm nameForm = NameForm::kExact;
+  ValueForm value = ValueForm::kText;
+  ObjectKind inner = ObjectKind::kNone;  // the kind of the object or objects that the value holds
+  bool isRequired = false;               // and not empty
+  bool isUsed = true;                    // false for a member that the library loads for nothing
+  std::string_view needs = "";           // another member without which this one is not read
+  int maximum = INT_MAX;                 // of an integer
+  std::string meaning = "";
 };
 
 std::span<const MemberRow> AllMemberRows();

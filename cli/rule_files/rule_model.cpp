@@ -4,7 +4,7 @@
 
 #include "cli/rule_files/member_table.h"
 #include "cli/rule_files/rule_texts.h"
-#include "util/string_util.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ bool HasMisspelt(const JsonNode& rule, std::string_view name) {
 PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
   PlacedRule rule{.record = {},
                   .name = MemberText(node, "name"),
-                  .isRefused = command == "rules" && NumberOf(node, "num") >= 1,
+                  .isRefused = IsRefused(command, NumberOf(node, "num")),
                   .span = node.span,
                   .depend = MemberText(node, "depend"),
                   .keyWords = MemberText(node, "keyWords"),
@@ -59,16 +59,11 @@ PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
   rule.record.keyWords = rule.keyWords.text();
   rule.record.command = command;
   for (const JsonMember& member : node.members) {
-    if (!member.key.text.starts_with("v_") || node.find(member.key.text) != &member) continue;
+    if (!member.key.text.starts_with(kParamPrefix) || node.find(member.key.text) != &member) continue;
     rule.params.push_back({member.key.text, member.keySpan, TextOf(member.value)});
     rule.record.params[member.key.text] = rule.params.back().pattern.text();
   }
   return rule;
-}
-
-// What isFeatureMatched compares with the event type.
-std::string EventTypeOf(const std::string& id) {
-  return StringUtil::GetRleftSubstr(StringUtil::GetRightSubstr(id, "_"), "_");
 }
 
 PlacedEntry EntryOf(const JsonMember& member) {
@@ -78,10 +73,10 @@ PlacedEntry EntryOf(const JsonMember& member) {
                     .ids = {},
                     .rules = {}};
   const PlacedText ids = MemberText(member.value, "featureId");
-  for (const Piece& id : PiecesOf(ids.text(), ",")) {
+  for (const Piece& id : PiecesOf(ids.text(), kIdSeparator)) {
     entry.ids.push_back({id.text, EventTypeOf(id.text), ids.json.span(id.offset, id.text.size())});
   }
-  for (const char* command : {"rules", "segmentRule"}) {
+  for (const char* command : {kPlainCommand, kSegmentCommand}) {
     for (const JsonNode& element : MemberElements(member.value, command)) {
       if (element.kind == JsonNode::Kind::kObject) entry.rules.push_back(RuleOf(element, command));
     }

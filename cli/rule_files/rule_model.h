@@ -7,6 +7,7 @@
 
 #include "cli/rule_files/json_tree.h"
 #include "rules/rule_records.h"
+#include "rules/rule_syntax.h"
 
 // Both rule files as the library loads them, for all event types at once and with places. What it would refuse or cut
 // off is kept, so that one mistake does not look like many.
@@ -36,7 +37,7 @@ struct PlacedRule {
   PlacedText keyWords;
   std::vector<PlacedParam> params;
 
-  std::string recordName(const PlacedParam& param) const { return record.name + "." + param.key; }
+  std::string recordName(const PlacedParam& param) const { return RecordName(record.name, param.key); }
 };
 
 struct PlacedId {

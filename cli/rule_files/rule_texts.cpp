@@ -12,9 +12,9 @@ constexpr std::string_view kCloseMark = kVariableClose;
 
 }  // namespace
 
-std::vector<Piece> PiecesOf(const std::string& text, const std::string& separator) {
+std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator) {
   std::vector<std::string> texts;
-  StringUtil::SplitStr(text, separator, texts, false, false);
+  StringUtil::SplitStr(text, std::string(separator), texts, false, false);
   std::vector<Piece> pieces;
   size_t offset = 0;
   for (std::string& piece : texts) {

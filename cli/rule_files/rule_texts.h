@@ -15,7 +15,7 @@ struct Piece {
 };
 
 // The parts of `text` between `separator`, without empty ones, as the library splits it.
-std::vector<Piece> PiecesOf(const std::string& text, const std::string& separator);
+std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator);
 
 // A variable, "@{name}@".
 struct Variable {

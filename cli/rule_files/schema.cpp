@@ -53,7 +53,7 @@ Json::Value SchemaOfValue(const MemberRow& row) {
         schema["items"] = ReferenceTo(row.inner);
       }
   }
-  schema["description"] = std::string(row.meaning);
+  schema["description"] = row.meaning;
   if (!row.isUsed) schema["deprecated"] = true;
   return schema;
 }
