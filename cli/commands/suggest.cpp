@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
 #include "cli/output/json_text.h"
 #include "cli/output/terminal.h"
@@ -140,7 +141,7 @@ void AddSuggest(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("suggest", "Make rules from lines of a log");
   const auto options = std::make_shared<Options>();
   options->request.eventType = "crash";
-  command->add_option("LOG", options->request.log, "The log file, of at most 32 MiB")->required();
+  AddLogOption(*command, options->request.log);
   command->add_option("--lines", options->lines, "The lines that the rules are to take, such as 99-131")
       ->type_name("N-M")
       ->required();
@@ -151,9 +152,7 @@ void AddSuggest(CLI::App& program, ExitStatus& status) {
       ->add_option("--config", options->request.configDir,
                    "Directory of existing rules, whose names are not used again")
       ->type_name("DIR");
-  command->add_option("--format", options->format, "How to print the suggestions")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+  AddFormatOption(*command, options->format, {"text", "json"});
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

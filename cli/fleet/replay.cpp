@@ -51,7 +51,6 @@ std::optional<size_t> CountOf(const ReplayOptions& options) {
 
 }  // namespace
 
-
 Fields AnalyzeToFields(const LogRun& run) {
   Fields fields;
   for (const auto& [key, value] : Analyze(run, nullptr)) {
