@@ -1,11 +1,15 @@
 #ifndef CLI_CHECK_FINDING_CODES_H
 #define CLI_CHECK_FINDING_CODES_H
 
+#include <functional>
 #include <iosfwd>
+#include <map>
 #include <span>
+#include <string>
 #include <string_view>
 
-// What `kestrix check` can find. The names are stable: scripts and reviews refer to them.
+// What `kestrix check` can find. The names are stable: scripts and reviews refer to them. docs/checks.md describes
+// each.
 
 enum class Severity { kError, kWarning };
 
@@ -72,10 +76,15 @@ struct FindingCode {
   Code code;
   std::string_view name;
   Severity severity;
-  std::string_view summary;    // a phrase
-  std::string_view paragraph;  // what happens, and why it matters
-  std::string_view wrong;      // lines of a rule file
-  std::string_view right;
+};
+
+// What docs/checks.md says of a code. All but the summary may have several lines; the last one has no line feed.
+struct FindingText {
+  std::string severity;
+  std::string summary;    // a phrase
+  std::string paragraph;  // what happens, and why it matters
+  std::string wrong;      // lines of a rule file
+  std::string right;
 };
 
 // In the order of `Code`.
@@ -87,6 +96,11 @@ const FindingCode& DescriptionOf(Code code);
 const FindingCode* FindFindingCode(std::string_view name);
 
 std::string_view NameOf(Severity severity);
+
+// By the names of the codes.
+const std::map<std::string, FindingText, std::less<>>& AllFindingTexts();
+
+const FindingText& TextOf(const FindingCode& code);
 
 // For people: name, paragraph and both examples.
 void PrintWhy(const FindingCode& code, std::ostream& out);

@@ -139,9 +139,12 @@ Json::Value SarifFix(const Finding& finding, const LineIndex& lines) {
 Json::Value SarifRule(const FindingCode& code) {
   Json::Value rule;
   rule["id"] = std::string(code.name);
-  rule["shortDescription"] = TextNode(code.summary);
-  rule["fullDescription"] = TextNode(code.paragraph);
-  rule["help"] = TextNode("Wrong:\n" + std::string(code.wrong) + "\n\nRight:\n" + std::string(code.right));
+  const FindingText& text = TextOf(code);
+  std::string paragraph = text.paragraph;
+  std::replace(paragraph.begin(), paragraph.end(), '\n', ' ');
+  rule["shortDescription"] = TextNode(text.summary);
+  rule["fullDescription"] = TextNode(paragraph);
+  rule["help"] = TextNode("Wrong:\n" + text.wrong + "\n\nRight:\n" + text.right);
   rule["defaultConfiguration"]["level"] = std::string(NameOf(code.severity));
   return rule;
 }
