@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "cli/check/checks.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
-#include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
 
 namespace {

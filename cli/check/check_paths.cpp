@@ -10,8 +10,8 @@
 
 #include "cli/check/checks.h"
 #include "cli/check/text_set.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
-#include "cli/rule_files/spelling.h"
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
 

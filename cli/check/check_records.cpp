@@ -4,6 +4,7 @@
 #include <set>
 
 #include "cli/check/checks.h"
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/spelling.h"

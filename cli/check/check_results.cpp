@@ -5,8 +5,8 @@
 #include <string>
 
 #include "cli/check/checks.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
-#include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
 
 namespace {

@@ -10,8 +10,9 @@
 #include "cli/check/checks.h"
 #include "cli/check/line_set.h"
 #include "cli/check/regex_faults.h"
+#include "cli/output/lines.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
-#include "cli/rule_files/spelling.h"
 #include "regex/regex_tree.h"
 #include "rules/rule_syntax.h"
 #include "util/limits.h"
@@ -319,7 +320,7 @@ class ValueCheck {
       for (const std::string_view breaker : kBreakers) {
         const std::optional<std::string> value = valueWith(source, breaker);
         if (!value || !breaks(text.text(), variable, *value)) continue;
-        const Place place = places_.placeOf(source.param->pattern.span.begin);
+        const TextPlace place = places_.placeOf(source.param->pattern.span.begin);
         add(Code::kVariableInExpression, span,
             "a log in which " + Quoted(variable.name) + " is " + Quoted(*value) +
                 " makes this expression invalid and ends the device process: the group in line " +
