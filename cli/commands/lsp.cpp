@@ -22,6 +22,6 @@ void AddLsp(CLI::App& program, ExitStatus& status) {
   command->footer(kHelp);
   command->callback([isStdio, &status] {
     __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    status = ServeLanguage() == 0 ? kSuccess : kNothingFound;
+    status = ServeLanguage() == 0 ? kSuccess : kNegative;
   });
 }
