@@ -365,8 +365,11 @@ class Server {
       return;
     }
     for (const FileKind kind : {FileKind::kMatch, FileKind::kAssemble}) publish(*document.project, kind, {});
-    if (surveyed_ == document.project) endSurvey();
-    if (surveyed_ == document.project) surveyed_ = nullptr;
+    if (surveyed_ == document.project) {
+      endSurvey();
+      surveyTime_.reset();
+      surveyed_ = nullptr;
+    }
     problems_.erase(document.project);
     unchecked_.erase(document.project);
     projects_.erase(document.project->folder());
