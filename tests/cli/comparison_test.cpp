@@ -46,6 +46,25 @@ TEST(Comparison, TellsHowGroupsMove) {
   }
 }
 
+TEST(Comparison, IsMovedByALogThatFailsOrWasMended) {
+  const LogResult none;
+  const LogResult fault{{}, "reason"};
+  const struct {
+    const char* what;
+    LogResult before;
+    LogResult after;
+    bool isMoved;
+  } kCases[] = {{"fails now", none, fault, true},
+                {"mended", fault, none, true},
+                {"faulty", fault, fault, false},
+                {"nothing", none, none, false}};
+  for (const auto& c : kCases) {
+    Comparison comparison;
+    comparison.add("log", c.before, c.after);
+    EXPECT_EQ(c.isMoved, comparison.isMoved()) << c.what;
+  }
+}
+
 TEST(Comparison, CountsWhatBecomesOfLogsAndKeys) {
   const LogResult none;
   const LogResult fault{{}, "reason"};

@@ -40,6 +40,17 @@ TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
                            KESTRIX_PROGRAM " batch - --config old --event crash <&3"));
 }
 
+TEST(Batch, EndsInALoopOfSymbolicLinks) {
+  const TempDir dir;
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "mkdir " + dir.path("a") + " && cp logs/quiet.txt " + dir.path("a") +
+                                           " && ln -s ../a " + dir.path("a/self") + " && ln -s .. " + dir.path("a/up") +
+                                           " && ln -s nowhere " + dir.path("a/lost")));
+  const std::string output = OutputOf(
+      kCases, std::string("timeout 20 ") + KESTRIX_PROGRAM + " batch --config old --event crash " + dir.path());
+  EXPECT_NE(std::string::npos, output.find("/a/quiet.txt\"")) << output;
+  EXPECT_EQ(output.find("quiet.txt"), output.rfind("quiet.txt")) << output;
+}
+
 TEST(Test, UpdatesWhatDiffers) {
   const TempDir dir;
   EXPECT_EQ("-> 0\n",

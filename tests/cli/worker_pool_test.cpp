@@ -1,9 +1,12 @@
 #include "cli/fleet/worker_pool.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -50,6 +53,38 @@ TEST(WorkerPool, RepliesInOrderWhateverBecomesOfAWorker) {
         });
     EXPECT_EQ(std::size(kTasks), count);
   }
+}
+
+// However the program ends: the pipe is at its end when the worker, which holds it too, is gone.
+TEST(WorkerPool, LeavesNoWorkerBehind) {
+  int ends[2];
+  ASSERT_EQ(0, pipe(ends));
+  const pid_t program = fork();
+  if (program == 0) {
+    close(ends[0]);
+    WorkerPool pool(1, std::chrono::seconds(60), [&ends](const Fields& request) {
+      if (write(ends[1], "w", 1) == 1) sleep(60);
+      return request;
+    });
+    bool isSent = false;
+    pool.run(
+        [&isSent](Fields& request) {
+          if (isSent) return WorkerPool::Next::kEnd;
+          request = {"hang"};
+          isSent = true;
+          return WorkerPool::Next::kRequest;
+        },
+        [](const Fields&, const Reply&) {});
+    _exit(0);
+  }
+  close(ends[1]);
+  char byte = 0;
+  ASSERT_EQ(1, read(ends[0], &byte, 1)) << "the worker is at work";
+  kill(program, SIGKILL);
+  waitpid(program, nullptr, 0);
+  pollfd event = {ends[0], POLLIN, 0};
+  EXPECT_EQ(1, poll(&event, 1, 20000));
+  close(ends[0]);
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ class PlainEngine {
   LineInfo current() const { return {curPosition_, curLine_}; }  // the last line examined
 
  private:
-  bool readLine(std::stringstream& content);
   bool selects(FeatureRule& rule) const;
   bool takeParams(FeatureRule& rule);
 
