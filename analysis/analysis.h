@@ -40,6 +40,9 @@ class Analysis {
   // Takes what is made from the texts of rules out of `cache`, and leaves it there for the next run.
   void use(SearchCache& cache) { cache_ = &cache; }
 
+  // Counts rules that the frame should have but that cannot come into play, where the log tells the number of rules.
+  void setRulesLeftOut(size_t count) { rulesLeftOut_ = count; }
+
   // --- The run ---
 
   // True when at least one record was made; the result map is then filled, and getStatus() stays -1. Otherwise the
@@ -177,6 +180,7 @@ class Analysis {
   RunObserver* observer_ = nullptr;
   size_t window_ = LineReader::kWindow;
   bool keepsNeeded_ = false;
+  size_t rulesLeftOut_ = 0;
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
   RecordList records_;
   std::map<std::string, std::string> templates_;

@@ -6,6 +6,7 @@
 
 #include "analysis/analysis.h"
 #include "entry/observed_kestrix.h"
+#include "rules/piled_frame.h"
 #include "rules/rule.h"
 #include "stack/stack_tables.h"
 #include "stack/stack_util.h"
@@ -27,14 +28,18 @@ std::map<std::string, std::string> ObservedKestrix::analysis(const std::string& 
   }
   Rule rule(logPath, realDir, eventType);
   rule.parseRule();
-  std::map<std::string, FeatureFrame> frames = rule.getMatchRule();
-  for (const AssembleEntry& entry : rule.getAssembleRule()) {
-    FeatureFrame& frame = frames[entry.featureId];
+  const std::list<AssembleEntry> entries = rule.getAssembleRule();
+  FrameStore frames(rule.getPiledFrames(), entries, observer != nullptr);
+  for (const AssembleEntry& entry : entries) {
+    FrameStore::Frame& built = frames.begin(entry.featureId);
+    FeatureFrame& frame = built.frame;
     Analysis run(getpid(), eventType, &frame, entry.params);
     if (observer != nullptr) observer->onRun(entry.featureId, frame, run);
     run.observe(observer);
     run.keepNeededRecords();
+    run.setRulesLeftOut(built.leftOut);
     if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
+    frames.end(entry.featureId);
   }
   if (observer != nullptr) observer->onMerged(result);
   Kestrix::filtStack(result);

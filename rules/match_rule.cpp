@@ -42,21 +42,29 @@ void MatchRule::parseRule(const std::string& logPath, const Json::Value& root, c
     const std::string dirOrFile = Member(entry, "dirOrFile").asString();
     if (dirOrFile.empty()) continue;
     const std::string subcataLog = Member(entry, "subcataLog").asString();
-    FeatureFrame frame;  // one for all ids of the entry: its rules pile up from id to id
+    std::string path;
+    std::shared_ptr<const FeatureFrame> once;  // one for all ids of the entry: its rules pile up from id to id
+    size_t piles = 0;
     for (const std::string& id : splitFeatureIds(entry)) {
-      if (!isFeatureMatched(eventType, id) || !isPathMatched(logPath, dirOrFile, subcataLog, frame.logPath)) continue;
+      if (!isFeatureMatched(eventType, id) || !isPathMatched(logPath, dirOrFile, subcataLog, path)) continue;
+      // Read for each id, since the log tells for each what is odd about the entry.
+      FeatureFrame frame;
+      frame.logPath = path;
       frame.skip = entry["skip"].asInt();
       frame.segmentType = entry["segmentType"].asString();
       frame.segmentStart = getJsonArray(entry, "segmentStart");
       frame.segmentStack = getJsonArray(entry, "segmentStack");
       parseRule(entry, frame.rules);
+      if (once == nullptr) once = std::make_shared<const FeatureFrame>(std::move(frame));
       featureIds_.push_back(id);
-      featureFrames_.insert({id, frame});
+      featureFrames_.insert({id, {once, ++piles}});
       KESTRIX_LOG(ANDROID_LOG_INFO, "parse match json eventType %s, featureId %s.", eventType.c_str(), id.c_str());
     }
   }
   KESTRIX_LOG(ANDROID_LOG_DEBUG, "match rule parse end.");
 }
+
+std::map<std::string, FeatureFrame> MatchRule::getFeatureFrames() const { return BuildFrames(featureFrames_); }
 
 std::vector<std::string> MatchRule::splitFeatureIds(const Json::Value& entry) const {
   std::vector<std::string> ids;

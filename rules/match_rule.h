@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/piled_frame.h"
 #include "rules/rule_records.h"
 
 // Reads "match_rule.json" for one event type and one log path: keeps the feature ids that belong to the event type and
@@ -58,13 +59,16 @@ class MatchRule {
   std::vector<std::string> getFeatureIds() const { return featureIds_; }
 
   // Feature id -> frame; the first frame of an id stays.
-  std::map<std::string, FeatureFrame> getFeatureFrames() const { return featureFrames_; }
+  std::map<std::string, FeatureFrame> getFeatureFrames() const;
+
+  // The same frames, not built yet.
+  const std::map<std::string, PiledFrame>& getPiledFrames() const { return featureFrames_; }
 
   std::map<std::string, std::vector<std::string>> getSegmentFrame() const { return segmentFrame_; }
 
  private:
   std::vector<std::string> featureIds_;
-  std::map<std::string, FeatureFrame> featureFrames_;
+  std::map<std::string, PiledFrame> featureFrames_;
   std::map<std::string, std::vector<std::string>> segmentFrame_;
 };
 

@@ -20,10 +20,12 @@ void Rule::parseRule() {
 
   MatchRule match;
   match.parseMatchRule(logPath_, MatchRuleFile(configDir_), eventType_);
-  featureFrames_ = match.getFeatureFrames();
+  featureFrames_ = match.getPiledFrames();
   segmentFrame_ = match.getSegmentFrame();
 
   AssembleRule assemble;
   assemble.parseAssembleRule(AssembleRuleFile(configDir_), eventType_, match.getFeatureIds());
   assembleRules_ = assemble.getAssembleRules();
 }
+
+std::map<std::string, FeatureFrame> Rule::getMatchRule() const { return BuildFrames(featureFrames_); }

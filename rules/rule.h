@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/piled_frame.h"
 #include "rules/rule_records.h"
 
 // Loads both rule files of a directory for one log path and event type, and hands out copies of what they hold.
@@ -19,7 +20,10 @@ class Rule {
   void parseRule();
 
   // Feature id -> frame, of the feature ids accepted for the event type and the log path.
-  std::map<std::string, FeatureFrame> getMatchRule() const { return featureFrames_; }
+  std::map<std::string, FeatureFrame> getMatchRule() const;
+
+  // The same frames, not built yet.
+  const std::map<std::string, PiledFrame>& getPiledFrames() const { return featureFrames_; }
 
   // Feature ids with their result templates, in priority order.
   std::list<AssembleEntry> getAssembleRule() const { return assembleRules_; }
@@ -31,7 +35,7 @@ class Rule {
   std::string logPath_;
   std::string configDir_;
   std::string eventType_;
-  std::map<std::string, FeatureFrame> featureFrames_;
+  std::map<std::string, PiledFrame> featureFrames_;
   std::list<AssembleEntry> assembleRules_;
   std::map<std::string, std::vector<std::string>> segmentFrame_;
 };

@@ -98,3 +98,33 @@ TEST(ObservedKestrix, TellsWhatIsDecided) {
             Texts(told.lines.begin(), second));
   EXPECT_EQ("merged 2", told.lines.back());
 }
+
+TEST(KestrixAnalysis, LeavesOutPiledRulesThatCannotComeIntoPlayOnly) {
+  const TempDir dir;
+  Texts lines;
+  for (int i = 0; i < 8; ++i) lines.push_back(i % 3 == 0 ? "a 1 b" : i % 3 == 1 ? "b 2 c" : "c 3 a");
+  const std::string ids = "F_anr_1,F_anr_2,F_anr_3,F_anr_4,F_anr_5,F_anr_1,F_anr_6";
+  Json::Value templates;
+  for (char id = '1'; id <= '6'; ++id) {
+    for (const char* record : {"a.v_x", "b.v_x", "c.v_x"}) {
+      templates["anr"][std::string("F_anr_") + id][id + std::string(record)] = record;
+    }
+  }
+  dir.write("assemble_rule.json", templates.toStyledString());
+  const std::string rules = R"json([{"name":"a","keyWords":"a","v_x":"@L@\\d"},
+      {"name":"b","keyWords":"b","v_x":"(\\d)"},
+      {"name":"c","depend":"b.","keyWords":"@{b.v_x}@","v_x":"(\\w)$"}])json";
+  dir.write("match_rule.json", R"({"featureFrame":{"featureId":")" + ids + R"(","dirOrFile":")" + dir.path("log") +
+                                   R"(","rules":)" + rules + "}}");
+  std::string log;
+  for (size_t count = 0; count <= lines.size(); ++count) {
+    dir.write("log", log);
+    TakeLog();
+    Transcript whole;
+    const TextMap expected = ObservedKestrix::analysis("/log", dir.path(), "anr", &whole);
+    const Texts expectedLog = TakeLog();
+    EXPECT_EQ(expected, Kestrix::analysis("/log", dir.path(), "anr")) << log;
+    EXPECT_EQ(expectedLog, TakeLog()) << log;
+    if (count < lines.size()) log += lines[count] + "\n";
+  }
+}
