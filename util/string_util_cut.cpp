@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 
 #include "util/string_util.h"
 
@@ -36,9 +37,9 @@ std::string StringUtil::FindMatchSubString(const std::string& s, const std::stri
                                            const std::string& endChars) {
   const size_t first = s.find_first_of(firstChars);
   if (first == std::string::npos) return "";
-  // A negative offset that leads before the beginning wraps to a value past the end.
-  const size_t start = first + static_cast<size_t>(offset);
-  if (start > s.size()) return "";
+  const auto place = static_cast<ptrdiff_t>(first) + offset;
+  if (place < 0 || place > static_cast<ptrdiff_t>(s.size())) return "";
+  const auto start = static_cast<size_t>(place);
   const size_t end = s.find_first_of(endChars, start);
   return end == std::string::npos ? s.substr(start) : s.substr(start, std::min(s.size() - start, end));
 }
