@@ -1,5 +1,6 @@
 """Compares the modules of Android.bp with the compile commands of CMake; scripts/android-bp runs it."""
 
+import glob
 import json
 import os
 import re
@@ -8,6 +9,24 @@ import sys
 TOKEN = re.compile(r'\s+|//[^\n]*|("(?:[^"\\]|\\.)*")|([A-Za-z_]\w*)|([{}\[\]:,])')
 # The tests of the program need a desk.
 DESK_ONLY = 'tests/cli/'
+# GCC alone knows -Wno-restrict; older headers of the device's crypto library do not pass -Wpedantic.
+DESK_FLAGS = ('-Wno-restrict', '-Wpedantic', '-fPIC')
+# The platform's names of the libraries that CMake links.
+LIBRARIES = {'jsoncpp_lib': 'libjsoncpp', 'OpenSSL::Crypto': 'libcrypto', 'Android::log': 'liblog',
+             'Android::base': 'libbase'}
+FILE_LISTS = ('srcs', 'data', 'corpus')
+FILES = ('src', 'version_script', 'dictionary')
+# The properties that each type of module may have here, with their types.
+COMMON = {'name': str, 'defaults': list, 'srcs': list, 'cflags': list, 'static_libs': list, 'shared_libs': list}
+PROPERTIES = {
+    'cc_defaults': COMMON | {'cpp_std': str, 'local_include_dirs': list, 'export_include_dirs': list,
+                             'dictionary': str},
+    'cc_library_shared': COMMON | {'system_ext_specific': bool, 'version_script': str, 'lto': dict},
+    'cc_library_static': COMMON,
+    'cc_test': COMMON | {'data': list, 'require_root': bool, 'test_suites': list},
+    'cc_fuzz': COMMON | {'corpus': list},
+    'prebuilt_etc': {'name': str, 'system_ext_specific': bool, 'src': str, 'filename': str, 'sub_dir': str},
+}
 
 
 def tokens(text):
@@ -61,10 +80,10 @@ class Parser:
     def modules(self):
         found = {}
         while self.token:
-            self.take()
+            kind = self.take()
             self.take('{')
             module = dict(self.items('}', self.member))
-            found[module['name']] = module
+            found[module['name']] = module | {'type': kind}
         return found
 
 
@@ -86,19 +105,42 @@ def differences(what, android, cmake):
         yield f'{item}: twice in Android.bp'
 
 
+def property_faults(module):
+    known = PROPERTIES.get(module['type'])
+    if known is None:
+        yield f'{module["name"]}: no module type {module["type"]}'
+        return
+    for key, value in module.items():
+        if key == 'type':
+            continue
+        if key not in known:
+            yield f'{module["name"]}: {module["type"]} has no property {key}'
+        elif not isinstance(value, known[key]):
+            yield f'{module["name"]}: {key} is not a {known[key].__name__}'
+
+
+def file_faults(module):
+    patterns = [module[key] for key in FILES if key in module]
+    patterns += [pattern for key in FILE_LISTS for pattern in module.get(key, [])]
+    for pattern in patterns:
+        if not any(os.path.isfile(path) for path in glob.iglob(pattern, recursive=True)):
+            yield f'{pattern}: named by {module["name"]}, but not there'
+
+
 def main(blueprint, compile_commands):
     with open(blueprint, encoding='utf-8') as file:
         modules = Parser(file.read()).modules()
     with open(compile_commands, encoding='utf-8') as file:
         commands = json.load(file)
 
-    library, tests, flags = [], [], []
+    library, tests, flags, standard = [], [], [], ''
     for command in commands:
         source = os.path.relpath(command['file'])
         if '/kestrix_objects.dir/' in command['command']:
             library.append(source)
-            # GCC alone knows -Wno-restrict.
-            flags = [flag for flag in command['command'].split() if re.match('-[Wf]', flag) and flag != '-Wno-restrict']
+            words = command['command'].split()
+            flags = [flag for flag in words if re.match('-[Wf]', flag) and flag not in DESK_FLAGS]
+            standard = next(word for word in words if word.startswith('-std='))
         elif source.startswith('tests/') and not source.startswith(DESK_ONLY):
             tests.append(source)
 
@@ -106,13 +148,19 @@ def main(blueprint, compile_commands):
     for name in ('libKestrix', 'libKestrix_static'):
         faults += differences(f'a source of {name}', whole_list(modules, name, 'srcs'), library)
         own = [flag for flag in whole_list(modules, name, 'cflags') if re.match('-[Wf]', flag)]
-        faults += differences(f'a flag of {name}', own, [flag for flag in flags if flag != '-fPIC'])
+        faults += differences(f'a flag of {name}', own, flags)
     faults += differences('a source of KestrixTests', whole_list(modules, 'KestrixTests', 'srcs'), tests)
     faults += differences('a warning of KestrixTests', warnings(whole_list(modules, 'KestrixTests', 'cflags')),
                           warnings(flags))
+    with open('cmake/KestrixTargets.cmake', encoding='utf-8') as file:
+        linked = re.search(r'set\(libraries ([^)]*)\)', file.read()).group(1).split()
+    faults += differences('a library', whole_list(modules, 'libKestrix', 'shared_libs'),
+                          [LIBRARIES[name] for name in linked])
+    if modules['Kestrix_flags'].get('cpp_std', '').partition('++')[2] != standard.partition('++')[2]:
+        faults.append(f'cpp_std: not the standard of CMake, {standard}')
     for module in modules.values():
-        files = [module[key] for key in ('src', 'version_script') if key in module]
-        faults += [f'{file}: named in Android.bp, but not there' for file in files if not os.path.exists(file)]
+        faults += property_faults(module)
+        faults += file_faults(module)
         for key in ('defaults', 'required', 'static_libs'):
             faults += [f'{name}: a module that {module["name"]} needs, but not there'
                        for name in module.get(key, []) if name not in modules]
