@@ -60,3 +60,12 @@ TEST(CheckVariableParam, FillsOneOccurrenceForEachRecord) {
   EXPECT_TRUE(engine.checkVariableParam(rule) && engine.checkVariableParam(late));
   EXPECT_EQ((Texts{"rules 0 r [1-1] [1] v_x=3 1", "rules 0 r [1-2] [1] v_x=3 1"}), RuleTexts({rule, late}));
 }
+
+TEST(CheckVariableParam, FillsNoTextPastItsLimit) {
+  Engine engine;
+  engine.setParamRecord("a.v_x", {0, std::string(1000, 'x') + "@{a.v_x}@"}, 0);
+  FeatureRule rule;
+  rule.keyWords = "@{a.v_x}@";
+  for (int line = 0; line < 100; ++line) EXPECT_FALSE(engine.checkVariableParam(rule));
+  EXPECT_EQ(66009u, rule.keyWords.size()) << "the first size over 64 KiB";
+}

@@ -2,8 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <thread>
 
 #include "tests/support/temp_dir.h"
 
@@ -135,6 +139,35 @@ TEST(Loading, EndsAtTheSizeLimitAndClosesItsDescriptor) {
     for (const std::string& content : {byName, byFd, buffer.str()}) EXPECT_EQ(fits ? size : 3, content.size());
     EXPECT_EQ(nextFd, NextFd()) << "a descriptor stayed open";
   }
+}
+
+TEST(Loading, LeavesNoDescriptorToOtherPrograms) {
+  const int fd = FileUtil::GetFileFd("/dev/null");
+  EXPECT_EQ(FD_CLOEXEC, fcntl(fd, F_GETFD));
+  close(fd);
+}
+
+TEST(Loading, GoesOnBehindASignal) {
+  const TempDir dir;
+  const std::string path = dir.path("pipe");
+  ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+  struct sigaction handler = {};
+  handler.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &handler, nullptr);
+  const int writer = open(path.c_str(), O_RDWR);
+  std::string content;
+  bool isRead = false;
+  std::thread reader([&] { isRead = FileUtil::LoadStringFromFile(path, content); });
+  // One of the signals meets the read that waits for the writer.
+  for (int i = 0; i < 50; ++i) {
+    usleep(1000);
+    pthread_kill(reader.native_handle(), SIGUSR1);
+  }
+  EXPECT_EQ(1, write(writer, "x", 1));
+  close(writer);
+  reader.join();
+  EXPECT_TRUE(isRead);
+  EXPECT_EQ("x", content);
 }
 
 TEST(GetTrace, EndsAtEmptyLinesMissesAndLimits) {
