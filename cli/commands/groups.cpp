@@ -121,7 +121,8 @@ void PrintStability(const std::vector<Group>& groups) {
   for (const Variant& variant : variants) {
     std::cout << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
   }
-  std::set<std::vector<std::string>> shown;  // what one kind of token parts is parted by all of them, too
+  std::set<std::vector<std::string>>
+      shown;  // a pair that one mask merges is merged by "all of these" too: once is enough
   for (const Variant& variant : variants) {
     for (const Merging& merging : variant.merging) {
       if (!shown.insert(merging.values).second) continue;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// The texts of the help, for other forms of them.
+// Reads commands, values and choices back out of CLI11, for the manual page and the completion script.
 
 // The commands of the program, in the order of its help.
 std::vector<const CLI::App*> CommandsOf(const CLI::App& program);

@@ -165,7 +165,7 @@ enum class FrameFate {
   kKept,
   kIgnored,         // for the name of a library or function in it
   kIgnoredButKept,  // ditto, but its whole block is
-  kBeforePanic,     // all of its block is ignored, and this stands before where the block is made to begin
+  kBeforePanic,     // all of its block is noise, and this precedes the first panic, dumper or scheduler frame: the cut
   kCut,             // by the limit of lines
   kHeading,         // opens a block: replaced by the plain name of its exception
   kCutHeading,      // as kHeading, and cut by the limit of lines

@@ -20,7 +20,7 @@ struct ReplayOptions {
   bool checkPath = false;
 };
 
-// The results of Analyze as a worker hands them over, and what they are at the other end.
+// Packs a result map into worker fields (key, value, key, value, ...), and unpacks it.
 Fields AnalyzeToFields(const LogRun& run);
 LogResult ResultOf(const Reply& reply);
 

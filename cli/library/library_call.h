@@ -22,9 +22,9 @@ struct RuleDir {
 // The reason when the standard library ends the process: it aborts instead of throwing in code without exceptions.
 inline constexpr char kAnalysisAborted[] = "the analysis was aborted, most likely by an invalid regular expression";
 
-// Runs `call`, which enters the library. When the library comes upon rules over which it would end the device's
-// process, the program ends with status 2 and one line that begins with `where()`: a rule file, or a place in one and
-// what was tried there.
+// Runs `call`, which enters the library. If the library throws or aborts, where a device process would end, the program
+// prints "`where()`: reason" and ends with status 2; `where` names a rule file, or a place in one and what was tried
+// there.
 void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::function<std::string()> where);
 
 // Kestrix::analysis, told to `observer`, which may be null. Throws a std::exception, after which the process should not
