@@ -10,8 +10,8 @@
 namespace {
 
 // A place to name in a message.
-std::string LineOf(const JsonFile& file, Span span) {
-  return "line " + std::to_string(LineIndex(file.text).placeOf(span.begin).line);
+std::string LineOf(const LineIndex& lines, Span span) {
+  return "line " + std::to_string(lines.placeOf(span.begin).line);
 }
 
 // The directory is part of the expression of the path test.
@@ -58,13 +58,14 @@ void CheckSection(const RuleModel& model, const PlacedId& id, Findings& findings
 
 // Compares each id with those that are taken before it.
 void CheckAgainstEarlier(const RuleModel& model, Findings& findings) {
+  const LineIndex lines(model.matchFile.text);
   std::vector<const PlacedId*> earlier;
   for (const PlacedEntry& entry : model.entries) {
     const size_t entryBegin = earlier.size();
     for (const PlacedId& id : entry.ids) {
       for (size_t i = 0; i < earlier.size(); ++i) {
         const PlacedId& other = *earlier[i];
-        const std::string whose = Quoted(other.id) + " in " + LineOf(model.matchFile, other.span);
+        const std::string whose = Quoted(other.id) + " in " + LineOf(lines, other.span);
         if (other.id == id.id) {
           findings.add(Code::kFeatureIdRepeated, model.matchFile, id.span,
                        "feature id " + whose + " is taken before this one");
