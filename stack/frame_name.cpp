@@ -84,8 +84,8 @@ std::optional<std::string_view> JavaFrameInParentheses(std::string_view line) {
 std::optional<std::string_view> JavaFrame(std::string_view line) { return Behind(line, 0, "at "); }
 
 std::optional<std::string_view> NativeFrameWithOffset(std::string_view line) {
-  // An expression would go on to the next "#" of the same line when the first one has no offset behind it, but what has
-  // none behind the first has none behind a later one either.
+  // A backtracking engine would try the next "#" of the line. That cannot succeed: what follows it is the end of what
+  // has just been searched.
   for (auto rest = BehindProgramCounter(line); rest; rest = BehindProgramCounter(line)) {
     if (const auto frame = UpToLastOffset(*rest)) return frame;
     line.remove_prefix(static_cast<size_t>(rest->data() - line.data()) + rest->size());

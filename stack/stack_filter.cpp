@@ -1,5 +1,5 @@
-// The filter works on views of the trace's lines, without their tabs and in file order. The functions that take frame
-// stacks, whose top is the last line, are given the same in that form.
+// The filter works on views of the trace's lines, without their tabs and in file order. The std::stack overloads of the
+// public interface convert to this form first; the top of such a stack is the last line.
 
 #include <algorithm>
 #include <span>
@@ -14,8 +14,8 @@
 namespace {
 
 constexpr size_t kMaxLines = 30;          // lines of a filtered stack
-constexpr size_t kLongEnd = 28;           // of which so many stand before or behind the cut...
-constexpr size_t kShortEnd = 2;           // ...and so many on its other side
+constexpr size_t kLongEnd = 28;           // lines kept on the favoured side of the cut
+constexpr size_t kShortEnd = 2;           // lines kept on the other side
 constexpr unsigned long kMinIgnored = 3;  // lines that stay of a part whose frames are all ignored
 
 using Block = std::vector<std::string>;

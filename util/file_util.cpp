@@ -16,7 +16,7 @@ static_assert(PATH_MAX == 4096, "a path has at most 4095 bytes and the ending ze
 
 bool HasLegalLength(const std::string& path) { return !path.empty() && path.size() < PATH_MAX; }
 
-// Opening does not wait: for a pipe that nobody writes to that could be for ever. Reading then waits as ever.
+// O_NONBLOCK is for open() alone, which would otherwise wait for ever on a pipe without a writer; reads block as usual.
 int OpenForReading(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd >= 0) fcntl(fd, F_SETFL, 0);
