@@ -8,14 +8,13 @@
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
-constexpr char kStackKey[] = "STACK";
-constexpr char kFingerprintKey[] = "FINGERPRINT";
-
 // Keys with a meaning of their own.
-constexpr const char* kKnownKeys[] = {kStackKey, kFingerprintKey, kReasonKey, "FST_FRAME", "SEC_FRAME", "LAST_FRAME"};
+constexpr const char* kKnownKeys[] = {kStackKey,     kFingerprintKey, kReasonKey,
+                                      kFrameKeys[0], kFrameKeys[1],   kFrameKeys[2]};
 
 // A key without what two spellings of it may differ in.
 std::string Plain(const std::string& key) {

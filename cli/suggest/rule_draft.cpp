@@ -8,6 +8,7 @@
 #include "cli/check/checks.h"
 #include "cli/output/json_text.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ namespace {
 constexpr char kDirectory[] = "/data";
 constexpr char kAnyFile[] = ".*";
 
-constexpr std::string_view kFilterKeys[] = {"STACK", "FINGERPRINT", "FST_FRAME", "SEC_FRAME", "LAST_FRAME"};
+constexpr std::string_view kFilterKeys[] = {kStackKey, kFingerprintKey, kFrameKeys[0], kFrameKeys[1], kFrameKeys[2]};
 
 std::string UpperCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
