@@ -3,16 +3,21 @@
 
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/help_texts.h"
+#include "cli/output/terminal.h"
+#include "cli/rule_files/spelling.h"
 
 namespace {
 
 using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
-    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff, AddExplain,
-    AddGroups,  AddInit,  AddLsp,   AddMan,        AddSuggest,  AddTest,
+    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff,    AddExplain,
+    AddGroups,  AddHelp,  AddInit,  AddLsp,        AddMan,      AddSuggest, AddTest,
 };
 
 // A standard stream that was closed when the program started would be taken by the next file that is opened. One that
@@ -24,8 +29,23 @@ void OpenStandardStreams() {
   }
 }
 
-std::string UsageError(const CLI::App* /*program*/, const CLI::Error& error) {
-  return std::string("kestrix: ") + error.what() + "; kestrix --help shows the usage\n";
+std::string UnknownCommand(const CLI::App& program, const std::string& name) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : CommandsOf(program)) names.push_back(command->get_name());
+  return "there is no command " + Quoted(name) + DidYouMean(NearestTo(name, names));
+}
+
+// What is wrong with the command line, and which help describes it.
+std::string UsageError(const CLI::App* program, const CLI::Error& error) {
+  const std::vector<CLI::App*> commands = program->get_subcommands();
+  const std::vector<std::string> extras = program->remaining(true);
+  std::string reason = error.what();
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !extras.empty()) {
+    reason = "not expected: " + Listed(extras);
+    if (commands.empty() && !extras[0].starts_with('-')) reason = UnknownCommand(*program, extras[0]);
+  }
+  const std::string command = commands.empty() ? "" : " " + commands[0]->get_name();
+  return "kestrix: " + LineForPeople(reason) + "; kestrix" + command + " --help shows the usage\n";
 }
 
 }  // namespace
@@ -47,7 +67,7 @@ int main(int argc, char** argv) {
       return program.exit(error) == 0 ? kSuccess : kBadInput;
     }
   } catch (const std::exception& error) {
-    std::cerr << "kestrix: " << error.what() << '\n';
+    std::cerr << "kestrix: " << LineForPeople(error.what()) << '\n';
     return kBadInput;
   }
   if (!std::cout.flush()) {

@@ -13,6 +13,7 @@
 #include "cli/output/json_text.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
+#include "cli/rule_files/event_types.h"
 #include "entry/kestrix.h"
 #include "rules/rule_syntax.h"
 
@@ -46,6 +47,7 @@ void PrintJson(const Result& result) {
 ExitStatus Run(const Options& options) {
   const std::string log = CheckedLogPath(options.log);
   CheckRuleFiles(options.configDir);
+  CheckEventType(options.eventType, options.configDir);
   PrepareLibrary(options.checkPath);
   if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   Result result;

@@ -16,6 +16,7 @@ void AddCoverage(CLI::App& program, ExitStatus& status);
 void AddDiff(CLI::App& program, ExitStatus& status);
 void AddExplain(CLI::App& program, ExitStatus& status);
 void AddGroups(CLI::App& program, ExitStatus& status);
+void AddHelp(CLI::App& program, ExitStatus& status);
 void AddInit(CLI::App& program, ExitStatus& status);
 void AddLsp(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);

@@ -9,6 +9,7 @@
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/output_file.h"
+#include "cli/rule_files/event_types.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ ExitStatus Run(const Options& options) {
   Question question = options.question;
   CheckReadableFile(question.logName);
   CheckRuleFiles(question.configDir);
+  CheckEventType(question.eventType, question.configDir);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
   if (options.line > 0) question.line = options.line;
   PrepareLibrary(question.hasPathTests);

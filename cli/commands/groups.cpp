@@ -16,6 +16,7 @@
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/stability.h"
 #include "cli/library/input.h"
+#include "cli/library/no_fingerprint.h"
 #include "cli/output/json_text.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
@@ -31,6 +32,7 @@ struct Options {
 };
 
 constexpr size_t kTopFrames = 3;
+constexpr size_t kMaxComplaints = 10;  // about single lines
 
 constexpr char kExample[] =
     "Example:\n"
@@ -43,6 +45,7 @@ struct Input {
   GroupTable table;
   size_t grouped = 0;  // logs
   size_t without = 0;  // the key
+  size_t empty = 0;    // stacks, whose fingerprint is none
   size_t failed = 0;
   size_t unreadable = 0;  // lines
 };
@@ -60,7 +63,9 @@ bool AddLine(const std::string& line, const Options& options, Input& input) {
   if (!results.isObject()) return false;
   const Json::Value& value = results[options.key];
   const Json::Value& stack = results[kStackKey];
-  if (value.isString()) {
+  if (options.key == kFingerprintKey && value == Json::Value(kNoFingerprint)) {
+    ++input.empty;
+  } else if (value.isString()) {
     input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "");
     ++input.grouped;
   } else {
@@ -74,7 +79,7 @@ void AddLines(std::istream& stream, const std::string& name, const Options& opti
   for (std::string line; std::getline(stream, line);) {
     ++number;
     if (line.empty() || AddLine(line, options, input)) continue;
-    ++input.unreadable;
+    if (++input.unreadable > kMaxComplaints) continue;
     std::cerr << "kestrix: " << name << ":" << number << ": not a line of kestrix batch\n";
   }
 }
@@ -84,6 +89,7 @@ Input Read(const Options& options) {
   for (const std::string& file : options.files) {
     if (file == "-") {
       AddLines(std::cin, "standard input", options, input);
+      if (std::ferror(stdin) != 0) throw InputError("standard input", std::generic_category().message(errno));
       continue;
     }
     std::error_code ignored;
@@ -91,6 +97,10 @@ Input Read(const Options& options) {
     std::ifstream stream(file, std::ios::binary);
     if (isFolder || !stream) throw InputError(file, std::generic_category().message(isFolder ? EISDIR : errno));
     AddLines(stream, file, options, input);
+  }
+  if (input.unreadable > kMaxComplaints) {
+    std::cerr << "kestrix: and " << Counted(input.unreadable - kMaxComplaints, "more line")
+              << " not of kestrix batch\n";
   }
   return input;
 }
@@ -146,7 +156,11 @@ void PrintAsText(const std::vector<Group>& groups, const Input& input, const Opt
     if (group.count > 1) std::cout << indent << "last: " << LineForPeople(group.last) << '\n';
   }
   std::cout << Counted(groups.size(), "group") << " of " << Counted(input.grouped, "log") << "; " << input.without
-            << " without " << options.key << ", " << input.failed << " failed\n";
+            << " without " << LineForPeople(options.key) << ", " << input.failed << " failed";
+  if (input.empty > 0) {
+    std::cout << ", " << input.empty << " with an empty stack, whose FINGERPRINT \"" << kNoFingerprint << "\" is none";
+  }
+  std::cout << '\n';
   if (options.stability) PrintStability(groups);
 }
 
@@ -173,6 +187,7 @@ void PrintAsJson(const std::vector<Group>& groups, const Input& input, const Opt
   root["logs"] = JsonNumber(input.grouped);
   root["without"] = JsonNumber(input.without);
   root["failed"] = JsonNumber(input.failed);
+  root["emptyStacks"] = JsonNumber(input.empty);
   root["groups"] = Json::arrayValue;
   for (const Group& group : groups) {
     Json::Value item;

@@ -17,6 +17,7 @@
 #include "cli/library/library_call.h"
 #include "cli/output/side_by_side.h"
 #include "cli/output/terminal.h"
+#include "cli/rule_files/event_types.h"
 
 namespace {
 
@@ -120,6 +121,7 @@ std::vector<CaseOutcome> Test(const std::vector<GoldenCase>& cases, const Option
   }
   const auto analyze = [](const LogRun& run) {
     CheckRuleFiles(run.config);
+    CheckEventType(run.log.event, run.config);
     return AnalyzeToFields(run);
   };
   std::map<size_t, std::string> differingKeys;
@@ -128,8 +130,12 @@ std::vector<CaseOutcome> Test(const std::vector<GoldenCase>& cases, const Option
     CaseOutcome& outcome = outcomes[index] = Judge(cases[index], actual, options, inColour);
     if (outcome.fault.empty() || !actual.fault.empty()) return;
     if (options.update) {
-      UpdateExpected(cases[index], actual.results);
-      outcome.isUpdated = true;
+      try {
+        UpdateExpected(cases[index], actual.results);
+        outcome.isUpdated = true;
+      } catch (const InputError& error) {  // the other cases go on
+        outcome.fault = error.what();
+      }
     } else if (cases[index].expected) {
       differingKeys[index] = Differences(*cases[index].expected, actual.results)[0];
     }

@@ -94,8 +94,8 @@ void RunTeller::onLine(std::string_view line, size_t offset, LineFate fate) {
   ++run().lines[static_cast<size_t>(fate)];
   run().lastLine = current_;
   at_ = fate == LineFate::kSpanned ? At::kParams : At::kRules;
-  triedRule_ = fate == LineFate::kSpanned ? selecting_ : 0;
-  triedParam_.clear();
+  triedRule_ = 0;
+  if (fate == LineFate::kSpanned) tryParams(*live_[selecting_].rule, selecting_);
   if (story_.askedLine == current_.number) askAboutLine(fate);
 }
 
@@ -131,13 +131,21 @@ void RunTeller::onRule(const FeatureRule& rule, RuleOutcome outcome) {
     judgeMiss(live_[index], index, outcome, rule);
     return;
   }
-  at_ = At::kParams;
   selecting_ = index;
-  triedRule_ = index;
+  tryParams(rule, index);
   run().lastMatch = current_;
   selected_ = run().rules[index].selected.add({current_, {}});
   note(index, VerdictKind::kSelects, std::nullopt, [] { return "selects the line"; });
   judgeTaken(index);
+}
+
+// The parameters of a rule are tried next. Their keys are copied: when an invalid expression ends the run, the rule is
+// gone before anybody asks what was tried.
+void RunTeller::tryParams(const FeatureRule& rule, size_t index) {
+  at_ = At::kParams;
+  triedRule_ = index;
+  paramsToTry_.clear();
+  for (const auto& param : rule.params) paramsToTry_.insert(param.first);
 }
 
 // Why a rule does not select the current line. `rule` is its current form, or a copy with variables filled.
@@ -222,7 +230,7 @@ bool RunTeller::hasVariable(const FeatureRule& rule) const {
 // --- What is taken ---
 
 void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value) {
-  triedParam_ = key;
+  paramsToTry_.erase(key);
   const std::string& pattern = rule.params.at(key);
   const bool isStack = IsStackPattern(pattern);
   if (value == nullptr) ++run().rules[selecting_].failedParams;
@@ -332,13 +340,9 @@ std::string RunTeller::whatIsTried() const {
 std::string RunTeller::whatIsScanned() const {
   size_t index = triedRule_;
   while (index < live_.size() && live_[index].rule == nullptr) ++index;
-  if (index == live_.size()) return story_.runs.back().logPath;
+  if (index == live_.size()) return story_.logName;
   std::string what = "its keywords";
-  if (at_ == At::kParams) {
-    const auto& params = live_[index].rule->params;
-    const auto next = triedParam_.empty() ? params.begin() : params.upper_bound(triedParam_);
-    if (next != params.end()) what = "its parameter " + next->first;
-  }
+  if (at_ == At::kParams && !paramsToTry_.empty()) what = "its parameter " + *paramsToTry_.begin();
   return TextOf(story_.runs.back().rules[index].place) + ": rule " + Quoted(story_.runs.back().rules[index].name) +
          ", " + what + ", on " + LineName(current_) + " of the log";
 }
@@ -355,7 +359,7 @@ std::string RunTeller::whatIsAssembled() const {
   }
   if (left.empty()) return places_.model().assembleFile.path;
   const auto& [key, text] = *left.begin();
-  const std::vector<std::string> names = analysis_->splitAssembleParam(text);
+  const std::vector<std::string> names = Analysis(0, "", nullptr, {}).splitAssembleParam(text);
   const std::string record = contributions_.size() < names.size() ? names[contributions_.size()] : "";
   const auto maker = makers_.find(record);
   const FilePlace place = maker == makers_.end() ? places_.ofTemplate(story_.eventType, run.featureId, key)

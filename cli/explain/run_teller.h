@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -53,7 +54,7 @@ class RunTeller : public RunObserver {
 
   // A rule of the current run.
   struct Live {
-    const FeatureRule* rule;  // null once spent
+    const FeatureRule* rule;  // null once spent; not to be used when the run is over
     KeyWordDistance distance;
     Nearness nearest = {};
   };
@@ -67,6 +68,7 @@ class RunTeller : public RunObserver {
   void judgeTaken(size_t taker);
   template <typename Words>
   void note(size_t index, VerdictKind kind, std::optional<Nearness> nearness, Words why);
+  void tryParams(const FeatureRule& rule, size_t index);
   bool keyWordsWouldDo(Live& live, const FeatureRule& rule);
   KeyWordDistance& distanceOf(Live& live, const FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
@@ -79,7 +81,7 @@ class RunTeller : public RunObserver {
 
   Story& story_;
   const RulePlaces& places_;
-  const Analysis* analysis_ = nullptr;
+  const Analysis* analysis_ = nullptr;                  // good while it runs
   std::map<const FeatureRule*, FilePlace> rulePlaces_;  // of all runs: a feature that runs twice keeps its rules
   std::vector<Live> live_;
   std::map<const FeatureRule*, size_t> indexes_;
@@ -97,7 +99,7 @@ class RunTeller : public RunObserver {
   enum class At { kRules, kParams, kTemplates };
   At at_ = At::kRules;
   size_t triedRule_ = 0;
-  std::string triedParam_;  // the last one that is done with
+  std::set<std::string> paramsToTry_;  // keys, the next one first
 };
 
 #endif  // CLI_EXPLAIN_RUN_TELLER_H

@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "cli/explain/print_story.h"
+#include "cli/library/no_fingerprint.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"
@@ -123,12 +124,12 @@ class TextWriter {
     printHeading("Feature ids");
     for (const EntryStory& entry : story_.entries) {
       if (!entry.why.empty()) {
-        out_ << "  " << paint(kBad, "refused") << " entry " << Shown(entry.key) << " (" << TextOf(entry.place)
-             << "): " << LineForPeople(entry.why) << '\n';
+        out_ << "  " << paint(kBad, "refused") << " entry " << Shown(entry.key) << " ("
+             << LineForPeople(TextOf(entry.place)) << "): " << LineForPeople(entry.why) << '\n';
       }
       for (const IdStory& id : entry.ids) {
         out_ << "  " << (id.isTaken ? paint(kGood, "taken  ") : paint(kBad, "refused")) << ' ' << Shown(id.id) << " ("
-             << TextOf(id.place) << "): " << LineForPeople(id.why) << '\n';
+             << LineForPeople(TextOf(id.place)) << "): " << LineForPeople(id.why) << '\n';
       }
     }
     if (story_.runs.empty()) {
@@ -141,7 +142,7 @@ class TextWriter {
   }
 
   void printRunHead(const RunStory& run) {
-    printHeading("Run of " + Shown(run.featureId) + " (" + TextOf(run.place) + ")");
+    printHeading("Run of " + Shown(run.featureId) + " (" + LineForPeople(TextOf(run.place)) + ")");
     if (!run.isReadable) {
       out_ << "  the library cannot read " << Shown(run.logPath) << '\n';
       return;
@@ -161,7 +162,7 @@ class TextWriter {
 
   void printRule(const RunStory& run, const RuleStory& rule, size_t lines) {
     const bool fired = rule.selected.count > 0;
-    out_ << "\n  " << paint(kHeading, "rule " + Shown(rule.name)) << " (" << TextOf(rule.place) << "): "
+    out_ << "\n  " << paint(kHeading, "rule " + Shown(rule.name)) << " (" << LineForPeople(TextOf(rule.place)) << "): "
          << (fired ? paint(kGood, "selected " + Counted(rule.selected.count, "line")) : paint(kBad, "never fired"));
     if (rule.spentAt.number > 0) out_ << ", spent at line " << rule.spentAt.number;
     if (rule.failedParams > 0) out_ << ", " << Counted(rule.failedParams, "parameter") << " not found";
@@ -213,7 +214,7 @@ class TextWriter {
       const RuleStory& rule = run.rules[i];
       if (!story_.askedRule.empty() && rule.name != story_.askedRule) continue;
       const Verdict& verdict = run.asked->verdicts[i].verdict;
-      out_ << "  rule " << Shown(rule.name) << " (" << TextOf(rule.place)
+      out_ << "  rule " << Shown(rule.name) << " (" << LineForPeople(TextOf(rule.place))
            << "): " << paint(verdict.kind == VerdictKind::kSelects ? kGood : kBad, LineForPeople(verdict.why)) << '\n';
     }
   }
@@ -234,7 +235,7 @@ class TextWriter {
   }
 
   void printTemplate(const TemplateStory& told) {
-    out_ << "    " << Shown(told.key) << " (" << TextOf(told.place) << "): " << Shown(told.text);
+    out_ << "    " << Shown(told.key) << " (" << LineForPeople(TextOf(told.place)) << "): " << Shown(told.text);
     if (told.value.empty()) {
       out_ << ", " << paint(kBad, "empty, so there is no such key");
     } else if (!told.lostTo.empty()) {
@@ -268,7 +269,10 @@ class TextWriter {
     }
     for (const auto& [key, giver] : stack.named) out_ << "  " << key << " is set by the " << giver << '\n';
     const auto fingerprint = story_.result.find(kFingerprintKey);
-    if (fingerprint != story_.result.end()) out_ << "  fingerprint " << fingerprint->second << '\n';
+    if (fingerprint == story_.result.end()) return;
+    const bool isNone = fingerprint->second == kNoFingerprint;
+    out_ << "  fingerprint " << Shown(fingerprint->second) << (isNone ? ": none, nothing is left of the stack" : "")
+         << '\n';
   }
 
   void printFrame(const FrameStory& frame) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/library/no_fingerprint.h"
 #include "stack/stack_tables.h"
 
 namespace {
@@ -53,7 +54,10 @@ void Comparison::addKeys(const std::string& path, const TextMap& before, const T
 void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
   const std::string from = ValueOf(before, kFingerprintKey);
   const std::string to = ValueOf(after, kFingerprintKey);
-  if (from.empty() || to.empty()) return;
+  const auto isNone = [](const std::string& fingerprint) {
+    return fingerprint.empty() || fingerprint == kNoFingerprint;
+  };
+  if (isNone(from) || isNone(to)) return;
   GroupStep& step = steps_[{from, to}];
   if (step.count == 0) step = {from, to, 0, path, ValueOf(before, kStackKey), ValueOf(after, kStackKey)};
   ++step.count;

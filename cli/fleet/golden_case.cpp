@@ -44,6 +44,7 @@ GoldenCase Read(const std::string& path, const std::string& configDir) {
   golden.path = path;
   golden.run = {{path + "/log.txt", "", ""}, configDir};
   try {
+    if (!fs::exists(path + "/log.txt")) throw InputError(path, "has no log.txt");
     const std::string event = TextOf(path + "/event");
     golden.run.log.event = event.substr(0, event.find_last_not_of("\r\n") + 1);
     if (fs::is_directory(path + "/rules")) golden.run.config = path + "/rules";
@@ -55,8 +56,14 @@ GoldenCase Read(const std::string& path, const std::string& configDir) {
   return golden;
 }
 
+// Whether it is meant to be a case, even if its log is missing or has another name.
+bool IsCase(const std::string& folder) {
+  return fs::exists(folder + "/log.txt") || fs::is_regular_file(folder + "/event") ||
+         fs::exists(folder + "/expected.json");
+}
+
 void AppendCases(const std::string& path, const std::string& configDir, std::vector<GoldenCase>& cases) {
-  if (fs::exists(path + "/log.txt")) {
+  if (IsCase(path)) {
     cases.push_back(Read(path, configDir));
     return;
   }

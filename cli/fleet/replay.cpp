@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <iostream>
 #include <optional>
+#include <set>
 #include <thread>
 
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/output/progress.h"
 #include "cli/output/terminal.h"
+#include "cli/rule_files/event_types.h"
 
 namespace {
 
@@ -49,6 +51,14 @@ std::optional<size_t> CountOf(const ReplayOptions& options) {
   return count;
 }
 
+// The event types of all rules. Throws InputError when the one that is asked for is not among them.
+std::set<std::string> KnownEventTypes(const std::string& event, const std::vector<std::string>& configs) {
+  std::set<std::string> known;
+  for (const std::string& config : configs) known.merge(EventTypesOf(config));
+  if (!event.empty() && known.count(event) == 0) throw InputError("--event", UnknownEventType(event, known));
+  return known;
+}
+
 }  // namespace
 
 Fields AnalyzeToFields(const LogRun& run) {
@@ -86,6 +96,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
             const std::function<Fields(const LogRun& run)>& analyze,
             const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {
   for (const std::string& config : configs) CheckRuleFiles(config);
+  const std::set<std::string> known = KnownEventTypes(options.logs.event, configs);
   PrepareLibrary(options.checkPath);
 
   Progress progress([&options] { return CountOf(options); });
@@ -97,6 +108,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
       const LogList::Next next = logs.next(log);
       if (next == LogList::Next::kWait) return WorkerPool::Next::kWait;
       if (next == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
+      if (log.error.empty() && known.count(log.event) == 0) log.error = UnknownEventType(log.event, known);
       nextConfig = 0;
     }
     run = {log, configs[nextConfig++]};

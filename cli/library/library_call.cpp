@@ -12,6 +12,7 @@
 
 #include "cli/output/exit_status.h"
 #include "cli/output/output_file.h"
+#include "cli/output/terminal.h"
 #include "entry/observed_kestrix.h"
 #include "rules/rule_syntax.h"
 
@@ -21,7 +22,7 @@ std::function<std::string()> abortPlace;
 
 // Ends at once: what the library held when it was left cannot be cleaned up.
 [[noreturn]] void EndWith(const std::string& reason) {
-  WriteAll(STDERR_FILENO, "kestrix: " + reason + "\n");
+  WriteAll(STDERR_FILENO, "kestrix: " + LineForPeople(reason) + "\n");
   _exit(kBadInput);
 }
 

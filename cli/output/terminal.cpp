@@ -26,6 +26,10 @@ std::string LineForPeople(std::string_view line) {
   std::string text = ValidUtf8(line.substr(first, line.find_last_not_of('\r') - first + 1));
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c != '\t' && (c < ' ' || c == 0x7f); }, '?');
+  // U+0080 to U+009F are control characters, too.
+  for (size_t at = text.find('\xc2'); at != std::string::npos; at = text.find('\xc2', at + 1)) {
+    if (static_cast<unsigned char>(text[at + 1]) < 0xa0) text.replace(at, 2, "?");
+  }
   return text;
 }
 
@@ -40,10 +44,11 @@ void PrintResult(const std::map<std::string, std::string>& result, std::ostream&
   for (const auto& [key, value] : result) width = std::max(width, key.size());
   for (const auto& [key, value] : result) {
     if (value.find('\n') == std::string::npos) {
-      out << std::left << std::setw(static_cast<int>(width)) << key << "  " << LineForPeople(value) << '\n';
+      out << std::left << std::setw(static_cast<int>(width)) << LineForPeople(key) << "  " << LineForPeople(value)
+          << '\n';
       continue;
     }
-    out << key << '\n';
+    out << LineForPeople(key) << '\n';
     std::istringstream lines(value);
     for (std::string line; std::getline(lines, line);) out << "    " << LineForPeople(line) << '\n';
   }

@@ -53,3 +53,9 @@ std::string NearestTo(std::string_view word, const std::vector<std::string>& can
 std::string DidYouMean(std::string_view suggestion) {
   return suggestion.empty() ? "" : "; did you mean " + Quoted(suggestion) + "?";
 }
+
+std::string Listed(const std::vector<std::string>& words) {
+  std::string list;
+  for (const std::string& word : words) list += (list.empty() ? "" : ", ") + word;
+  return list;
+}

@@ -11,4 +11,7 @@ std::string NearestTo(std::string_view word, const std::vector<std::string>& can
 // "; did you mean "..."?", or nothing for an empty suggestion.
 std::string DidYouMean(std::string_view suggestion);
 
+// The words, separated by ", ".
+std::string Listed(const std::vector<std::string>& words);
+
 #endif  // CLI_RULE_FILES_SPELLING_H

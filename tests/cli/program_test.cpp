@@ -104,7 +104,9 @@ TEST_F(Program, SaysInOneLineWhatIsWrong) {
     const char* line;  // how it begins
   } kCases[] = {
       {"analyze empty --event X --config rules", 1, "empty: nothing found for the event type X"},
-      {"analyze log --event Y --config rules", 1, "log: nothing found for the event type Y"},
+      {"analyze log --event Y --config rules", 2, "event type: no rule knows the event type \"Y\""},
+      {"batch log --event Y --config rules", 2, "--event: no rule knows the event type \"Y\""},
+      {"help analyse", 2, "help: there is no command \"analyse\"; did you mean \"analyze\"?"},
       {"analyze big --event X --config rules --check-path", 2, "big: is larger than 32 MiB"},
       {"analyze rules --event X --config rules", 2, "rules: is a directory"},
       {"analyze pipe --event X --config rules", 2, "pipe: is not a regular file"},
@@ -121,8 +123,8 @@ TEST_F(Program, SaysInOneLineWhatIsWrong) {
       {"analyze log --event X --config paren", 2, "paren/match_rule.json: "},
       {"analyze log --event X --config bracket", 2, "bracket/match_rule.json: "},
       {"analyze log --event X --config rules >/dev/full", 2, "standard output cannot be written"},
-      {"analyze log --event X", 2, "--config is required"},
-      {"analyse", 2, "The following argument was not expected: analyse"},
+      {"analyze log --event X", 2, "--config is required; kestrix analyze --help"},
+      {"analyse", 2, "there is no command \"analyse\"; did you mean \"analyze\"?; kestrix --help"},
       {"", 2, "A command is required"},
   };
   for (const auto& c : kCases) {
