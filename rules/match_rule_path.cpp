@@ -13,8 +13,8 @@ std::string WithSlash(std::string path) {
   return path;
 }
 
-// The path that one "subcataLog" alternative leads to: the whole of `logPath` as soon as a segment's expression, read
-// behind the directory reached so far, matches it; else the directory and the segments as they are written.
+}  // namespace
+
 std::string FollowSegments(const std::string& logPath, const std::string& dir, const std::string& alternative) {
   std::vector<std::string> segments;
   StringUtil::SplitStr(alternative, std::string(kPathSeparator), segments, false, false);
@@ -26,8 +26,6 @@ std::string FollowSegments(const std::string& logPath, const std::string& dir, c
   path.pop_back();
   return path;
 }
-
-}  // namespace
 
 bool MatchRule::isFeatureMatched(const std::string& eventType, const std::string& featureId) const {
   return EventTypeOf(featureId) == eventType;

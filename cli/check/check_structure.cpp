@@ -1,4 +1,5 @@
-#include <algorithm>
+#include <string_view>
+#include <unordered_map>
 
 #include "cli/check/checks.h"
 #include "cli/output/lines.h"
@@ -15,21 +16,28 @@ std::string_view NameOf(Kind kind) {
   return kNames[static_cast<size_t>(kind)];
 }
 
+// `text` without the characters that nobody sees.
+std::string WithoutInvisible(std::string text) {
+  for (const std::string_view bytes :
+       {"\xc2\xa0", "\xc2\xad", "\xe2\x80\x8b", "\xe2\x80\x8c", "\xe2\x80\x8d", "\xe2\x81\xa0", "\xef\xbb\xbf"}) {
+    for (size_t pos = text.find(bytes); pos != std::string::npos; pos = text.find(bytes, pos)) {
+      text.erase(pos, bytes.size());
+    }
+  }
+  return text;
+}
+
 class StructureCheck {
  public:
   StructureCheck(const JsonFile& file, Findings& findings) : file_(file), findings_(findings) {}
 
   // `key`: of the member that holds the object.
   void checkObject(const JsonNode& object, ObjectKind kind, Span key) {
+    std::unordered_map<std::string_view, const JsonMember*> known;
     for (const JsonMember& member : object.members) {
-      const JsonMember* first = &*std::find_if(object.members.begin(), object.members.end(),
-                                               [&](const JsonMember& m) { return m.key.text == member.key.text; });
-      if (first != &member) {
-        add(Code::kDuplicateMember, member.keySpan,
-            "duplicate member " + Quoted(member.key.text) + ": it replaces the one in line " +
-                std::to_string(lines_.placeOf(first->keySpan.begin).line));
-      }
-      if (object.find(member.key.text) == &member) checkMember(object, member, kind);
+      const auto [first, isNew] = known.try_emplace(member.key.text, &member);
+      if (!isNew) addDuplicate(member, *first->second);
+      if (member.isRead) checkMember(object, member, kind);
     }
     for (const MemberRow& row : AllMemberRows()) {
       if (row.object == kind && row.isRequired && object.find(row.name) == nullptr) {
@@ -43,14 +51,42 @@ class StructureCheck {
     return findings_.add(code, file_, span, std::move(message));
   }
 
+  // Whole objects and lists are lost for good, as are feature ids; of a value another one is left.
+  void addDuplicate(const JsonMember& member, const JsonMember& first) {
+    Finding& finding = add(Code::kDuplicateMember, member.keySpan,
+                           "duplicate member " + Quoted(member.key.text) + ": it replaces the one in line " +
+                               std::to_string(lines_.placeOf(first.keySpan.begin).line));
+    const Kind lost = first.value.kind;
+    if (lost == Kind::kObject || lost == Kind::kArray || member.key.text == "featureId") {
+      finding.severity = Severity::kError;
+    }
+  }
+
+  void addUnknown(const JsonNode& object, const JsonMember& member, ObjectKind kind) {
+    const std::string& name = member.key.text;
+    const std::string visible = WithoutInvisible(name);
+    const bool isInvisible = visible != name && FindMemberRow(kind, visible) != nullptr;
+    std::string meant = isInvisible ? visible : MeantName(kind, name);
+    if (!meant.empty() && object.find(meant) != nullptr) meant.clear();
+    Finding& finding = add(Code::kUnknownMember, member.keySpan,
+                           "unknown member " + Quoted(name) + DidYouMean(meant) +
+                               (isInvisible ? " There is an invisible character in this one" : ""));
+    if (meant.empty()) return;
+    finding.fix = Fix{member.keySpan, Quoted(meant)};
+    // Without one of these a rule still does its work, if not quite as was meant.
+    if (meant != "skip" && meant != "depend" && !meant.starts_with('$')) finding.severity = Severity::kError;
+  }
+
   void checkMember(const JsonNode& object, const JsonMember& member, ObjectKind kind) {
     const std::string& name = member.key.text;
     const MemberRow* row = FindMemberRow(kind, name);
+    if (kind == ObjectKind::kTemplates && name == kAllowMember) {
+      add(Code::kValueType, member.keySpan,
+          "all members here are results: the device process ends here; write it into the object around this one");
+      return;
+    }
     if (row == nullptr) {
-      const std::string meant = MeantName(kind, name);
-      Finding& finding =
-          add(Code::kUnknownMember, member.keySpan, "unknown member " + Quoted(name) + DidYouMean(meant));
-      if (!meant.empty()) finding.fix = Fix{member.keySpan, Quoted(meant)};
+      addUnknown(object, member, kind);
       return;
     }
     if (!row->isUsed) add(Code::kMemberUnused, member.keySpan, Quoted(name) + " is loaded, but nothing uses it");
@@ -162,7 +198,8 @@ class StructureCheck {
 
 void CheckStructure(const JsonFile& file, ObjectKind root, Findings& findings) {
   if (!file.isJson) {
-    findings.add(Code::kJsonSyntax, file, file.fault.span, "not valid JSON: " + file.fault.text);
+    Finding& finding = findings.add(Code::kJsonSyntax, file, file.fault.span, "not valid JSON: " + file.fault.text);
+    if (file.fault.cure) finding.fix = Fix{file.fault.span, *file.fault.cure};
     return;
   }
   for (const JsonRemark& oddity : file.oddities) {

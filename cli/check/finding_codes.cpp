@@ -26,6 +26,7 @@ constexpr FindingCode kCodes[] = {
     {Code::kDuplicateMember, "duplicate-member", kWarning},
     {Code::kUnknownMember, "unknown-member", kWarning},
     {Code::kMemberUnused, "member-unused", kWarning},
+    {Code::kAllowUseless, "allow-useless", kWarning},
     {Code::kArrayTooLong, "array-too-long", kError},
     // --- Frame entries ---
     {Code::kNumInRules, "num-in-rules", kError},
@@ -37,7 +38,7 @@ constexpr FindingCode kCodes[] = {
     {Code::kPathLikely, "path-unlikely", kWarning},
     // --- Feature ids ---
     {Code::kIdWithoutSection, "id-without-section", kError},
-    {Code::kSectionUnused, "section-unused", kWarning},
+    {Code::kSectionUnused, "section-unused", kError},
     {Code::kFeatureIdRepeated, "feature-id-repeated", kWarning},
     {Code::kEventTypeRepeated, "event-type-repeated", kWarning},
     {Code::kPriorityTie, "priority-tie", kWarning},

@@ -23,6 +23,7 @@ enum class Code {
   kDuplicateMember,
   kUnknownMember,
   kMemberUnused,
+  kAllowUseless,
   kArrayTooLong,
   kNumInRules,
   kNumberNegative,

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/check/finding_codes.h"
@@ -29,6 +30,8 @@ class Findings {
  public:
   // With the severity of its code. The reference is good until the next call, for a severity of its own or a fix.
   Finding& add(Code code, const JsonFile& file, Span span, std::string message);
+
+  void add(Finding finding) { findings_.push_back(std::move(finding)); }
 
   // In the order of their places, those of the match file first.
   std::vector<Finding> sorted(const JsonFile& matchFile) const;

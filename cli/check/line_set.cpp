@@ -37,30 +37,41 @@ std::string SampleOf(const RegexNode& node) {
   }
 }
 
+// True for a tree without conditions on what stands around: what SampleOf says of it is true.
+bool IsPlain(const RegexNode& node) {
+  if (node.kind == Kind::kByte && (node.bytes.none() || (node.bytes.count() == 1 && node.bytes['\n']))) return false;
+  const bool isPlain = node.kind == Kind::kByte || node.kind == Kind::kChoice || node.kind == Kind::kRepeat ||
+                       node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup;
+  return isPlain && std::all_of(node.parts.begin(), node.parts.end(), IsPlain);
+}
+
 bool IsLine(const std::string& text) { return text.size() <= kMaxLineLen && text.find('\n') == std::string::npos; }
 
 }  // namespace
 
 LineSet::LineSet(Source source, std::string text)
     : text_(std::move(text)), source_(source), form_(source == Source::kPattern ? KeyWordForm::kRegex : FormOf(text_)) {
-  hasVariable_ = WithVariablesAs(text_, "") != text_;
+  filled_ = WithVariablesAs(text_, "");
+  hasVariable_ = filled_ != text_;
   if (form_ != KeyWordForm::kRegex) return;
   const std::string expression = source_ == Source::kPattern ? text_ : text_.substr(kRegexMark.size());
   tree_ = ReadWithVariables(expression);
   isKnown_ = tree_.has_value();
-  if (isKnown_ && !hasVariable_) regex_ = std::make_unique<Regex>(expression);
 }
 
 // Whether a line is taken, for all variables empty.
 bool LineSet::takes(const std::string& line) {
   if (form_ == KeyWordForm::kRegex) {
+    if (!isKnown_ || hasVariable_) return false;
+    if (regex_ == nullptr) {
+      regex_ = std::make_unique<Regex>(source_ == Source::kPattern ? text_ : text_.substr(kRegexMark.size()));
+    }
     Regex::Match match;
-    return regex_ != nullptr && regex_->search(line, match);
+    return regex_->search(line, match);
   }
-  const std::string filled = WithVariablesAs(text_, "");
-  if (form_ == KeyWordForm::kText) return line.find(filled) != std::string::npos;
+  if (form_ == KeyWordForm::kText) return line.find(filled_) != std::string::npos;
   const bool isAnd = form_ == KeyWordForm::kAnd;
-  std::string_view rest = filled;
+  std::string_view rest = filled_;
   size_t from = 0;
   for (std::string_view term; TakeTerm(rest, isAnd ? kAndMark : kOrMark, term);) {
     const size_t pos = line.find(term, isAnd ? from : 0);
@@ -78,8 +89,7 @@ const std::optional<std::string>& LineSet::example() {
   if (form_ == KeyWordForm::kRegex) {
     if (tree_) sample = SampleOf(tree_->root);
   } else {
-    const std::string filled = WithVariablesAs(text_, "");
-    std::string_view rest = filled;
+    std::string_view rest = filled_;
     const std::string_view mark = form_ == KeyWordForm::kOr ? kOrMark : kAndMark;
     for (std::string_view term; TakeTerm(rest, mark, term);) {
       sample += term;
@@ -87,7 +97,8 @@ const std::optional<std::string>& LineSet::example() {
       if (form_ == KeyWordForm::kOr) sample.clear();
     }
   }
-  if (IsLine(sample) && takes(sample)) {
+  const bool isSure = form_ == KeyWordForm::kRegex && tree_ && IsPlain(tree_->root);
+  if (IsLine(sample) && (isSure || takes(sample))) {
     example_ = sample;
   } else if (TextSet* set = texts()) {
     const TextFound found = FindText(

@@ -36,6 +36,7 @@ class LineSet {
   TextSet* texts();
 
   std::string text_;
+  std::string filled_;  // with empty variables
   Source source_;
   KeyWordForm form_;
   bool hasVariable_ = false;

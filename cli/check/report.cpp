@@ -175,7 +175,8 @@ void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostre
         ExcerptOf(lines.line(place.line), finding.span.begin - lineBegin, finding.span.end - lineBegin);
     out << "    " << excerpt.line << "\n    " << paint("1;32", excerpt.carets) << '\n';
     // The cure stands below what it replaces, as compilers have it.
-    if (finding.fix && !finding.fix->text.empty() && finding.fix->span.begin == finding.span.begin) {
+    if (finding.fix && finding.fix->text.find_first_not_of(' ') != std::string::npos &&
+        finding.fix->span.begin == finding.span.begin) {
       out << "    " << excerpt.carets.substr(0, excerpt.carets.find('^')) << paint("1;36", ValidUtf8(finding.fix->text))
           << '\n';
     }

@@ -2,8 +2,11 @@
 #include <sys/stat.h>
 
 #include <iostream>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/check/checks.h"
@@ -12,16 +15,25 @@
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
+#include "cli/output/utf8.h"
+#include "cli/rule_files/path_reason.h"
+#include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/schema.h"
 #include "cli/rule_files/spelling.h"
+#include "rules/match_rule.h"
 #include "rules/rule_syntax.h"
+#include "util/file_util.h"
 
 namespace {
 
 struct Options {
   std::string rules;
   std::string assembleFile;
+  std::string asFile;
+  std::string config;
+  std::string logPath;
   std::string format = "text";
   std::string why;
   std::string print;
@@ -40,32 +52,91 @@ bool IsDirectory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-std::vector<Finding> Check(const std::string& matchPath, const std::string& assemblePath, const Options& options) {
-  const JsonFile matchFile(matchPath);
-  const JsonFile assembleFile(assemblePath);
-  std::vector<Finding> sorted = CheckRules(RuleModel(matchFile, assembleFile));
-  if (options.format == "json") {
-    PrintAsJson(sorted, std::cout);
-  } else if (options.format == "sarif") {
-    PrintAsSarif(sorted, std::cout);
-  } else {
-    PrintAsText(sorted, OutputTakesColours(), std::cout);
+// Both files of a check.
+struct RuleFiles {
+  std::unique_ptr<JsonFile> match;
+  std::unique_ptr<JsonFile> assemble;
+};
+
+std::string WithoutSlashes(std::string dir) {
+  while (dir.size() > 1 && dir.ends_with('/')) dir.pop_back();
+  return dir;
+}
+
+// One file from standard input, the other one from the directory that is named, if any.
+RuleFiles FilesFromInput(const Options& options) {
+  if (options.asFile.empty()) throw CLI::ValidationError("-", "needs --as-file, to say which file this is");
+  std::string text{std::istreambuf_iterator<char>(std::cin), {}};
+  auto given = std::make_unique<JsonFile>(options.asFile, std::move(text));
+  auto other = std::make_unique<JsonFile>();
+  const std::string dir = WithoutSlashes(options.config);
+  const bool isMatch = MatchRuleFile("").ends_with(options.asFile);
+  if (!dir.empty()) other = std::make_unique<JsonFile>(isMatch ? AssembleRuleFile(dir) : MatchRuleFile(dir));
+  if (isMatch) return {std::move(given), std::move(other)};
+  return {std::move(other), std::move(given)};
+}
+
+RuleFiles FilesOf(const Options& options) {
+  if (options.rules == "-") return FilesFromInput(options);
+  std::string matchPath = options.rules;
+  std::string assemblePath = options.assembleFile;
+  if (assemblePath.empty()) {
+    const std::string dir = WithoutSlashes(options.rules);
+    if (!IsDirectory(dir)) throw InputError(dir, "is not a directory; name one, or both rule files");
+    matchPath = MatchRuleFile(dir);
+    assemblePath = AssembleRuleFile(dir);
   }
-  return sorted;
+  return {std::make_unique<JsonFile>(matchPath), std::make_unique<JsonFile>(assemblePath)};
+}
+
+// Which entries take a log at that path of the device, and why others do not.
+std::string AnswerTo(const std::string& logPath, const PlacedEntry& entry) {
+  const std::string& dirOrFile = entry.dirOrFile.text();
+  const std::string& paths = entry.subcataLog.text();
+  if (dirOrFile.empty()) return "not read: it has no \"dirOrFile\"";
+  if (entry.ids.empty()) return "not read: it has no \"featureId\"";
+  if (paths.empty()) {
+    return dirOrFile == logPath ? "takes it" : "reads " + Quoted(dirOrFile) + " instead, whatever the log's path is";
+  }
+  if (!FileUtil::IsLegalPath(logPath)) return "refuses it: the library reads no path with \"./\" in it";
+  try {
+    for (const Piece& path : PiecesOf(paths, std::string(kOrMark))) {
+      if (FollowSegments(logPath, dirOrFile, path.text) == logPath) return "takes it";
+    }
+    return "refuses it: " + WhyPathRefused(logPath, dirOrFile, paths);
+  } catch (const std::regex_error&) {
+    return "ends the device process: an expression of its path test is invalid";
+  }
+}
+
+void PrintEntriesFor(const std::string& logPath, const RuleModel& model) {
+  const LineIndex lines(model.matchFile.text);
+  std::cout << "A log at " << Quoted(ValidUtf8(logPath)) << ":\n";
+  for (const PlacedEntry& entry : model.entries) {
+    std::string ids;
+    for (const PlacedId& id : entry.ids) ids += (ids.empty() ? "" : ", ") + id.id;
+    std::cout << "  " << ValidUtf8(entry.key) << " (" << model.matchFile.path << ":"
+              << lines.placeOf(entry.keySpan.begin).line << (ids.empty() ? "" : "; ") << ValidUtf8(ids)
+              << "): " << ValidUtf8(AnswerTo(logPath, entry)) << '\n';
+  }
 }
 
 ExitStatus CheckFiles(const Options& options) {
   __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-  std::string matchPath = options.rules;
-  std::string assemblePath = options.assembleFile;
-  if (assemblePath.empty()) {
-    std::string dir = options.rules;
-    if (!IsDirectory(dir)) throw InputError(dir, "is not a directory; name one, or both rule files");
-    while (dir.ends_with('/')) dir.pop_back();
-    matchPath = MatchRuleFile(dir);
-    assemblePath = AssembleRuleFile(dir);
+  if (!options.logPath.empty() && options.format != "text") {
+    throw CLI::ValidationError("--as", "goes with the format \"text\" only");
   }
-  const std::vector<Finding> findings = Check(matchPath, assemblePath, options);
+  const RuleFiles files = FilesOf(options);
+  const RuleModel model(*files.match, *files.assemble);
+  const std::vector<Finding> findings = CheckRules(model);
+  if (options.format == "json") {
+    PrintAsJson(findings, std::cout);
+  } else if (options.format == "sarif") {
+    PrintAsSarif(findings, std::cout);
+  } else {
+    PrintAsText(findings, OutputTakesColours(), std::cout);
+  }
+  if (!options.logPath.empty()) PrintEntriesFor(options.logPath, model);
   const bool fails = CountOf(findings, Severity::kError) > 0 || (options.isStrict && !findings.empty());
   return fails ? kNegative : kSuccess;
 }
@@ -103,10 +174,21 @@ void AddCheck(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("check", "Find the mistakes in rule files");
   const auto options = std::make_shared<Options>();
   command
-      ->add_option("DIR", options->rules, "Directory of match_rule.json and assemble_rule.json, or a match rule file")
+      ->add_option("DIR", options->rules,
+                   "Directory of match_rule.json and assemble_rule.json, or a match rule file, or \"-\" for one "
+                   "rule file on standard input")
       ->type_name("");
   command->add_option("FILE", options->assembleFile, "The assemble rule file, when the first names a match rule file")
       ->type_name("");
+  command->add_option("--as-file", options->asFile, "With \"-\": which of the two files is read")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"match_rule.json", "assemble_rule.json"}));
+  command->add_option("--config", options->config, "With \"-\": the directory of the other rule file")
+      ->type_name("DIR");
+  command
+      ->add_option("--as", options->logPath,
+                   "Say which entries take a log at this path of the device, and why others do not")
+      ->type_name("PATH");
   AddFormatOption(*command, options->format, {"text", "json", "sarif"});
   command->add_flag("--strict", options->isStrict, "Let warnings count like errors");
   command->add_option("--why", options->why, "Explain the finding of this code, with a wrong and a right example")

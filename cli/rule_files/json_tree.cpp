@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <unordered_map>
 
 #include "cli/library/input.h"
 #include "rules/rule_file.h"
@@ -47,7 +49,7 @@ class JsonWalker {
  private:
   char at(size_t pos) const { return pos < text_.size() ? text_[pos] : '\0'; }
 
-  void remark(size_t begin, const char* text) { file_.oddities.push_back({{begin, pos_}, text}); }
+  void remark(size_t begin, const char* text) { file_.oddities.push_back({{begin, pos_}, text, {}}); }
 
   void skipSpace() {
     while (true) {
@@ -106,6 +108,17 @@ class JsonWalker {
       if (at(pos_) == '}') remark(comma, "a comma without a member behind it");
     }
     ++pos_;  // "}"
+    markReplaced(node);
+  }
+
+  static void markReplaced(JsonNode& node) {
+    std::unordered_map<std::string_view, JsonMember*> last;
+    for (JsonMember& member : node.members) {
+      const auto [known, isNew] = last.try_emplace(member.key.text, &member);
+      if (isNew) continue;
+      known->second->isRead = false;
+      known->second = &member;
+    }
   }
 
   void readArray(JsonNode& node) {
@@ -194,25 +207,87 @@ class JsonWalker {
 void Attach(JsonNode& node, const Json::Value& value) {
   node.value = &value;
   for (JsonMember& member : node.members) {
-    if (node.find(member.key.text) == &member) Attach(member.value, value[member.key.text]);
+    if (member.isRead) Attach(member.value, value[member.key.text]);
   }
   for (size_t i = 0; i < node.elements.size(); ++i) Attach(node.elements[i], value[static_cast<Json::ArrayIndex>(i)]);
 }
 
+// Characters that look like a blank or like nothing, or like a quote that JSON knows.
+struct OddCharacter {
+  std::string_view bytes;
+  const char* text;
+  const char* cure;
+};
+
+constexpr OddCharacter kOddCharacters[] = {
+    {"\xc2\xa0", "a no-break space (U+00A0) stands here; use a plain blank", " "},
+    {"\xe2\x80\xaf", "a no-break space (U+202F) stands here; use a plain blank", " "},
+    {"\xe3\x80\x80", "a wide blank (U+3000) stands here; use a plain one", " "},
+    {"\xe2\x80\x8b", "an invisible character (U+200B) stands here", ""},
+    {"\xe2\x80\x8c", "an invisible character (U+200C) stands here", ""},
+    {"\xe2\x80\x8d", "an invisible character (U+200D) stands here", ""},
+    {"\xe2\x81\xa0", "an invisible character (U+2060) stands here", ""},
+    {"\xef\xbb\xbf", "an invisible character (U+FEFF) stands here", ""},
+    {"\xe2\x80\x9c", "a typographic quote stands here; use a plain one", "\""},
+    {"\xe2\x80\x9d", "a typographic quote stands here; use a plain one", "\""},
+    {"'", "a text stands in double quotes", "\""},
+};
+
+// The place of the quote that ends the text which begins at `begin`; npos when there is none.
+size_t EndOfText(std::string_view text, size_t begin) {
+  for (size_t i = begin + 1; i < text.size(); ++i) {
+    if (text[i] == '"') return i;
+    if (text[i] == '\\') ++i;
+  }
+  return std::string_view::npos;
+}
+
+// The first escape in the text at `begin` that JSON does not have.
+std::optional<size_t> FindBadEscape(std::string_view text, size_t begin) {
+  constexpr std::string_view kEscapes = "\"\\/bfnrtu";
+  for (size_t i = begin + 1; i + 1 < text.size() && text[i] != '"'; ++i) {
+    if (text[i] != '\\') continue;
+    if (kEscapes.find(text[i + 1]) == std::string_view::npos) return i;
+    ++i;
+  }
+  return std::nullopt;
+}
+
+bool IsUtf16(std::string_view text) {
+  return text.starts_with("\xff\xfe") || text.starts_with("\xfe\xff") ||
+         (text.size() > 3 && ((text[0] == '\0' && text[2] == '\0') || (text[1] == '\0' && text[3] == '\0')));
+}
+
 // The reader's first complaint, in plainer words where its own mislead.
 JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
-  const std::string_view rest = text.substr(std::min(span.begin, text.size()));
-  const size_t before = text.substr(0, span.begin).find_last_not_of(kSpaces);
+  const size_t begin = std::min(span.begin, text.size());
+  const std::string_view rest = text.substr(begin);
+  const size_t before = text.substr(0, begin).find_last_not_of(kSpaces);
   while (!reason.empty() && kSpaces.find(reason.back()) != std::string_view::npos) reason.pop_back();
-  if (text.find_first_not_of(kSpaces) == std::string_view::npos) {
-    reason = "the file is empty";
-  } else if (text.starts_with("\xef\xbb\xbf")) {
-    return {{0, 3}, "the file begins with a byte order mark"};
-  } else if (rest.starts_with("//") || rest.starts_with("/*")) {
-    reason = "a comment";
-  } else if ((rest.starts_with('}') || rest.starts_with(']')) && before != std::string_view::npos &&
-             text[before] == ',') {
-    return {{before, before + 1}, "a comma before the end"};
+  if (text.find_first_not_of(kSpaces) == std::string_view::npos) return {span, "the file is empty"};
+  if (IsUtf16(text)) return {{0, 1}, "the file is UTF-16; save it as UTF-8"};
+  if (text.starts_with("\xef\xbb\xbf")) return {{0, 3}, "the file begins with a byte order mark", ""};
+  if (rest.starts_with("//") || rest.starts_with("/*")) return {span, "a comment"};
+  if ((rest.starts_with('}') || rest.starts_with(']')) && before != std::string_view::npos && text[before] == ',') {
+    return {{before, before + 1}, "a comma before the end", ""};
+  }
+  for (const OddCharacter& odd : kOddCharacters) {
+    if (rest.starts_with(odd.bytes)) return {{begin, begin + odd.bytes.size()}, odd.text, odd.cure};
+  }
+  if (rest.starts_with('\0')) return {{begin, begin + 1}, "a NUL byte stands here", ""};
+  if (rest.starts_with('"')) {
+    if (const std::optional<size_t> escape = FindBadEscape(text, begin)) {
+      const std::string written(text.substr(*escape, 2));
+      return {{*escape, *escape + 2},
+              "\"" + written + "\" is no escape of JSON, where a backslash is written twice: \"\\" + written + "\"",
+              "\\" + written};
+    }
+    if (EndOfText(text, begin) == std::string_view::npos) {
+      return {{begin, begin + 1}, "this text has no closing quote; the file ends in it"};
+    }
+  }
+  if (rest.find_first_not_of(kSpaces) == std::string_view::npos) {
+    return {{text.size(), text.size()}, "the file ends here, with a bracket open"};
   }
   return {span, reason};
 }
@@ -227,9 +302,9 @@ std::string ContentOf(const std::string& path) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 void Parse(JsonFile& file) {
-  const size_t tooDeep = FindTooDeep(file.text);
-  if (tooDeep != std::string::npos) {
-    file.fault = {{tooDeep, tooDeep + 1}, "nested too deeply"};
+  const size_t deep = FindTooDeep(file.text);
+  if (deep != std::string::npos) {
+    file.fault = {{deep, deep + 1}, "nested more than 1,000 deep, so the file is not read"};
     return;
   }
   Json::Reader reader(Json::Features::strictMode());

@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,18 +46,21 @@ struct JsonMember {
   JsonText key;
   Span keySpan;  // with its quotes
   JsonNode value;
+  bool isRead = true;  // false for one that a later member of the same name replaces
 };
 
 // Something about a file's JSON, and where.
 struct JsonRemark {
   Span span;
   std::string text;
+  std::optional<std::string> cure = {};  // what to write there instead
 };
 
 // A rule file: what the library reads of it, and the same with places.
 struct JsonFile {
   std::string path;
   std::string text;
+  bool isGiven = true;  // false for one of which nothing is known
   bool isJson = false;  // as the library judges it
   JsonRemark fault;     // of a file that is not JSON
   Json::Value root;     // these only of a file that is
@@ -69,6 +73,9 @@ struct JsonFile {
 
   // The same for a text that is not on disk, or not yet.
   JsonFile(std::string path, std::string text);
+
+  // In place of a file that is not given.
+  JsonFile() : isGiven(false) {}
   JsonFile(const JsonFile&) = delete;
   JsonFile& operator=(const JsonFile&) = delete;
 

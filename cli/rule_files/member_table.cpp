@@ -38,9 +38,11 @@ void AppendRuleRows(Object rule, std::vector<MemberRow>& rows) {
 std::vector<MemberRow> MadeRows() {
   const std::string schema = "The JSON Schema of the file, for editors.";
   const std::string idle = "Loaded, but nothing uses it.";
+  const std::string allow = "Findings of the checker that are meant here, each as its code, a colon and the reason.";
   std::vector<MemberRow> rows = {
       {.object = Object::kMatchRoot, .name = "$schema", .meaning = schema},
       {.object = Object::kMatchRoot, .name = "$comment", .meaning = "A remark."},
+      {.object = Object::kMatchRoot, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
       {.object = Object::kMatchRoot,
        .name = "segmentFrame",
        .value = Value::kObjects,
@@ -61,6 +63,7 @@ std::vector<MemberRow> MadeRows() {
       {.object = Object::kSegmentFrame, .name = "desc", .meaning = "Description."},
 
       {.object = Object::kFrameEntry, .name = "$comment", .meaning = "A remark."},
+      {.object = Object::kFrameEntry, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
       {.object = Object::kFrameEntry,
        .name = "dirOrFile",
        .isRequired = true,
@@ -98,6 +101,8 @@ std::vector<MemberRow> MadeRows() {
        .meaning = "Rules that stay. They come after the plain rules, and are read only when " + Quoted(kPlainCommand) +
                   " is there too."},
 
+      {.object = Object::kPlainRule, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
+      {.object = Object::kSegmentRule, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
       {.object = Object::kPlainRule,
        .name = "num",
        .value = Value::kInteger,
@@ -109,11 +114,13 @@ std::vector<MemberRow> MadeRows() {
        .meaning = "Take parameters from the accepted line and the lines after it, so many in all."},
 
       {.object = Object::kAssembleRoot, .name = "$schema", .meaning = schema},
+      {.object = Object::kAssembleRoot, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
       {.object = Object::kAssembleRoot,
        .nameForm = Form::kAny,
        .value = Value::kObject,
        .inner = Object::kSection,
        .meaning = "An event type."},
+      {.object = Object::kSection, .name = kAllowMember, .value = Value::kTexts, .meaning = allow},
       {.object = Object::kSection,
        .nameForm = Form::kAny,
        .value = Value::kObject,
@@ -162,14 +169,14 @@ std::string MeantName(ObjectKind object, std::string_view name) {
     if (row.object != object) continue;
     if (row.nameForm == Form::kExact) names.emplace_back(row.name);
     // What surrounds the fixed part of a name is the author's: the same surroundings are right in the suggestion.
-    if (row.nameForm == Form::kPrefix && name.size() > row.name.size()) {
-      const size_t separator = name.find_first_of("_-. ");
-      names.push_back(std::string(row.name) + std::string(name.substr(separator <= 2 ? separator + 1 : 1)));
+    const size_t separator = name.find_first_of("_-. ");
+    const bool hasLetter = !name.empty() && (name[0] | 0x20) == row.name[0];
+    if (row.nameForm == Form::kPrefix && hasLetter && separator == 1 && name.size() > row.name.size()) {
+      names.push_back(std::string(row.name) + std::string(name.substr(separator + 1)));
     }
     if (row.nameForm == Form::kContains) {
       names.emplace_back(row.name);
-      const size_t separator = std::min(name.find_first_of("_-. "), name.size());
-      names.push_back(std::string(row.name) + std::string(name.substr(separator)));
+      names.push_back(std::string(row.name) + std::string(name.substr(std::min(separator, name.size()))));
     }
   }
   return NearestTo(name, names);

@@ -20,6 +20,9 @@ enum class ObjectKind {
   kTemplates,
 };
 
+// Findings that are meant. The library passes it over.
+inline constexpr char kAllowMember[] = "$allow";
+
 enum class ValueForm { kText, kInteger, kTexts, kObject, kObjects };
 
 struct MemberRow {

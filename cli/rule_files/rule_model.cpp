@@ -59,7 +59,7 @@ PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
   rule.record.keyWords = rule.keyWords.text();
   rule.record.command = command;
   for (const JsonMember& member : node.members) {
-    if (!member.key.text.starts_with(kParamPrefix) || node.find(member.key.text) != &member) continue;
+    if (!member.key.text.starts_with(kParamPrefix) || !member.isRead) continue;
     rule.params.push_back({member.key.text, member.keySpan, TextOf(member.value)});
     rule.record.params[member.key.text] = rule.params.back().pattern.text();
   }
@@ -68,6 +68,7 @@ PlacedRule RuleOf(const JsonNode& node, const std::string& command) {
 
 PlacedEntry EntryOf(const JsonMember& member) {
   PlacedEntry entry{.key = member.key.text,
+                    .keySpan = member.keySpan,
                     .dirOrFile = MemberText(member.value, "dirOrFile"),
                     .subcataLog = MemberText(member.value, "subcataLog"),
                     .ids = {},
@@ -79,7 +80,10 @@ PlacedEntry EntryOf(const JsonMember& member) {
   for (const char* command : {kPlainCommand, kSegmentCommand}) {
     for (const JsonNode& element : MemberElements(member.value, command)) {
       if (element.kind == JsonNode::Kind::kObject) entry.rules.push_back(RuleOf(element, command));
+      entry.hasAllRules = entry.hasAllRules && element.kind == JsonNode::Kind::kObject;
     }
+    const JsonMember* list = member.value.find(command);
+    entry.hasAllRules = entry.hasAllRules && (list == nullptr || list->value.kind == JsonNode::Kind::kArray);
   }
   return entry;
 }
@@ -90,17 +94,17 @@ RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFil
   for (const JsonMember& member : match.tree.members) {
     const MemberRow* row = FindMemberRow(ObjectKind::kMatchRoot, member.key.text);
     const bool isEntry = row != nullptr && row->inner == ObjectKind::kFrameEntry;
-    if (isEntry && match.tree.find(member.key.text) == &member) entries.push_back(EntryOf(member));
+    if (isEntry && member.isRead) entries.push_back(EntryOf(member));
   }
   std::sort(entries.begin(), entries.end(), [](const PlacedEntry& a, const PlacedEntry& b) { return a.key < b.key; });
   for (const JsonMember& section : assemble.tree.members) {
-    if (assemble.tree.find(section.key.text) != &section) continue;
+    if (!section.isRead) continue;
     for (const JsonMember& id : section.value.members) {
-      if (section.value.find(id.key.text) != &id) continue;
+      if (!id.isRead || id.key.text.starts_with('$')) continue;
       PlacedTemplates& templates = assembling[section.key.text][id.key.text];
       templates.span = id.keySpan;
       for (const JsonMember& result : id.value.members) {
-        if (id.value.find(result.key.text) == &result) {
+        if (result.isRead) {
           templates.templates.push_back({result.key.text, result.keySpan, TextOf(result.value)});
         }
       }

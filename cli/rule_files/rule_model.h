@@ -48,6 +48,8 @@ struct PlacedId {
 
 struct PlacedEntry {
   std::string key;
+  Span keySpan;
+  bool hasAllRules = true;  // false where something in their lists is no rule
   PlacedText dirOrFile;
   PlacedText subcataLog;
   std::vector<PlacedId> ids;

@@ -8,6 +8,7 @@
 
 #include "cli/check/checks.h"
 #include "cli/check/finding_codes.h"
+#include "tests/cli/mistakes.h"
 #include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
 
@@ -16,36 +17,6 @@ namespace {
 constexpr char kCases[] = KESTRIX_SOURCE_DIR "/tests/data-check";
 
 TEST(Check, PrintsWhatTheTranscriptHolds) { EXPECT_GT(ExpectTranscript(kCases), 100); }
-
-struct Mistake {
-  std::string what;
-  std::string matchRules;
-  std::string assembleRules;
-  std::vector<std::string> expected;
-};
-
-// The cases of mistakes.txt, which says how to read them.
-std::vector<Mistake> Mistakes() {
-  const std::string folder = kCases;
-  const std::string matchRules = ReadFile(folder + "/base/match_rule.json");
-  const std::string assembleRules = ReadFile(folder + "/base/assemble_rule.json");
-  std::vector<Mistake> mistakes;
-  std::istringstream lines(ReadFile(folder + "/mistakes.txt"));
-  std::string old;
-  for (std::string line; std::getline(lines, line);) {
-    const std::string text = line.substr(std::min<size_t>(2, line.size()));
-    if (line.starts_with("##")) mistakes.push_back({line, matchRules, assembleRules, {}});
-    if (line.starts_with("- ")) old = text;
-    if (line.starts_with("! ")) mistakes.back().expected.push_back(text);
-    if (!line.starts_with("+ ")) continue;
-    const bool isInMatchRules = mistakes.back().matchRules.find(old) != std::string::npos;
-    std::string& rules = isInMatchRules ? mistakes.back().matchRules : mistakes.back().assembleRules;
-    const size_t place = rules.find(old);
-    EXPECT_NE(std::string::npos, place) << line;
-    if (place != std::string::npos) rules.replace(place, old.size(), text);
-  }
-  return mistakes;
-}
 
 TEST(Check, FindsEachMistakeAndNothingElse) {
   int count = 0;
