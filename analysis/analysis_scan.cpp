@@ -162,8 +162,8 @@ bool Analysis::isWorthFilter(const Scan& scan) const {
 }
 
 void Analysis::makeFilter(Scan& scan) const {
-  std::vector<FeatureRule> rules;
-  for (const Turn& turn : scan.turns) rules.push_back(turn.rule == nullptr ? FeatureRule{} : *turn.rule);
+  std::vector<const FeatureRule*> rules;
+  for (const Turn& turn : scan.turns) rules.push_back(turn.rule);
   scan.filter = std::make_unique<RuleFilter>(cache_->searchFor(rules), rules.size());
   for (size_t i = 0; i < scan.turns.size(); ++i) {
     scan.filter->play(i, scan.turns[i].rule != nullptr && scan.turns[i].wait == Turn::Wait::kNot);

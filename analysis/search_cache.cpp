@@ -1,6 +1,7 @@
 #include "analysis/search_cache.h"
 
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -9,23 +10,28 @@ void AppendText(std::string_view text, std::string& key) {
 }
 
 // What a search is made from.
-std::string KeyOf(const std::vector<FeatureRule>& rules) {
+std::string KeyOf(const std::vector<const FeatureRule*>& rules) {
   std::string key;
-  for (const FeatureRule& rule : rules) {
-    AppendText(rule.keyWords, key);
-    AppendText(rule.command, key);
-    key += rule.num >= 2 ? '+' : '1';
-    for (const auto& [name, pattern] : rule.params) AppendText(pattern, key);
+  for (const FeatureRule* rule : rules) {
     key += '\n';
+    if (rule == nullptr) continue;
+    AppendText(rule->keyWords, key);
+    AppendText(rule->command, key);
+    key += rule->num >= 2 ? '+' : '1';
+    for (const auto& [name, pattern] : rule->params) AppendText(pattern, key);
   }
   return key;
 }
 
 }  // namespace
 
-std::shared_ptr<PatternSearch> SearchCache::searchFor(const std::vector<FeatureRule>& rules) {
+std::shared_ptr<PatternSearch> SearchCache::searchFor(const std::vector<const FeatureRule*>& rules) {
   std::shared_ptr<PatternSearch>& search = searches_[KeyOf(rules)];
-  if (search == nullptr) search = std::make_shared<PatternSearch>(rules);
+  if (search == nullptr) {
+    std::vector<FeatureRule> copies;
+    for (const FeatureRule* rule : rules) copies.push_back(rule == nullptr ? FeatureRule{} : *rule);
+    search = std::make_shared<PatternSearch>(std::move(copies));
+  }
   return search;
 }
 

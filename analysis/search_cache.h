@@ -21,7 +21,8 @@ class SearchCache {
 
   ExpressionCache& expressions() { return expressions_; }
 
-  std::shared_ptr<PatternSearch> searchFor(const std::vector<FeatureRule>& rules);
+  // The search for these rules; null stands for one that is spent.
+  std::shared_ptr<PatternSearch> searchFor(const std::vector<const FeatureRule*>& rules);
 
   // Bytes held, about.
   size_t memory() const;

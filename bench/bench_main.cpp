@@ -14,11 +14,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <regex>
 
 #include "analysis/analysis.h"
 #include "bench/inputs.h"
 #include "bench/ratio_table.h"
+#include "entry/compiled_rules.h"
 #include "entry/kestrix.h"
 #include "rules/rule.h"
 #include "stack/stack_util.h"
@@ -185,9 +187,25 @@ class Table {
     addScan("8 MiB, 100 features with 1 keyword rule", OneKeyword(), kWorstSize, 25, 100);
   }
 
+  // The rules kept from log to log, against reading them for each.
+  void addWarm() {
+    for (const std::string type : {"java_crash", "native_crash", "kernel_panic", "app_not_responding"}) {
+      addWarm("example, " + type, {EXAMPLES_DIR "/logs/" + type + ".txt", EXAMPLES_DIR "/rules"}, type, 4);
+    }
+    addWarm("2 KB, 10 features with 100 keyword rules", inputs_.make(Keywords(100), 2000, 10), "bench", 3);
+  }
+
   std::vector<Ratio> ratios;
 
  private:
+  void addWarm(const std::string& name, const Case& input, const std::string& type, double target) {
+    const auto warm = std::make_shared<CompiledRules>(input.rules);
+    warm->keep(64 << 20);
+    Register("cold " + name, [input, type] { Kestrix::analysis(input.log, input.rules, type); });
+    Register("warm " + name, [input, type, warm] { warm->analysis(input.log, type, nullptr); });
+    ratios.push_back({"rules read afresh / kept, " + name, "cold " + name, "warm " + name, target, true});
+  }
+
   void addScan(const std::string& name, const Workload& workload, size_t size, double target, size_t features = 1) {
     const Case input = inputs_.make(workload, size, features);
     Register(name, [input] { Kestrix::analysis(input.log, input.rules, "bench"); });
@@ -251,9 +269,9 @@ long PeakKiB() {
 }
 
 // A process of its own, as the peak of this one holds its inputs too.
-int ShowPeak(const char* log, const char* dir) {
+int ShowPeak(const char* log, const char* dir, const char* type) {
   const long before = PeakKiB();
-  Kestrix::analysis(log, dir, "bench");
+  Kestrix::analysis(log, dir, type);
   printf("%ld\n", PeakKiB() - before);
   return 0;
 }
@@ -265,7 +283,7 @@ void ReportPeaks(const char* program, Inputs& inputs) {
     const Case input = inputs.make(workload, kLogSize);
     fflush(stdout);
     std::ostringstream command;
-    command << "'" << program << "' --peak '" << input.log << "' '" << input.rules << "'";
+    command << "'" << program << "' --peak '" << input.log << "' '" << input.rules << "' bench";
     FILE* child = popen(command.str().c_str(), "r");
     long peak = 0;
     if (child == nullptr || fscanf(child, "%ld", &peak) != 1) exit(1);
@@ -294,7 +312,8 @@ int WriteInputs(const std::string& dir) {
 
 int main(int argc, char** argv) {
   __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-  if (argc == 4 && strcmp(argv[1], "--peak") == 0) return ShowPeak(argv[2], argv[3]);
+  android::base::SetProperty("persist.sys.Kestrix.debug", "true");
+  if (argc == 5 && strcmp(argv[1], "--peak") == 0) return ShowPeak(argv[2], argv[3], argv[4]);
   if (argc == 3 && strcmp(argv[1], "--write") == 0) return WriteInputs(argv[2]);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
@@ -304,6 +323,7 @@ int main(int argc, char** argv) {
   table.addSizes();
   table.addLargest();
   table.addWorst();
+  table.addWarm();
   AddPlainForm(plainLog, table.ratios);
   AddParts(inputs, table.ratios);
   RatioTable report(std::move(table.ratios));

@@ -1,6 +1,7 @@
 #include "rules/assemble_rule.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "rules/rule_file.h"
 #include "rules/rule_syntax.h"
@@ -8,12 +9,16 @@
 
 void AssembleRule::parseAssembleRule(const std::string& ruleFile, const std::string& eventType,
                                      std::vector<std::string> featureIds) {
-  Json::Value root;
-  if (!ReadRuleFile(ruleFile, root) || !HasMember(root, eventType)) {
-    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", ruleFile.c_str());
+  parseAssembleRule(RuleDocument(ruleFile), eventType, std::move(featureIds));
+}
+
+void AssembleRule::parseAssembleRule(const RuleDocument& document, const std::string& eventType,
+                                     std::vector<std::string> featureIds) {
+  if (document.root() == nullptr || !HasMember(*document.root(), eventType)) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", document.path().c_str());
     return;
   }
-  parseRule(root[eventType], "", featureIds);
+  parseRule((*document.root())[eventType], "", featureIds);
 }
 
 void AssembleRule::parseRule(const Json::Value& section, const std::string& /*unused*/,

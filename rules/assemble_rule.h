@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/rule_file.h"
 #include "rules/rule_records.h"
 
 // Reads the section of one event type of "assemble_rule.json": the result templates of each accepted feature id, in
@@ -17,6 +18,10 @@ class AssembleRule {
   // Loads `ruleFile`. A file that cannot be read and one without a section for `eventType` are logged alike and add
   // nothing.
   void parseAssembleRule(const std::string& ruleFile, const std::string& eventType,
+                         std::vector<std::string> featureIds);
+
+  // The same for a file that was read before.
+  void parseAssembleRule(const RuleDocument& document, const std::string& eventType,
                          std::vector<std::string> featureIds);
 
   // Sorts `featureIds` by priority and appends one entry per id; an id without templates gets an empty one. The second

@@ -8,13 +8,16 @@
 #include "util/string_util.h"
 
 void MatchRule::parseMatchRule(const std::string& logPath, const std::string& ruleFile, const std::string& eventType) {
-  Json::Value root;
-  if (!ReadRuleFile(ruleFile, root)) {
-    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", ruleFile.c_str());
+  parseMatchRule(logPath, RuleDocument(ruleFile), eventType);
+}
+
+void MatchRule::parseMatchRule(const std::string& logPath, const RuleDocument& document, const std::string& eventType) {
+  if (document.root() == nullptr) {
+    KESTRIX_LOG(ANDROID_LOG_ERROR, "unable to parse %s file.", document.path().c_str());
     return;
   }
-  parseSegmentFrame(root);
-  parseRule(logPath, root, eventType);
+  parseSegmentFrame(*document.root());
+  parseRule(logPath, *document.root(), eventType);
 }
 
 void MatchRule::parseSegmentFrame(const Json::Value& root) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "rules/piled_frame.h"
+#include "rules/rule_file.h"
 #include "rules/rule_records.h"
 
 // Reads "match_rule.json" for one event type and one log path: keeps the feature ids that belong to the event type and
@@ -25,6 +26,9 @@ class MatchRule {
  public:
   // Loads `ruleFile`. An unreadable or unparsable file leaves the containers as they were.
   void parseMatchRule(const std::string& logPath, const std::string& ruleFile, const std::string& eventType);
+
+  // The same for a file that was read before.
+  void parseMatchRule(const std::string& logPath, const RuleDocument& document, const std::string& eventType);
 
   // Adds the elements of the root's "segmentFrame" array: name -> {keyWords, desc}. The first of a name stays.
   void parseSegmentFrame(const Json::Value& root);

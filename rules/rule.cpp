@@ -17,14 +17,17 @@ Rule::Rule(std::string logPath, std::string configDir, std::string eventType)
 
 void Rule::parseRule() {
   if (configDir_.empty()) configDir_ = kDefaultConfigDir;
+  parseRule(RuleDocument(MatchRuleFile(configDir_)), RuleDocument(AssembleRuleFile(configDir_)));
+}
 
+void Rule::parseRule(const RuleDocument& matchFile, const RuleDocument& assembleFile) {
   MatchRule match;
-  match.parseMatchRule(logPath_, MatchRuleFile(configDir_), eventType_);
+  match.parseMatchRule(logPath_, matchFile, eventType_);
   featureFrames_ = match.getPiledFrames();
   segmentFrame_ = match.getSegmentFrame();
 
   AssembleRule assemble;
-  assemble.parseAssembleRule(AssembleRuleFile(configDir_), eventType_, match.getFeatureIds());
+  assemble.parseAssembleRule(assembleFile, eventType_, match.getFeatureIds());
   assembleRules_ = assemble.getAssembleRules();
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "rules/piled_frame.h"
+#include "rules/rule_file.h"
 #include "rules/rule_records.h"
 
 // Loads both rule files of a directory for one log path and event type, and hands out copies of what they hold.
@@ -18,6 +19,9 @@ class Rule {
   // Reads "match_rule.json" and "assemble_rule.json" and replaces what an earlier call loaded. An unreadable file
   // leaves its containers empty.
   void parseRule();
+
+  // The same for files that were read before.
+  void parseRule(const RuleDocument& matchFile, const RuleDocument& assembleFile);
 
   // Feature id -> frame, of the feature ids accepted for the event type and the log path.
   std::map<std::string, FeatureFrame> getMatchRule() const;

@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr size_t kBytesPerByte = 8;  // of memory for a byte of a rule file, about
+
 // Opening a pipe would wait for a writer, and a directory opens but cannot be read.
 bool IsRegularFile(const std::string& path) {
   struct stat status {};
@@ -26,6 +28,14 @@ size_t CommentEnd(std::string_view json, size_t begin) {
   const size_t close = open == "/*" ? json.find("*/", begin + 2) : std::string_view::npos;
   return close == std::string_view::npos ? close : close + 1;
 }
+
+struct stat StatusOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) status = {};
+  return status;
+}
+
+bool IsSameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
 
 // The newer reader of the JSON library differs in what it accepts: it refuses text after the root value, for one.
 #pragma GCC diagnostic push
@@ -70,6 +80,18 @@ bool ReadRuleFile(const std::string& path, Json::Value& root) {
   const std::string json = std::move(content).str();
   return FindTooDeep(json) == std::string::npos && ParseStrictly(json, root);
 }
+
+RuleDocument::RuleDocument(const std::string& path)
+    : path_(path), status_(StatusOf(path)), isRead_(ReadRuleFile(path, root_)) {}
+
+bool RuleDocument::isUpToDate(const std::string& path) const {
+  const struct stat now = StatusOf(path);
+  return path == path_ && now.st_dev == status_.st_dev && now.st_ino == status_.st_ino &&
+         now.st_size == status_.st_size && IsSameTime(now.st_mtim, status_.st_mtim) &&
+         IsSameTime(now.st_ctim, status_.st_ctim);
+}
+
+size_t RuleDocument::memory() const { return static_cast<size_t>(status_.st_size) * kBytesPerByte; }
 
 bool HasMember(const Json::Value& value, const std::string& key) { return value.isObject() && value.isMember(key); }
 

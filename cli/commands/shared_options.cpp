@@ -32,7 +32,10 @@ void AddOutputOption(CLI::App& command, std::string& file) {
 }
 
 void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
-  command.add_option("-j,--jobs", options.jobs, "Worker processes; by default as many as there are cores")
+  command
+      .add_option("-j,--jobs", options.jobs,
+                  "Worker processes; by default as many as there are cores. Each keeps the rules it has read; changed "
+                  "files are read again")
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));
   command

@@ -6,7 +6,7 @@
 #include "cli/explain/story_parts.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
-#include "entry/observed_kestrix.h"
+#include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 #include "util/file_util.h"
@@ -69,7 +69,7 @@ Story TellStory(const Question& question) {
       [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
   RunTeller runs(story, places);
   CallOrEnd(
-      rules, [&] { story.result = ObservedKestrix::analysis(story.logPath, rules.path, question.eventType, &runs); },
+      rules, [&] { story.result = CompiledRules(rules.path).analysis(story.logPath, question.eventType, &runs); },
       [&runs] { return runs.whatIsTried(); });
   story.stack = TellStack(story, runs);
   story.health = HealthOf(story.logPath);

@@ -13,7 +13,7 @@
 #include "cli/output/exit_status.h"
 #include "cli/output/output_file.h"
 #include "cli/output/terminal.h"
-#include "entry/observed_kestrix.h"
+#include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -29,6 +29,16 @@ std::function<std::string()> abortPlace;
 // Not async-signal-safe, but std::regex raises SIGABRT synchronously, on this thread and never inside a call of the
 // observer: what the place is made from is whole.
 void OnAbort(int /*signal*/) { EndWith(abortPlace() + ": " + kAnalysisAborted); }
+
+// The rules of a directory, compiled once for all logs of the process.
+CompiledRules& KeptRules(const std::string& configDir) {
+  static std::map<std::string, CompiledRules> kept;
+  const auto [rules, isNew] = kept.try_emplace(configDir, configDir);
+  if (isNew) {
+    for (auto& [dir, compiled] : kept) compiled.keep(kKeptRulesBytes / kept.size());
+  }
+  return rules->second;
+}
 
 }  // namespace
 
@@ -54,7 +64,7 @@ void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::fun
 std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer) {
   try {
-    return ObservedKestrix::analysis(log, rules.path, eventType, observer);
+    return KeptRules(rules.path).analysis(log, eventType, observer);
   } catch (const Json::Exception& error) {
     throw std::runtime_error(rules.wordWrongType(rules.path, error.what()));
   } catch (const std::exception& error) {

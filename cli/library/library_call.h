@@ -1,6 +1,7 @@
 #ifndef CLI_LIBRARY_LIBRARY_CALL_H
 #define CLI_LIBRARY_LIBRARY_CALL_H
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
@@ -27,7 +28,11 @@ inline constexpr char kAnalysisAborted[] = "the analysis was aborted, most likel
 // there.
 void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::function<std::string()> where);
 
-// Kestrix::analysis, told to `observer`, which may be null. Throws a std::exception, after which the process should not
+// What a process keeps of rules between two calls of AnalyzeOrThrow, about.
+inline constexpr size_t kKeptRulesBytes = 64 * 1024 * 1024;
+
+// Kestrix::analysis, told to `observer`, which may be null. Rules are compiled by the first call and kept for the next;
+// files that have changed are read again. Throws a std::exception, after which the process should not
 // go on, for rules that the library stumbles over.
 std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "entry/observed_kestrix.h"
+#include "entry/compiled_rules.h"
 #include "tests/support/log_fake.h"
 #include "tests/support/rule_text.h"
 #include "tests/support/temp_dir.h"
@@ -52,7 +52,7 @@ TEST(FiltStack, LeavesAMapWithoutStackAlone) {
   EXPECT_EQ(Texts{"3 filtStack: start filt stack"}, TakeLog());
 }
 
-TEST(ObservedKestrix, TellsWhatIsDecided) {
+TEST(CompiledRules, TellsWhatIsDecided) {
   const TempDir dir;
   const std::string log = dir.write("log", "pid 1\n" + std::string(2049, 'x') + "\ncmd\n a\nkill 1 x\nkill 2 y\nend");
   dir.write("match_rule.json", R"j({"featureFrame":{"featureId":"A_anr_1,B_anr_2", "dirOrFile":")j" + log + R"j(",
@@ -62,7 +62,7 @@ TEST(ObservedKestrix, TellsWhatIsDecided) {
     "segmentRule":[{"name":"s", "keyWords":"kill", "num":9, "v_y":"(y)"}]}})j");
   dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"PID":"p.v_x+no.v_x", "STACK":"p.v_s"}}})");
   Transcript told;
-  const TextMap result = ObservedKestrix::analysis("/other", dir.path(), "anr", &told);
+  const TextMap result = CompiledRules(dir.path()).analysis("/other", "anr", &told);
   EXPECT_EQ(Kestrix::analysis("/other", dir.path(), "anr"), result);
   // Two ids of an entry: the second one's frame has the rules twice, and no template.
   const auto second = std::find(told.lines.begin(), told.lines.end(), "run B_anr_2 of 8 rules");
@@ -121,7 +121,7 @@ TEST(KestrixAnalysis, LeavesOutPiledRulesThatCannotComeIntoPlayOnly) {
     dir.write("log", log);
     TakeLog();
     Transcript whole;
-    const TextMap expected = ObservedKestrix::analysis("/log", dir.path(), "anr", &whole);
+    const TextMap expected = CompiledRules(dir.path()).analysis("/log", "anr", &whole);
     const Texts expectedLog = TakeLog();
     EXPECT_EQ(expected, Kestrix::analysis("/log", dir.path(), "anr")) << log;
     EXPECT_EQ(expectedLog, TakeLog()) << log;
