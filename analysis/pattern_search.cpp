@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "regex/regex_reader.h"
 #include "regex/selectivity.h"
 #include "rules/rule_syntax.h"
 
@@ -21,7 +22,7 @@ std::optional<std::vector<RegexNode>> KeyWordStretches(std::string_view keyWords
   std::vector<RegexNode> stretches;
   switch (const KeyWordForm form = FormOf(keyWords)) {
     case KeyWordForm::kRegex: {
-      const std::optional<RegexTree> tree = ReadRegexTree(keyWords.substr(kRegexMark.size()));
+      const std::optional<RegexTree> tree = ReadRegex(keyWords.substr(kRegexMark.size())).tree;
       if (!tree) return std::nullopt;
       return Stretches(tree->root, widestLoop);
     }
@@ -55,7 +56,7 @@ bool HoldsVariable(const std::string& keyWords) {
 std::optional<RegexNode> YieldPattern(const FeatureRule& rule, size_t widestLoop) {
   RegexNode any = ChoiceOf({});
   for (const auto& param : rule.params) {
-    const std::optional<RegexTree> tree = ReadRegexTree(AppliedPattern(param.second));
+    const std::optional<RegexTree> tree = ReadRegex(AppliedPattern(param.second)).tree;
     if (!tree) return std::nullopt;
     any.parts.push_back(MostSelective(Stretches(tree->root, widestLoop)));
   }

@@ -9,7 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "regex/regex_machine.h"
+#include "regex/regex_reader.h"
+#include "tests/support/expression_generator.h"
 #include "tests/support/log_fake.h"
 
 // What a fuzzer promises about the library. A false one is a fault that libFuzzer reports with its input.
@@ -42,42 +43,12 @@ class FuzzInput : public FuzzedDataProvider {
   bool oneIn(size_t n) { return below(n) == 0; }
   std::string pick(const std::vector<std::string>& pieces) { return pieces[below(pieces.size())]; }
 
-  // A valid expression that the library searches itself. std::regex, which it is held against, must come to an end too:
-  // there are few loops, without choices and without loops in them.
+  // A valid expression that the library searches itself, and that std::regex, which it is held against, comes to an end
+  // with: there are few loops.
   std::string expression() {
-    loops_ = 2;
-    const std::string text = expressionAt(0);
-    const auto tree = ReadRegexTree(text);
-    return tree && RegexMachine::canSearch(*tree) ? text : "(a)b";
+    const std::string text = ExpressionGenerator(*this, oneIn(4)).expression(2);
+    return ReadRegex(text).isSearchable() ? text : "(a)b";
   }
-
- private:
-  std::string expressionAt(int depth) {
-    std::string text;
-    for (size_t i = below(4) + 1; i > 0; --i) {
-      const int loopsBefore = loops_;
-      std::string atom;
-      if (depth < 3 && oneIn(4)) {
-        atom = pick({"(", "(?:", "(?=", "(?!"});
-        atom += expressionAt(depth + 1) + ")";
-      } else {
-        atom = pick({"a",   "b",   "1",   "pid",    " ",       ".",    ".",    "\\d",      "\\w",   "\\s",
-                     "\\S", "\\D", "\\W", "\\.",    "=",       "[ab]", "[^a]", "[a-c1]",   "^",     "$",
-                     "\\b", "\\B", "at ", "[\\w.]", "[^\\d(]", "\\(",  "#",    "\xc3\xa4", "\\x61", "\\t"});
-      }
-      text += atom;
-      const bool isCondition = atom.starts_with("(?=") || atom.starts_with("(?!") || atom == "^" || atom == "$" ||
-                               atom == "\\b" || atom == "\\B";
-      if (!isCondition && loops_ > 0 && loops_ == loopsBefore && atom.find('|') == std::string::npos && oneIn(2)) {
-        text += pick({"*", "+", "?", "*?", "+?", "??", "{2}", "{1,3}", "{2,}", "{0,2}?"});
-        --loops_;
-      }
-      if (oneIn(9)) text += "|";
-    }
-    return text;
-  }
-
-  int loops_ = 0;
 };
 
 #endif  // FUZZ_INPUT_H

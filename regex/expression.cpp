@@ -1,6 +1,6 @@
 #include "regex/expression.h"
 
-#include "regex/regex_tree.h"
+#include "regex/regex_reader.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ bool Expression::search(std::string_view line, Regex::Match& match) {
   if (filter_ != nullptr && line.find('\n') == std::string_view::npos && !filter_->mayMatch(line)) return false;
   if (regex_.search(line, match)) return true;
   if (misses_ < kMissesForFilter && ++misses_ == kMissesForFilter) {
-    const std::optional<RegexTree> tree = ReadRegexTree(regex_.text());
+    const std::optional<RegexTree> tree = ReadRegex(regex_.text()).tree;
     if (tree) filter_ = std::make_unique<LineAutomaton>(std::vector<RegexNode>{tree->root}, kMaxTableSize);
   }
   return false;

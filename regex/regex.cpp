@@ -1,5 +1,6 @@
 #include "regex/regex.h"
 
+#include "regex/regex_reader.h"
 #include "util/limits.h"
 
 namespace {
@@ -13,10 +14,10 @@ std::string_view ViewOf(const std::csub_match& part) {
 }  // namespace
 
 Regex::Regex(std::string_view text) : text_(text) {
-  const std::optional<RegexTree> tree = ReadRegexTree(text);
-  if (!tree || !RegexMachine::canSearch(*tree)) return;
-  machine_ = std::make_unique<RegexMachine>(*tree);
-  groupCount_ = tree->groupCount;
+  const RegexReading reading = ReadRegex(text);
+  if (!reading.isSearchable()) return;
+  machine_ = std::make_unique<RegexMachine>(*reading.tree);
+  groupCount_ = reading.tree->groupCount;
 }
 
 bool Regex::search(std::string_view subject, Match& match) {

@@ -10,11 +10,11 @@
 
 #include "regex/regex_machine.h"
 
-// A regular expression (ECMAScript) of a rule. It says what std::regex says, but is searched for by a machine of our
-// own wherever that can be done, because the standard libraries' searches recurse or give up on long or unlucky
-// subjects: the machine takes time linear in the subject's length and no stack. Any other expression is left to
-// std::regex. It is compiled when it is first applied, and an invalid one raises std::regex_error then, which ends the
-// process on the device. A subject over 2048 bytes is matched only by an expression whose search is linear: with
+// A regular expression (ECMAScript) of a rule. Gives the results of std::regex, but runs on RegexMachine (linear time,
+// no stack) whenever the expression allows it, because the standard libraries' searches recurse or give up on long or
+// unlucky subjects. Where the libraries disagree it follows LLVM's, which the device has. Any other expression is left
+// to std::regex. It is compiled when it is first applied, and an invalid one raises std::regex_error then, which ends
+// the process on the device. A subject over 2048 bytes is matched only by an expression whose search is linear: with
 // another one std::regex could need more stack than there is. Not for several threads at once.
 class Regex {
  public:
@@ -33,7 +33,7 @@ class Regex {
   // True when the expression takes the whole subject.
   bool matchesWhole(std::string_view subject);
 
-  // Compiles what is left to std::regex.
+  // The number of capture groups. Compiles the expression first when it is left to std::regex.
   size_t groupCount();
 
   // Bytes held, about.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,78 +22,85 @@ struct RegexSpan {
   size_t groupEnd = kUnset;
 };
 
-// Searches for the match that ECMAScript asks for: the leftmost one and, of those, the one that a search which tries
-// earlier branches first, and loops as long (or as short) as they like, comes upon first. All ways are followed at
-// once, byte by byte, each place of the expression at most once per byte: time is at most the expression's size times
-// the subject's length, and memory depends on the expression alone. How the ways go on from a state over a byte is
-// kept, up to a megabyte of it, so that mostly it need only be looked up. Not for several threads at once.
+// Finds the match that a backtracking ECMAScript engine would find: the leftmost one, earlier alternatives first, loops
+// greedy or lazy as written. It simulates the expression's NFA byte by byte, so that a search takes at most the
+// expression's size times the subject's length, and memory does not depend on the subject. Transitions between sets of
+// NFA states are cached, up to a megabyte. Not for several threads at once.
 class RegexMachine {
  public:
-  // False for a tree that this machine does not search: with back-references, and where the standard libraries take
-  // different ways (a loop over what may be empty, a group that not every round of its loop sets).
-  static bool canSearch(const RegexTree& tree);
-
-  // REQUIRES: canSearch(tree).
+  // REQUIRES: the tree comes from a reading that is searchable (see ReadRegex).
   explicit RegexMachine(const RegexTree& tree);
   ~RegexMachine();
 
-  // True when time is as promised for subjects of any length: no look-ahead looks ahead without bound.
+  // True when time is as promised for subjects of any length: no look-ahead has an endless loop.
   bool isLinear() const { return isLinear_; }
 
-  bool search(std::string_view subject, RegexSpan& match) { return run(*main_, start_, subject, 0, kAnywhere, match); }
+  bool search(std::string_view subject, RegexSpan& match);
 
   // Bytes held, about.
   size_t memory() const;
 
   // True when the expression takes the whole subject.
-  bool matchesWhole(std::string_view subject);
+  bool matchesWhole(std::string_view subject) { return matchesAt(0, start_, subject, 0, true); }
 
  private:
-  enum Mode { kAnywhere, kHere, kWhole };
   struct Instruction;
-  // A way to go on with the search: the instruction that is next, and what the way has taken so far.
-  struct Way {
+  // A thread of the simulation: the instruction to execute next, and what it has matched so far.
+  struct Thread {
     uint32_t at;
     RegexSpan span;
   };
-  struct Move;
-  struct Step;
+  struct Successor;
+  struct Transition;
   struct State;
-  struct Ways;
+  struct Simulation;
+  // Where to go on behind a part of the expression that has taken bytes, and behind one that has taken none.
+  struct Exits {
+    uint32_t taken;
+    uint32_t empty;
+  };
 
   uint32_t add(const Instruction& instruction);
-  uint32_t build(const RegexNode& node, uint32_t next);
-  uint32_t buildRepeat(const RegexNode& node, uint32_t next);
+  uint32_t build(const RegexNode& node, Exits exits);
+  uint32_t buildSequence(const RegexNode& node, Exits exits);
+  uint32_t buildRepeat(const RegexNode& node, Exits exits);
+  Exits buildRounds(const RegexNode& loop, Exits exits);
+  uint32_t buildRound(const RegexNode& loop, Exits exits);
+  uint32_t addSplit(const RegexNode& loop, uint32_t round, uint32_t exit);
+  uint32_t buildAssertion(const RegexNode& node, uint32_t next);
   ByteSet firstBytesFrom(uint32_t start) const;
   void chooseClasses();
-  std::vector<uint32_t> reachedFrom(uint32_t start, bool lineStartIsMet) const;
+  std::vector<uint32_t> reachedFrom(uint32_t start, bool lineStartHolds) const;
 
   bool mayBegin(std::string_view subject, size_t pos) const;
-  bool run(Ways& ways, uint32_t start, std::string_view subject, size_t from, Mode mode, RegexSpan& match);
-  void makeStep(Ways& ways, uint32_t start, std::string_view subject, size_t pos, Mode mode, Step& step);
-  void follow(Ways& ways, Move move, std::string_view subject, size_t pos);
-  static RegexSpan spanOf(const Move& move, const std::vector<Way>& ways, size_t pos);
-  bool mayKeepSteps(State*& state);
-  std::unique_ptr<Step> keptCopy(const Step& step);
-  State* stateOf(const std::vector<Way>& ways, bool found, char before);
-  bool isMet(Ways& ways, const Instruction& condition, std::string_view subject, size_t pos);
+  size_t nextBegin(std::string_view subject, size_t pos) const;
+  bool matchesAt(size_t depth, uint32_t start, std::string_view subject, size_t pos, bool whole);
+  Transition& transitionAt(State*& state, std::string_view subject, size_t pos, bool found);
+  void makeTransition(Simulation& simulation, uint32_t start, std::string_view subject, size_t pos, bool whole);
+  void follow(Simulation& simulation, Successor successor, std::string_view subject, size_t pos);
+  bool holds(Simulation& simulation, const Instruction& assertion, std::string_view subject, size_t pos);
+  static RegexSpan spanOf(const Successor& successor, const std::vector<Thread>& threads, size_t pos);
+  static void advance(Simulation& simulation, const Transition& transition, size_t pos);
+  bool mayCache(State*& state);
+  State* stateOf(const std::vector<Thread>& threads, bool found, char before);
 
   std::vector<Instruction> code_;
   uint32_t start_ = 0;
+  size_t depth_ = 0;  // of look-aheads around what is being built
   bool isLinear_ = true;
   bool onlyAtStart_ = false;  // every match begins where the subject does
+  std::string prefix_;        // that every match begins with
   ByteSet firstBytes_;        // that a match may begin with; all when it may be empty
-  bool hasWordEdge_ = false;
-  std::unique_ptr<Ways> main_;
-  std::unique_ptr<Ways> ahead_;  // of a look-ahead, which holds no other
+  bool hasWordBoundary_ = false;
+  std::vector<Simulation> simulations_;  // of the expression, and of look-aheads by their depth
 
-  // Steps from the states that the search has been in. A state is the list of its ways' next instructions, with what
-  // else decides how they go on; only where the ways come from is new each time.
-  bool keepsSteps_ = true;
+  // The cache of transitions. A cached state is the ordered list of the threads' instructions and what else a
+  // transition depends on; the spans are carried outside it.
+  bool caches_ = true;
   std::array<uint8_t, 256> classOf_{};
   size_t classCount_ = 0;
   std::map<std::vector<uint32_t>, State> states_;
-  size_t keptSize_ = 0;
+  size_t cachedSize_ = 0;
   int timesFull_ = 0;
 };
 

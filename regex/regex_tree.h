@@ -1,28 +1,28 @@
 #ifndef REGEX_REGEX_TREE_H
 #define REGEX_REGEX_TREE_H
 
+#include <algorithm>
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "regex/byte_classes.h"
 
-// A part of a regular expression.
+// An expression or a part of it: of a regular expression, or of keywords in the form of one.
 struct RegexNode {
   enum class Kind {
     kByte,           // one byte out of `bytes`
     kSequence,       // all `parts` in a row; without parts it takes the empty text
     kChoice,         // one of `parts`, the earlier ones first
     kRepeat,         // `parts[0]`, `min` to `max` times; as few times as possible with `lazy`, else as many
-    kFirstGroup,     // `parts[0]`, and what it takes is the expression's first group; later groups are not marked
-    kBackReference,  // what some group has taken
-    kLineStart,      // the place before the first byte
-    kLineEnd,        // the place behind the last byte
-    kWordEdge,       // "\b"
-    kNoWordEdge,     // "\B"
-    kAhead,          // a place behind which `parts[0]` takes some text
-    kNotAhead,       // a place behind which it takes none
+    kFirstGroup,     // `parts[0]`, captured as the expression's first group; later groups are not marked
+    kBackReference,  // what some group has captured
+    kLineStart,      // "^"
+    kLineEnd,        // "$"
+    kWordBoundary,
+    kNotWordBoundary,
+    kLookAhead,  // `parts[0]` matches here
+    kNegativeLookAhead,
   };
   static constexpr int kUnbounded = -1;
 
@@ -43,14 +43,28 @@ RegexNode AnyText();
 // Takes what one of the parts takes; nothing at all when there is none.
 RegexNode ChoiceOf(std::vector<RegexNode> parts);
 
+// Whether the node can be met without a byte being taken.
+bool MayBeEmpty(const RegexNode& node);
+
+// Whether every way through the node sets the first group.
+bool AlwaysSetsGroup(const RegexNode& node);
+
+bool IsLookAhead(const RegexNode& node);
+bool IsFirstGroup(const RegexNode& node);
+
+// Whether the node is a loop without an upper bound.
+bool IsEndless(const RegexNode& node);
+
+// Whether the predicate is true of the node or of one inside it.
+template <typename Predicate>
+bool Holds(const RegexNode& node, Predicate is) {
+  return is(node) ||
+         std::any_of(node.parts.begin(), node.parts.end(), [is](const RegexNode& part) { return Holds(part, is); });
+}
+
 struct RegexTree {
   RegexNode root;
   size_t groupCount = 0;
 };
-
-// Reads a regular expression (ECMAScript). Empty for an expression that is invalid, and for one that the standard
-// libraries do not agree about or that is too odd to be worth reading: those are left to std::regex alone. What is read
-// is therefore known to compile.
-std::optional<RegexTree> ReadRegexTree(std::string_view expression);
 
 #endif  // REGEX_REGEX_TREE_H

@@ -19,7 +19,7 @@ size_t LowerHalfCount(const ByteSet& bytes) {
 
 // A back-reference counts as a loop over all bytes; what a look-ahead holds takes no byte.
 bool HasWideLoop(const RegexNode& node, size_t widest) {
-  if (node.kind == Kind::kAhead || node.kind == Kind::kNotAhead) return false;
+  if (IsLookAhead(node)) return false;
   const bool isLoop = node.kind == Kind::kRepeat && node.parts[0].kind == Kind::kByte &&
                       (node.max == RegexNode::kUnbounded || node.max >= kShortRun) &&
                       LowerHalfCount(node.parts[0].bytes) > widest;

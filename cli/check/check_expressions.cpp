@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <map>
 #include <optional>
-#include <regex>
 
 #include "cli/check/checks.h"
-#include "cli/check/regex_faults.h"
-#include "cli/check/regex_time.h"
+#include "cli/check/expression_verdict.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
+#include "regex/regex.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_util.h"
 #include "util/string_util.h"
@@ -55,11 +54,11 @@ bool Contains(const std::string& text, const char* part) { return text.find(part
 // Tries a stack pattern on sample lines as a trace is cut.
 class StackSample {
  public:
-  explicit StackSample(const std::string& pattern) : expression_(pattern) {}
+  explicit StackSample(const std::string& pattern) : regex_(pattern) {}
 
   // What the pattern takes of a line, without and with each prefix, until `found` says that this is it.
   template <typename Lines, typename Found>
-  bool takesAny(const Lines& lines, Found found) const {
+  bool takesAny(const Lines& lines, Found found) {
     return std::any_of(std::begin(lines), std::end(lines), [&](const char* line) {
       return takes(line, found) || std::any_of(std::begin(kPrefixes), std::end(kPrefixes), [&](const char* prefix) {
                return takes(std::string(prefix) + line, found);
@@ -69,12 +68,12 @@ class StackSample {
 
  private:
   template <typename Found>
-  bool takes(const std::string& line, Found found) const {
-    const std::optional<std::string> taken = MatchIn(line, expression_);
-    return taken && found(*taken);
+  bool takes(const std::string& line, Found found) {
+    Regex::Match match;
+    return regex_.search(line, match) && found(std::string(match.whole));
   }
 
-  std::regex expression_;
+  Regex regex_;
 };
 
 // Where an expression stands in a file.
@@ -110,47 +109,40 @@ class ExpressionCheck {
   }
 
  private:
-  struct Verdict {
-    std::optional<RegexFault> fault;
-    std::optional<SlowInput> slow;
-  };
-
-  const Verdict& verdictOn(const std::string& expression, bool wholeText) {
-    const auto [known, isNew] = verdicts_.try_emplace({expression, wholeText});
-    Verdict& verdict = known->second;
-    if (isNew) {
-      verdict.fault = FindRegexFault(expression);
-      if (!verdict.fault || verdict.fault->isPortability) verdict.slow = FindSlowInput(expression, wholeText);
-    }
-    return verdict;
+  const ExpressionVerdict& verdictOn(const std::string& expression) {
+    const auto [known, isNew] = verdicts_.try_emplace(expression);
+    if (isNew) known->second = JudgeExpression(expression);
+    return known->second;
   }
 
-  // True for an expression that this machine can work with.
+  void add(const ExpressionVerdict& verdict, Span span) {
+    findings_.add(verdict.code, model_.matchFile, span, verdict.message);
+  }
+
+  // True for an expression that compiles on this machine.
   bool check(const PlacedExpression& placed) {
     const std::string filled = WithVariablesAs(placed.expression, kSampleValue);
-    const Verdict& verdict = verdictOn(filled, false);
-    const JsonText& json = placed.text.json;
-    if (verdict.fault) {
-      const size_t offset = OffsetBeforeFilling(placed.expression, kSampleValue, verdict.fault->offset);
-      addFault(*verdict.fault, json.span(placed.offset + offset, verdict.fault->length));
+    const ExpressionVerdict& verdict = verdictOn(filled);
+    const RegexReading& reading = verdict.reading;
+    if (!reading.isSearchable()) {
+      const size_t offset = OffsetBeforeFilling(placed.expression, kSampleValue, reading.offset);
+      add(verdict, placed.text.json.span(placed.offset + offset, reading.length));
     }
-    if (verdict.slow) addSlow(*verdict.slow, json.span(placed.offset, placed.expression.size()));
-    return !verdict.fault || verdict.fault->isPortability;
+    return verdict.compiles;
   }
 
   bool checkPath(const PlacedEntry& entry, const std::string& candidate, size_t dirSize, size_t offset,
                  const std::string& segment) {
-    const Verdict& verdict = verdictOn(candidate, true);
-    if (verdict.slow) addSlow(*verdict.slow, entry.subcataLog.json.span(offset, segment.size()));
-    if (!verdict.fault) return true;
-    const RegexFault& fault = *verdict.fault;
+    const ExpressionVerdict& verdict = verdictOn(candidate);
+    const RegexReading& reading = verdict.reading;
+    if (reading.isSearchable()) return true;
     const size_t dirText = entry.dirOrFile.text().size();
-    if (fault.offset >= dirSize) {
-      addFault(fault, entry.subcataLog.json.span(offset + fault.offset - dirSize, fault.length));
-    } else if (fault.offset < dirText) {
-      addFault(fault, entry.dirOrFile.json.span(fault.offset, std::min(fault.length, dirText - fault.offset)));
+    if (reading.offset >= dirSize) {
+      add(verdict, entry.subcataLog.json.span(offset + reading.offset - dirSize, reading.length));
+    } else if (reading.offset < dirText) {
+      add(verdict, entry.dirOrFile.json.span(reading.offset, std::min(reading.length, dirText - reading.offset)));
     } else {
-      addFault(fault, entry.subcataLog.json.span(offset, segment.size()));
+      add(verdict, entry.subcataLog.json.span(offset, segment.size()));
     }
     return false;
   }
@@ -162,7 +154,7 @@ class ExpressionCheck {
     if (IsStackPattern(pattern.text())) {
       checkStackPattern(pattern, applied, offset);
     } else if (check({pattern, offset, applied})) {
-      if (std::regex(WithVariablesAs(applied, kSampleValue)).mark_count() > 0) return;
+      if (Regex(WithVariablesAs(applied, kSampleValue)).groupCount() > 0) return;
       findings_.add(Code::kParamWithoutGroup, model_.matchFile, pattern.span,
                     "without a capture group the value is always empty");
     }
@@ -172,11 +164,13 @@ class ExpressionCheck {
     const std::string text = StringUtil::EraseString(applied, std::string(kStackMark));
     // A mark in the middle is rare: then the place of a fault is that of the whole.
     const bool isInFront = applied == std::string(kStackMark) + text;
-    if (isInFront ? !check({pattern, offset + kStackMark.size(), text}) : FindRegexFault(text).has_value()) {
-      if (!isInFront) addFault(*FindRegexFault(text), pattern.span);
-      return;
-    }
     const std::string filled = WithVariablesAs(text, kSampleValue);
+    if (isInFront) {
+      check({pattern, offset + kStackMark.size(), text});
+    } else if (!verdictOn(filled).isSound()) {
+      add(verdictOn(filled), pattern.span);
+    }
+    if (!verdictOn(filled).isSound()) return;
     const auto [known, isNew] = stacks_.try_emplace(filled);
     if (isNew) known->second = judgeStack(filled);
     if (known->second.keepsPrefix) {
@@ -195,7 +189,7 @@ class ExpressionCheck {
   };
 
   static StackVerdict judgeStack(const std::string& pattern) {
-    const StackSample sample(pattern);
+    StackSample sample(pattern);
     const auto isFrame = [](const std::string& taken) { return !taken.empty(); };
     const auto hasPrefix = [](const std::string& taken) {
       return Contains(taken, kTime) || Contains(taken, kKernelTime) || Contains(taken, kProcess);
@@ -210,22 +204,9 @@ class ExpressionCheck {
     return verdict;
   }
 
-  void addFault(const RegexFault& fault, Span span) {
-    findings_.add(
-        fault.isPortability ? Code::kRegexNotPortable : Code::kRegexInvalid, model_.matchFile, span,
-        (fault.isPortability ? "the device refuses this expression: " : "invalid expression: ") + fault.reason);
-  }
-
-  void addSlow(const SlowInput& slow, Span span) {
-    findings_.add(Code::kRegexExponential, model_.matchFile, span,
-                  "std::regex can take exponential time for this, for example on " + Quoted(slow.before) + ", " +
-                      std::to_string(slow.count) + " times " + Quoted(slow.repeated) + " and then " +
-                      Quoted(slow.after));
-  }
-
   const RuleModel& model_;
   Findings& findings_;
-  std::map<std::pair<std::string, bool>, Verdict> verdicts_;
+  std::map<std::string, ExpressionVerdict> verdicts_;
   std::map<std::string, StackVerdict> stacks_;
 };
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "cli/check/checks.h"
+#include "cli/check/expression_verdict.h"
 #include "cli/check/line_set.h"
-#include "cli/check/regex_faults.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
@@ -25,15 +25,15 @@ using Kind = RegexNode::Kind;
 constexpr size_t kNarrow = 128;  // fewer bytes than this are no "anything but"
 
 // True when the node can take the empty text whatever stands around.
-bool MayBeEmpty(const RegexNode& node) {
+bool TakesEmptyText(const RegexNode& node) {
   switch (node.kind) {
     case Kind::kSequence:
     case Kind::kFirstGroup:
-      return std::all_of(node.parts.begin(), node.parts.end(), MayBeEmpty);
+      return std::all_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
     case Kind::kChoice:
-      return std::any_of(node.parts.begin(), node.parts.end(), MayBeEmpty);
+      return std::any_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
     case Kind::kRepeat:
-      return node.min == 0 || MayBeEmpty(node.parts[0]);
+      return node.min == 0 || TakesEmptyText(node.parts[0]);
     default:
       return false;
   }
@@ -45,7 +45,7 @@ ByteSet FirstBytes(const RegexNode& node) {
   for (const RegexNode& part : node.parts) {
     bytes |= FirstBytes(part);
     const bool isInOrder = node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup;
-    if (isInOrder && !MayBeEmpty(part)) break;
+    if (isInOrder && !TakesEmptyText(part)) break;
   }
   return bytes;
 }
@@ -53,7 +53,7 @@ ByteSet FirstBytes(const RegexNode& node) {
 // All bytes in texts that the node takes.
 ByteSet AllBytes(const RegexNode& node) {
   ByteSet bytes = node.bytes;
-  if (node.kind == Kind::kAhead || node.kind == Kind::kNotAhead) return {};
+  if (IsLookAhead(node)) return {};
   for (const RegexNode& part : node.parts) bytes |= AllBytes(part);
   return bytes;
 }
@@ -79,13 +79,13 @@ bool FindGroup(const RegexNode& node, GroupPlace& place) {
   }
   for (size_t i = 0; i < node.parts.size(); ++i) {
     if (!FindGroup(node.parts[i], place)) continue;
-    place.isNegated = place.isNegated || node.kind == Kind::kNotAhead;
+    place.isNegated = place.isNegated || node.kind == Kind::kNegativeLookAhead;
     place.isRepeated = place.isRepeated || node.kind == Kind::kRepeat;
     place.isLeftOut =
         place.isLeftOut || (node.kind == Kind::kRepeat && node.min == 0 && &Bare(node.parts[0]) == place.group);
     if (node.kind == Kind::kSequence) {
       for (size_t j = i + 1; j < node.parts.size(); ++j) {
-        place.isBehindNothing = place.isBehindNothing && MayBeEmpty(node.parts[j]);
+        place.isBehindNothing = place.isBehindNothing && TakesEmptyText(node.parts[j]);
       }
     }
     return true;
@@ -267,7 +267,7 @@ class ValueCheck {
     } else if (isShortest && content.max != content.min) {
       add(Code::kValueMayBeEmpty, span,
           "as few times as possible, with nothing behind, is the least: the value is cut off");
-    } else if (MayBeEmpty(tree->root) && FirstBytes(tree->root).count() < kNarrow) {
+    } else if (TakesEmptyText(tree->root) && FirstBytes(tree->root).count() < kNarrow) {
       add(Code::kValueMayBeEmpty, whole,
           "this matches at the begin of every line, with an empty value where the text does not stand there");
     } else if (place.isLeftOut) {
@@ -364,7 +364,8 @@ class ValueCheck {
     const std::string expression =
         WithVariablesAs(text.substr(0, variable.begin), "x") + value + WithVariablesAs(text.substr(variable.end), "x");
     const std::string harmless = WithVariablesAs(text, "x");
-    return FindRegexFault(ExpressionIn(expression)) && !FindRegexFault(ExpressionIn(harmless));
+    return JudgeExpression(ExpressionIn(expression)).endsProcess() &&
+           !JudgeExpression(ExpressionIn(harmless)).endsProcess();
   }
 
   // What is compiled of keywords with "@R@" or of a parameter's pattern.

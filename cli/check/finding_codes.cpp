@@ -57,7 +57,7 @@ constexpr FindingCode kCodes[] = {
     // --- Expressions and parameters ---
     {Code::kRegexInvalid, "regex-invalid", kError},
     {Code::kRegexNotPortable, "regex-not-portable", kError},
-    {Code::kRegexExponential, "regex-exponential", kWarning},
+    {Code::kRegexLeft, "regex-left", kWarning},
     {Code::kParamWithoutGroup, "param-without-group", kWarning},
     {Code::kParamNever, "param-never-matches", kError},
     {Code::kValueEmpty, "value-empty", kError},

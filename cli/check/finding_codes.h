@@ -50,7 +50,7 @@ enum class Code {
   kRuleShadowed,
   kRegexInvalid,
   kRegexNotPortable,
-  kRegexExponential,
+  kRegexLeft,
   kParamWithoutGroup,
   kParamNever,
   kValueEmpty,

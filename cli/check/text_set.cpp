@@ -10,6 +10,7 @@
 
 #include "analysis/pattern_search.h"
 #include "cli/rule_files/rule_texts.h"
+#include "regex/regex_reader.h"
 
 namespace {
 
@@ -52,7 +53,7 @@ int Readability(int byte) {
 }  // namespace
 
 std::optional<RegexTree> ReadWithVariables(const std::string& expression) {
-  std::optional<RegexTree> tree = ReadRegexTree(WithVariablesAs(expression, std::string(1, kVariableByte)));
+  std::optional<RegexTree> tree = ReadRegex(WithVariablesAs(expression, std::string(1, kVariableByte))).tree;
   if (tree) FillVariables(tree->root);
   return tree;
 }
@@ -129,16 +130,16 @@ uint32_t TextSet::build(const RegexNode& node, uint32_t next) {
       return add({.kind = Node::Kind::kLineStart, .next = next});
     case Kind::kLineEnd:
       return add({.kind = Node::Kind::kLineEnd, .next = next});
-    case Kind::kWordEdge:
+    case Kind::kWordBoundary:
       return add({.kind = Node::Kind::kWordEdge, .next = next});
-    case Kind::kNoWordEdge:
+    case Kind::kNotWordBoundary:
       return add({.kind = Node::Kind::kNoWordEdge, .next = next});
-    case Kind::kAhead:
-    case Kind::kNotAhead: {
+    case Kind::kLookAhead:
+    case Kind::kNegativeLookAhead: {
       const RegexNode* inner = &node.parts[0];
       while (inner->kind == Kind::kSequence && inner->parts.size() == 1) inner = &inner->parts[0];
       if (inner->kind != Kind::kByte) break;
-      const auto kind = node.kind == Kind::kAhead ? Node::Kind::kNextIs : Node::Kind::kNextIsNot;
+      const auto kind = node.kind == Kind::kLookAhead ? Node::Kind::kNextIs : Node::Kind::kNextIsNot;
       return add({.kind = kind, .next = next, .bytes = inner->bytes});
     }
     default:

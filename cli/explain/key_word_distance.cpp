@@ -4,7 +4,7 @@
 
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
-#include "regex/regex_tree.h"
+#include "regex/regex_reader.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -43,7 +43,7 @@ std::vector<size_t> StepsOf(std::string_view expression) {
     pos = BehindCharacter(expression, pos);
     const bool isRepeated =
         pos < expression.size() && std::string_view("*+?{").find(expression[pos]) != std::string::npos;
-    if (isRepeated || !ReadRegexTree(expression.substr(0, pos))) continue;
+    if (isRepeated || !ReadRegex(expression.substr(0, pos)).tree) continue;
     if (!Regex(expression.substr(0, pos)).matchesWhole("")) steps.push_back(pos);
   }
   return steps;
@@ -57,7 +57,7 @@ KeyWordDistance::KeyWordDistance(const std::string& keyWords) : keyWords_(keyWor
   isAnd_ = form == KeyWordForm::kAnd;
   if (isRegex_) {
     const std::string expression = keyWords_.substr(kRegexMark.size());
-    isSafe_ = ReadRegexTree(expression).has_value();
+    isSafe_ = ReadRegex(expression).tree.has_value();
     if (!isSafe_) return;
     terms_ = AlternativesOf(expression);
     for (const std::string& term : terms_) steps_.push_back(StepsOf(term));

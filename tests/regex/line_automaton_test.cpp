@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <random>
 
+#include "regex/regex_reader.h"
+
 namespace {
 
-RegexNode Read(const std::string& expression) { return ReadRegexTree(expression).value().root; }
+RegexNode Read(const std::string& expression) { return ReadRegex(expression).tree.value().root; }
 
 // The beginnings of the lines for which the predicate holds.
 template <typename Predicate>
