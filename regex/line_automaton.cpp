@@ -6,6 +6,14 @@
 
 #include "regex/byte_classes.h"
 
+// A lazily built DFA. All patterns are compiled into one NFA, whose matches bear the pattern's number; a state of the
+// DFA is the set of NFA nodes that some text leads to, and is built when a text first does. Since a match may begin at
+// any byte, the nodes that patterns begin with belong to every state (floating_): they are left out of the sets.
+//
+// Each state has a row in two tables of transitions. The plain inner loop looks at the fast one only, in which a
+// transition that has not been built, and one to a state with a match, lead to the trap state in row 0. The exact one
+// then tells which of the two it was.
+
 using Kind = RegexNode::Kind;
 
 namespace {
