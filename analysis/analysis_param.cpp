@@ -46,16 +46,18 @@ bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
     const bool seek = getSeekInfo(param->second, pattern);
     anyLast = anyLast || seek;
     std::string value;
+    size_t offset = 0;
     if (pattern.find(kStackMark) == std::string::npos) {
       Regex::Match found;
       if (!cache_->expressions().search(pattern, line, found)) {
-        if (observer_ != nullptr) observer_->onParam(rule, param->first, nullptr);
+        if (observer_ != nullptr) observer_->onParam(rule, param->first, nullptr, 0);
         ++param;
         continue;
       }
       value = found.group;
+      if (!found.group.empty()) offset = static_cast<size_t>(found.group.data() - line.data());
     }
-    if (observer_ != nullptr) observer_->onParam(rule, param->first, &value);
+    if (observer_ != nullptr) observer_->onParam(rule, param->first, &value, offset);
     const std::string name = RecordName(rule.name, param->first);
     setParamRecord(name, {curPosition_, value}, seek ? kReplaceFirst : kAppend);
     setStackRegex(name, pattern);

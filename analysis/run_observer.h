@@ -46,9 +46,9 @@ class RunObserver {
   // `rule` as it was judged: with the values of its variables, if it had any that could be filled.
   virtual void onRule(const FeatureRule& rule, RuleOutcome outcome) = 0;
 
-  // A parameter of the selecting rule was looked for in the current line. `value` is null when it was not found. Of a
-  // parameter whose pattern is for a stack it is empty.
-  virtual void onParam(const FeatureRule& rule, const std::string& key, const std::string* value) = 0;
+  // A parameter of the selecting rule was looked for in the current line. `value` is null when it was not found, else
+  // what the line holds from `offset` on. Of a parameter whose pattern is for a stack it is empty.
+  virtual void onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) = 0;
 
   // The rule has done its work and leaves the run; it is gone after the call.
   virtual void onSpent(const FeatureRule& rule) = 0;

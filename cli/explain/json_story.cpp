@@ -86,7 +86,12 @@ class RunWriter {
     node["line"] = Number(param.line.number);
     node["isFound"] = param.value.has_value();
     node["isStackPattern"] = param.isStackPattern;
-    if (param.value && !param.isStackPattern) node["value"] = Text(*param.value);
+    if (!param.value || param.isStackPattern) return node;
+    node["value"] = Text(*param.value);
+    // In characters.
+    const std::string_view line = story_.textOf(run_, param.line);
+    node["begin"] = Number(CharacterCount(line.substr(0, param.offset)));
+    node["end"] = Number(CharacterCount(line.substr(0, param.offset + param.value->size())));
     return node;
   }
 

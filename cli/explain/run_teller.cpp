@@ -229,14 +229,14 @@ bool RunTeller::hasVariable(const FeatureRule& rule) const {
 
 // --- What is taken ---
 
-void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value) {
+void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) {
   paramsToTry_.erase(key);
   const std::string& pattern = rule.params.at(key);
   const bool isStack = IsStackPattern(pattern);
   if (value == nullptr) ++run().rules[selecting_].failedParams;
   if (selected_ != nullptr) {
     const auto taken = value == nullptr ? std::nullopt : std::optional<std::string>(*value);
-    selected_->params.add({key, current_, taken, isStack});
+    selected_->params.add({key, current_, taken, offset, isStack});
   }
   if (value == nullptr) return;
   const std::string record = RecordName(rule.name, key);

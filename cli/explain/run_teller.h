@@ -35,7 +35,7 @@ class RunTeller : public RunObserver {
   void onUnreadableLog() override;
   void onLine(std::string_view line, size_t offset, LineFate fate) override;
   void onRule(const FeatureRule& rule, RuleOutcome outcome) override;
-  void onParam(const FeatureRule& rule, const std::string& key, const std::string* value) override;
+  void onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) override;
   void onSpent(const FeatureRule& rule) override;
   void onScanEnd(ScanEnd reason) override;
   void onContribution(const std::string& name, const Record* record, const std::string& value) override;

@@ -85,6 +85,7 @@ struct ParamStory {
   std::string key;
   LogLine line;
   std::optional<std::string> value;  // none: not found
+  size_t offset = 0;                 // of the value in its line
   bool isStackPattern = false;       // "@T@": the line is noted, the value comes later
 };
 

@@ -23,8 +23,9 @@ struct Transcript : RunObserver {
     const char* const names[] = {"selects", "waits with", "is open in", "finds nothing of"};
     lines.push_back("  " + rule.name + " " + names[static_cast<int>(outcome)] + " " + rule.keyWords);
   }
-  void onParam(const FeatureRule& rule, const std::string& key, const std::string* value) override {
-    lines.push_back("  " + rule.name + "." + key + (value == nullptr ? " not found" : "=" + *value));
+  void onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) override {
+    lines.push_back("  " + rule.name + "." + key +
+                    (value == nullptr ? " not found" : "=" + *value + " at " + std::to_string(offset)));
   }
   void onSpent(const FeatureRule& rule) override { lines.push_back("  " + rule.name + " spent"); }
   void onScanEnd(ScanEnd reason) override {
