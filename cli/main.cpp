@@ -17,7 +17,7 @@ using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
     AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff,    AddExplain,
-    AddGroups,  AddHelp,  AddInit,  AddLsp,        AddMan,      AddSuggest, AddTest,
+    AddGroups,  AddHelp,  AddInit,  AddLive,       AddLsp,        AddMan,      AddSuggest, AddTest,
 };
 
 // A standard stream that was closed when the program started would be taken by the next file that is opened. One that

@@ -19,6 +19,7 @@ void AddGroups(CLI::App& program, ExitStatus& status);
 void AddHelp(CLI::App& program, ExitStatus& status);
 void AddInit(CLI::App& program, ExitStatus& status);
 void AddLsp(CLI::App& program, ExitStatus& status);
+void AddLive(CLI::App& program, ExitStatus& status);
 void AddMan(CLI::App& program, ExitStatus& status);
 void AddSuggest(CLI::App& program, ExitStatus& status);
 void AddTest(CLI::App& program, ExitStatus& status);

@@ -8,6 +8,7 @@
 #include "cli/explain/tell_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
 #include "cli/rule_files/event_types.h"
 
@@ -16,12 +17,16 @@ namespace {
 struct Options {
   Question question;
   size_t line = 0;
+  bool asPageData = false;
   std::string format = "text";
   std::string file;  // empty: standard output
 };
 
+constexpr size_t kMaxPageVerdicts = 60'000;  // that a page holds for a run: 2,000 lines of 30 rules
+
 constexpr char kExample[] =
     "Example:\n"
+    "  kestrix explain crash.txt --config rules --event java_crash --key ROOT_CAUSE\n"
     "  kestrix explain crash.txt --config rules --event java_crash --rule process\n"
     "  kestrix explain crash.txt --config rules --event java_crash --format html -o crash.html\n"
     "\n"
@@ -37,7 +42,13 @@ bool HasRule(const Story& story, const std::string& name) {
 }
 
 void Print(const Story& story, const Options& options, bool inColour, std::ostream& out) {
-  if (options.format == "json") {
+  if (options.asPageData) {
+    out << JsonLine(StoryAsPageData(story)) << '\n';
+  } else if (!story.askedKey.empty() && options.format == "json") {
+    PrintKeyAsJson(story, story.askedKey, out);
+  } else if (!story.askedKey.empty() && options.format == "text") {
+    PrintKeyAsText(story, story.askedKey, inColour, out);
+  } else if (options.format == "json") {
     PrintStoryAsJson(story, out);
   } else if (options.format == "html") {
     PrintStoryAsPage(story, out);
@@ -53,6 +64,7 @@ ExitStatus Run(const Options& options) {
   CheckEventType(question.eventType, question.configDir);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
   if (options.line > 0) question.line = options.line;
+  if (options.format == "html" && !options.asPageData) question.verdicts = kMaxPageVerdicts;
   PrepareLibrary(question.hasPathTests);
   const Story story = TellStory(question);
   if (!question.rule.empty() && !HasRule(story, question.rule)) {
@@ -77,6 +89,11 @@ void AddExplain(CLI::App& program, ExitStatus& status) {
       ->check(CLI::PositiveNumber);
   command->add_option("--rule", options->question.rule, "Tell how this rule fared, on all lines or on that of --line")
       ->type_name("NAME");
+  command
+      ->add_option("--key", options->question.key,
+                   "Tell why this result has its value, or is missing; on the page, begin there")
+      ->type_name("KEY");
+  command->add_flag("--page-data", options->asPageData)->group("");  // for kestrix live
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file);
   AddCheckPathOption(*command, options->question.hasPathTests);

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "cli/explain/key_story.h"
 #include "cli/explain/print_story.h"
 #include "cli/output/utf8.h"
 
@@ -58,7 +59,7 @@ class RunWriter {
     }
     node["records"] = ArrayOf(run_.records, [this](const RecordStory& record) { return recordNode(record); });
     node["templates"] = ArrayOf(run_.templates, TemplateNode);
-    if (run_.asked) node["asked"] = askedNode(*run_.asked);
+    if (story_.askedLine && run_.asked.size() == 1) node["asked"] = askedNode(run_.asked.front());
     return node;
   }
 
@@ -219,7 +220,67 @@ Json::Value StackNode(const StackStory& stack) {
   return node;
 }
 
+Json::Value RecordWayNode(const Story& story, const RunStory& run, const RecordWay& way) {
+  Json::Value node;
+  node["name"] = Text(way.name);
+  node["isThere"] = way.isThere;
+  node["value"] = Text(way.value);
+  node["why"] = Text(way.why);
+  node["edit"] = Text(way.edit);
+  node["rule"] = way.rule ? Number(*way.rule) : Json::Value();
+  node["line"] = Json::Value();
+  if (way.line.number > 0) {
+    node["line"]["number"] = Number(way.line.number);
+    node["line"]["text"] = Text(story.textOf(run, way.line));
+  }
+  if (!way.rule) return node;
+  const RuleStory& rule = run.rules[*way.rule];
+  node["ruleName"] = Text(rule.name);
+  node["place"] = PlaceNode(rule.place);
+  node["keyWords"] = Text(rule.keyWords);
+  node["pattern"] = Text(way.pattern);
+  node["variables"] = ArrayOf(way.variables, [](const auto& variable) {
+    Json::Value told;
+    told["name"] = Text(variable.first);
+    told["value"] = variable.second ? Text(*variable.second) : Json::Value();
+    return told;
+  });
+  return node;
+}
+
+Json::Value TemplateWayNode(const Story& story, const TemplateWay& way) {
+  const RunStory& run = story.runs[way.run];
+  Json::Value node;
+  node["run"] = Number(way.run);
+  node["featureId"] = Text(run.featureId);
+  node["place"] = PlaceNode(way.told->place);
+  node["text"] = Text(way.told->text);
+  node["value"] = Text(way.told->value);
+  node["state"] = way.told->value.empty() ? "empty" : way.told->lostTo.empty() ? "used" : "lost";
+  node["lostTo"] = Text(way.told->lostTo);
+  node["records"] = ArrayOf(way.records, [&](const RecordWay& record) { return RecordWayNode(story, run, record); });
+  return node;
+}
+
 }  // namespace
+
+Json::Value KeyAsJson(const Story& story, const std::string& key) {
+  const KeyStory told = TellKey(story, key);
+  Json::Value node;
+  node["key"] = Text(told.key);
+  node["value"] = told.value.empty() ? Json::Value() : Text(told.value);
+  node["madeFrom"] = Text(told.source);
+  node["remarks"] = ArrayOf(told.remarks, Text);
+  node["templates"] = ArrayOf(told.ways, [&story](const TemplateWay& way) { return TemplateWayNode(story, way); });
+  return node;
+}
+
+void PrintKeyAsJson(const Story& story, const std::string& key, std::ostream& out) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  builder["emitUTF8"] = true;
+  out << Json::writeString(builder, KeyAsJson(story, key)) << '\n';
+}
 
 Json::Value StoryAsJson(const Story& story) {
   Json::Value root;

@@ -18,8 +18,18 @@ void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, s
 Json::Value StoryAsJson(const Story& story);
 void PrintStoryAsJson(const Story& story, std::ostream& out);
 
+// The same answer as one JSON object.
+Json::Value KeyAsJson(const Story& story, const std::string& key);
+void PrintKeyAsJson(const Story& story, const std::string& key, std::ostream& out);
+
 // A page for a browser that needs nothing else: the log beside the story, linked both ways. Of a log of more than 16
-// MiB it holds the lines that the story names, and those around them.
+// MiB, or of half a million lines, it holds the lines that the story names, and those around them.
 void PrintStoryAsPage(const Story& story, std::ostream& out);
+
+// What such a page is drawn from.
+Json::Value StoryAsPageData(const Story& story);
+
+// A page that is drawn from data that it fetches: "live" of its own data tells from where.
+void PrintLivePage(const Json::Value& live, std::ostream& out);
 
 #endif  // CLI_EXPLAIN_PRINT_STORY_H

@@ -45,8 +45,31 @@ void RunTeller::onRun(const std::string& featureId, const FeatureFrame& frame, c
   this->run().skip = frame.skip >= 1 ? frame.skip : kDefaultSkip;
   addRules(frame);
   this->run().log = logOf(frame.logPath);
+  planTemplates();
+  planVerdicts();
   triedRule_ = 0;
 }
+
+void RunTeller::planTemplates() {
+  const PlacedTemplates* templates = places_.model().templatesOf({run().featureId, story_.eventType, {}});
+  if (templates == nullptr) return;
+  for (const PlacedTemplate& planned : templates->templates) {
+    TemplateStory story{planned.key, planned.text.text(), {}, {}, "", ""};
+    story.place = places_.ofTemplate(story_.eventType, run().featureId, planned.key);
+    for (const std::string& name : analysis_->splitAssembleParam(story.text)) {
+      story.contributions.push_back({name, false, ""});
+    }
+    run().planned.push_back(std::move(story));
+  }
+}
+
+void RunTeller::planVerdicts() {
+  const std::string& log = story_.logs[run().log].text;
+  const size_t lines = static_cast<size_t>(std::count(log.begin(), log.end(), '\n')) + 1;
+  run().isEveryLineAsked = lines * run().rules.size() <= story_.askedVerdicts;
+}
+
+bool RunTeller::isAsked(size_t line) const { return story_.runs.back().isEveryLineAsked || story_.askedLine == line; }
 
 void RunTeller::addRules(const FeatureFrame& frame) {
   // The entry whose frame it is: the first one that has the id taken.
@@ -96,12 +119,12 @@ void RunTeller::onLine(std::string_view line, size_t offset, LineFate fate) {
   at_ = fate == LineFate::kSpanned ? At::kParams : At::kRules;
   triedRule_ = 0;
   if (fate == LineFate::kSpanned) tryParams(*live_[selecting_].rule, selecting_);
-  if (story_.askedLine == current_.number) askAboutLine(fate);
+  if (isAsked(current_.number)) askAboutLine(fate);
 }
 
-// Begins the answer for the line that the user asks about; the rules that are tried on it follow.
+// Begins the answer for a line that the user asks about; the rules that are tried on it follow.
 void RunTeller::askAboutLine(LineFate fate) {
-  LineStory& asked = run().asked.emplace();
+  LineStory& asked = run().asked.emplace_back();
   asked.line = current_;
   Verdict verdict{VerdictKind::kPassedOver, ""};
   if (fate == LineFate::kOverlong)
@@ -187,7 +210,7 @@ void RunTeller::judgeTaken(size_t taker) {
            [&] { return "the line is taken by an earlier rule, " + nameOf(taker); });
       continue;
     }
-    if (story_.askedLine == current_.number) judgeMiss(live, i, outcome, rule);
+    if (isAsked(current_.number)) judgeMiss(live, i, outcome, rule);
   }
 }
 
@@ -195,9 +218,7 @@ void RunTeller::judgeTaken(size_t taker) {
 template <typename Words>
 void RunTeller::note(size_t index, VerdictKind kind, std::optional<Nearness> nearness, Words why) {
   RuleStory& story = run().rules[index];
-  if (story_.askedLine == current_.number && run().asked) {
-    run().asked->verdicts[index].verdict = {kind, why()};
-  }
+  if (isAsked(current_.number)) run().asked.back().verdicts[index].verdict = {kind, why()};
   Live& live = live_[index];
   if (!nearness || *nearness < live.nearest) return;
   if (live.nearest < *nearness) {
@@ -258,8 +279,8 @@ void RunTeller::onScanEnd(ScanEnd reason) {
   run().end = reason;
   at_ = At::kTemplates;
   addRecords();
-  if (!story_.askedLine || run().asked) return;
-  LineStory& asked = run().asked.emplace();
+  if (!story_.askedLine || !run().asked.empty()) return;
+  LineStory& asked = run().asked.emplace_back();
   asked.line = lineOf(*story_.askedLine);
   asked.isThere = asked.line.number > 0;
   for (const RuleStory& rule : run().rules) {

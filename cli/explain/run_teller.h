@@ -63,6 +63,9 @@ class RunTeller : public RunObserver {
   size_t indexOf(const FeatureRule& rule) const;
   void addRules(const FeatureFrame& frame);
   size_t logOf(const std::string& path);
+  void planTemplates();
+  void planVerdicts();
+  bool isAsked(size_t line) const;
   void askAboutLine(LineFate fate);
   void judgeMiss(Live& live, size_t index, RuleOutcome outcome, const FeatureRule& rule);
   void judgeTaken(size_t taker);

@@ -134,7 +134,7 @@ struct TemplateStory {
   std::string lostTo;  // the feature id whose run gave the key before; empty for a value that counts or is empty
 };
 
-// How each rule of a run fared on the line that the user asks about.
+// How each rule of a run fared on a line that the user asks about.
 struct LineStory {
   LogLine line;
   bool isThere = true;                // false when the log has no such line
@@ -155,7 +155,9 @@ struct RunStory {
   LogLine lastMatch;                     // selected by any rule; number 0: none
   std::vector<RecordStory> records;      // by name
   std::vector<TemplateStory> templates;  // by key; none when there are no records
-  std::optional<LineStory> asked;        // with --line
+  std::vector<TemplateStory> planned;    // as templates, of what was to be assembled: no record is there yet
+  std::vector<LineStory> asked;          // the line that the user asks about, or all lines that were read
+  bool isEveryLineAsked = false;
 };
 
 // --- The stack ---
@@ -215,7 +217,9 @@ struct Story {
   std::string eventType;
   bool hasPathTests = false;
   std::optional<size_t> askedLine;
-  std::string askedRule;  // empty: all
+  size_t askedVerdicts = 0;  // above 0: all lines of a run are asked about, unless that takes more verdicts
+  std::string askedRule;     // empty: all
+  std::string askedKey;      // of a result; empty: all
 
   std::vector<EntryStory> entries;  // in the order in which the library visits them
   std::vector<RunStory> runs;       // in priority order

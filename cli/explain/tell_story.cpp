@@ -57,6 +57,8 @@ Story TellStory(const Question& question) {
   story.hasPathTests = question.hasPathTests;
   story.askedLine = question.line;
   story.askedRule = question.rule;
+  story.askedKey = question.key;
+  story.askedVerdicts = question.verdicts;
 
   const JsonFile matchFile(MatchRuleFile(question.configDir));
   const JsonFile assembleFile(AssembleRuleFile(question.configDir));

@@ -15,6 +15,8 @@ struct Question {
   bool hasPathTests = false;   // as on the device; otherwise every path passes
   std::optional<size_t> line;  // from 1
   std::string rule;            // a name; empty for all
+  std::string key = {};        // a result; empty for all
+  size_t verdicts = 0;         // above 0: the story has how each rule fared on each line, up to so many verdicts a run
 };
 
 // Calls the library and writes down all that it does. Ends the program with one line when the library would end the

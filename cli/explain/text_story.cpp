@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <iomanip>
 #include <ostream>
 
+#include "cli/explain/key_story.h"
 #include "cli/explain/print_story.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/terminal.h"
@@ -53,6 +55,16 @@ class TextWriter {
     printStack();
   }
 
+  void printKey(const KeyStory& told) {
+    out_ << paint(kHeading, Shown(told.key));
+    out_ << (told.value.empty() ? " is " + paint(kBad, "missing") : " = " + ShownValue(told.value)) << '\n';
+    for (const std::string& remark : told.remarks) out_ << "  " << LineForPeople(remark) << '\n';
+    for (size_t i = 0; i < told.ways.size(); ++i) {
+      const bool isWhole = i == 0 || (told.value.empty() && told.ways[i].isBegun());
+      printWay(told.ways[i], isWhole);
+    }
+  }
+
   void printAnswer() {
     for (const RunStory& run : story_.runs) {
       const bool isAsked = std::any_of(run.rules.begin(), run.rules.end(), [this](const RuleStory& rule) {
@@ -70,40 +82,7 @@ class TextWriter {
     }
   }
 
-  // The templates of the key, with the rules that make the records for them.
-  void printKey(const std::string& key) {
-    // What the filter makes has no template of its own.
-    const bool isOfStack = story_.stack && (key == kFingerprintKey || story_.stack->named.count(key) > 0);
-    bool isThere = false;
-    for (const RunStory& run : story_.runs) {
-      for (const TemplateStory& told : run.templates) {
-        if (told.key != (isOfStack ? kStackKey : key)) continue;
-        isThere = true;
-        printRunHead(run);
-        printTemplate(told);
-        for (const RuleStory& rule : run.rules) {
-          if (makesPartOf(rule, told)) printRule(run, rule, kFewLines);
-        }
-      }
-    }
-    if (isThere && (isOfStack || key == kStackKey)) printStack();
-    if (!isThere) {
-      out_ << "no template of a run that found anything gives " << Shown(key) << '\n';
-      for (const RunStory& run : story_.runs) {
-        printRunHead(run);
-        for (const RuleStory& rule : run.rules) printRule(run, rule, kFewLines);
-      }
-    }
-    if (story_.runs.empty()) printEntries();
-  }
-
  private:
-  static bool makesPartOf(const RuleStory& rule, const TemplateStory& told) {
-    return std::any_of(told.contributions.begin(), told.contributions.end(), [&rule](const ContributionStory& part) {
-      return part.record.starts_with(RecordName(rule.name, ""));
-    });
-  }
-
   std::string paint(std::string_view colour, std::string_view text) const { return Painted(inColour_, colour, text); }
 
   void printHeading(const std::string& text) { out_ << '\n' << paint(kHeading, text) << '\n'; }
@@ -208,12 +187,13 @@ class TextWriter {
   }
 
   void printAskedLine(const RunStory& run) {
-    if (!run.asked) return;
-    if (run.asked->isThere) printLine(run, "  ", run.asked->line);
-    for (size_t i = 0; i < run.asked->verdicts.size(); ++i) {
+    if (run.asked.empty()) return;
+    const LineStory& asked = run.asked.front();
+    if (asked.isThere) printLine(run, "  ", asked.line);
+    for (size_t i = 0; i < asked.verdicts.size(); ++i) {
       const RuleStory& rule = run.rules[i];
       if (!story_.askedRule.empty() && rule.name != story_.askedRule) continue;
-      const Verdict& verdict = run.asked->verdicts[i].verdict;
+      const Verdict& verdict = asked.verdicts[i].verdict;
       out_ << "  rule " << Shown(rule.name) << " (" << LineForPeople(TextOf(rule.place))
            << "): " << paint(verdict.kind == VerdictKind::kSelects ? kGood : kBad, LineForPeople(verdict.why)) << '\n';
     }
@@ -250,6 +230,42 @@ class TextWriter {
         out_ << paint(kBad, "no such record") << '\n';
       }
     }
+  }
+
+  void printWay(const TemplateWay& way, bool isWhole) {
+    const RunStory& run = story_.runs[way.run];
+    const TemplateStory& told = *way.told;
+    out_ << "  template of " << Shown(run.featureId) << " (" << TextOf(told.place) << "): " << Shown(told.text);
+    if (!told.lostTo.empty()) out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
+    if (told.value.empty() && !isWhole) out_ << ", " << paint(kBad, "none of its records is there");
+    out_ << '\n';
+    if (!isWhole) return;
+    for (const RecordWay& record : way.records) printRecordWay(run, record);
+  }
+
+  void printRecordWay(const RunStory& run, const RecordWay& way) {
+    const auto row = [this](const char* what, const std::string& text) {
+      out_ << "      " << std::left << std::setw(11) << what << text << '\n';
+    };
+    out_ << "    record " << Shown(way.name);
+    out_ << (way.isThere ? " = " + ShownValue(way.value) : ": " + paint(kBad, "there is none")) << '\n';
+    if (way.rule) {
+      const RuleStory& rule = run.rules[*way.rule];
+      const std::string fired =
+          rule.selected.count > 0 ? "selected " + Counted(rule.selected.count, "line") : "never fired";
+      row("rule", Shown(rule.name) + " (" + TextOf(rule.place) + "), " + fired);
+      row("keywords", Shown(rule.keyWords));
+      if (!way.pattern.empty()) row("expression", Shown(way.pattern));
+    }
+    for (const auto& [name, value] : way.variables) {
+      row("variable", Shown(name) + (value ? " = " + ShownValue(*value) : ": " + paint(kBad, "no such record")));
+    }
+    if (way.line.number > 0) {
+      row(way.isThere ? "line" : "nearest",
+          "line " + std::to_string(way.line.number) + ": " + Shown(story_.textOf(run, way.line)));
+    }
+    if (!way.why.empty()) row("why", paint(kBad, LineForPeople(way.why)));
+    if (!way.edit.empty()) row("edit", LineForPeople(way.edit));
   }
 
   void printStack() {
@@ -307,5 +323,5 @@ void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out) {
 }
 
 void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, std::ostream& out) {
-  TextWriter(story, inColour, out).printKey(key);
+  TextWriter(story, inColour, out).printKey(TellKey(story, key));
 }

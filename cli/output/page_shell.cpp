@@ -14,6 +14,7 @@
 // Embedded when the program is built.
 extern const std::string_view kPageShell;
 extern const std::string_view kPageStyle;
+extern const std::string_view kPageScript;
 
 namespace {
 
@@ -42,11 +43,17 @@ std::string ForScript(const Json::Value& value) {
 }  // namespace
 
 void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
+  std::string script(kPageScript);
+  for (const std::string_view part : page.scripts) script += part;
   const std::map<std::string_view, std::string> parts = {
-      {"STYLE_HASH", PolicyHash(kPageStyle)}, {"SCRIPT_HASH", PolicyHash(page.script)},
-      {"TITLE", std::string(page.title)},     {"STYLE", std::string(kPageStyle)},
-      {"BODY", std::string(page.body)},       {"DATA", ForScript(data)},
-      {"SCRIPT", std::string(page.script)},
+      {"STYLE_HASH", PolicyHash(kPageStyle)},
+      {"SCRIPT_HASH", PolicyHash(script)},
+      {"TITLE", std::string(page.title)},
+      {"STYLE", std::string(kPageStyle)},
+      {"BODY", std::string(page.body)},
+      {"DATA", ForScript(data)},
+      {"SCRIPT", script},
+      {"CONNECT", page.mayFetch ? "; connect-src 'self'" : ""},
   };
   // The shell has its marks as "@NAME@", and no other "@".
   bool isName = false;

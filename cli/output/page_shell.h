@@ -5,14 +5,19 @@
 
 #include <iosfwd>
 #include <string_view>
+#include <vector>
 
-// A page for a browser that needs nothing else. All pages share a frame and a style sheet; the body is markup without
-// data, which the script fills in from the JSON text of the element "data".
+// A page for a browser that needs nothing else. All pages share a frame, a style sheet and the beginning of their
+// script; the body is markup without data, which the script fills in from the JSON text of the element "data".
 struct Page {
   std::string_view title;
   std::string_view body;
-  std::string_view script;
+  std::vector<std::string_view> scripts;
+  bool mayFetch = false;  // from where it was loaded
 };
+
+// The body of a report: a head, and a column that its script fills.
+extern const std::string_view kReportBody;
 
 // The policy of the page names style and script by their hashes, so that nothing else runs: no text of a log does.
 void PrintPage(const Page& page, const Json::Value& data, std::ostream& out);
