@@ -11,7 +11,12 @@
 #include "cli/fleet/rule_coverage.h"
 #include "cli/library/input.h"
 #include "cli/output/json_text.h"
+#include "cli/output/output_file.h"
+#include "cli/output/page_shell.h"
 #include "cli/output/terminal.h"
+
+// Embedded when the program is built.
+extern const std::string_view kCoveragePageScript;
 
 namespace {
 
@@ -19,11 +24,13 @@ struct Options {
   ReplayOptions replay;
   std::string configDir;
   std::string format = "text";
+  std::string file;  // empty: standard output
 };
 
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix coverage --config rules --event java_crash logs\n"
+    "  kestrix coverage --config rules --event java_crash logs --format html -o coverage.html\n"
     "\n"
     "Exit status: 0 every rule fired, 1 a rule never fired or a log failed, 2 wrong usage or rule files that cannot be "
     "read.";
@@ -65,7 +72,7 @@ void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour,
   }
 }
 
-void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& out) {
+Json::Value ToJson(const RuleUseTable& table, const Counts& counts) {
   Json::Value root;
   root["logs"] = JsonNumber(counts.logs);
   root["failed"] = JsonNumber(counts.failed);
@@ -90,7 +97,17 @@ void PrintAsJson(const RuleUseTable& table, const Counts& counts, std::ostream& 
     item["logs"] = JsonNumber(lines.logs);
     item["examples"] = JsonTexts(lines.examples);
   }
-  out << JsonLine(root) << '\n';
+  return root;
+}
+
+void Print(const RuleUseTable& table, const Counts& counts, const Options& options, bool inColour, std::ostream& out) {
+  if (options.format == "json") {
+    out << JsonLine(ToJson(table, counts)) << '\n';
+  } else if (options.format == "html") {
+    PrintPage({"kestrix coverage", kReportBody, {kCoveragePageScript}}, ToJson(table, counts), out);
+  } else {
+    PrintAsText(table, counts, inColour, out);
+  }
 }
 
 ExitStatus Run(const Options& options) {
@@ -112,11 +129,7 @@ ExitStatus Run(const Options& options) {
         ++counts.failed;
         std::cerr << "kestrix: " << log.path << ": " << fault << '\n';
       });
-  if (options.format == "json") {
-    PrintAsJson(table, counts, std::cout);
-  } else {
-    PrintAsText(table, counts, OutputTakesColours(), std::cout);
-  }
+  PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(table, counts, options, inColour, out); });
   const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
   return isCovered && counts.failed == 0 ? kSuccess : kNegative;
 }
@@ -128,7 +141,8 @@ void AddCoverage(CLI::App& program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
   AddConfigOption(*command, options->configDir);
-  AddFormatOption(*command, options->format, {"text", "json"});
+  AddFormatOption(*command, options->format, {"text", "json", "html"});
+  AddOutputOption(*command, options->file);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

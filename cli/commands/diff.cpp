@@ -34,7 +34,8 @@ void Print(const Comparison& comparison, const Options& options, bool inColour, 
   }
 }
 
-ExitStatus Run(const Options& options) {
+ExitStatus Run(Options options) {
+  options.rules.event = options.replay.logs.event;
   Comparison comparison;
   Replay(options.replay, {options.rules.before, options.rules.after}, AnalyzeToFields,
          [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {

@@ -19,8 +19,13 @@
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/json_text.h"
 #include "cli/output/lines.h"
+#include "cli/output/output_file.h"
+#include "cli/output/page_shell.h"
 #include "cli/output/terminal.h"
 #include "stack/stack_tables.h"
+
+// Embedded when the program is built.
+extern const std::string_view kGroupsPageScript;
 
 namespace {
 
@@ -28,6 +33,7 @@ struct Options {
   std::vector<std::string> files = {"-"};
   std::string key = kFingerprintKey;
   std::string format = "text";
+  std::string file;  // empty: standard output
   bool stability = false;
 };
 
@@ -37,6 +43,7 @@ constexpr size_t kMaxComplaints = 10;  // about single lines
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix batch --config rules --event java_crash logs | kestrix groups\n"
+    "  kestrix groups results.ndjson --format html -o groups.html\n"
     "\n"
     "Exit status: 0 there are groups, 1 there is none or a line cannot be read, 2 wrong usage or a file that cannot be "
     "read.";
@@ -52,6 +59,10 @@ struct Input {
 
 // --- Reading ---
 
+std::string TextIn(const Json::Value& object, const char* name) {
+  return object[name].isString() ? object[name].asString() : "";
+}
+
 bool AddLine(const std::string& line, const Options& options, Input& input) {
   Json::Value root;
   if (!ReadJsonObject(line, root) || !root["path"].isString()) return false;
@@ -66,7 +77,8 @@ bool AddLine(const std::string& line, const Options& options, Input& input) {
   if (options.key == kFingerprintKey && value == Json::Value(kNoFingerprint)) {
     ++input.empty;
   } else if (value.isString()) {
-    input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "");
+    input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "",
+                    TextIn(results, "REASON"), TextIn(root, "event"));
     ++input.grouped;
   } else {
     ++input.without;
@@ -125,43 +137,43 @@ std::vector<std::string> TopFrames(const Group& group) {
   return frames;
 }
 
-void PrintStability(const std::vector<Group>& groups) {
+void PrintStability(const std::vector<Group>& groups, std::ostream& out) {
   const std::vector<Variant> variants = StabilityOf(groups);
-  std::cout << "\n" << groups.size() << " groups as they are, and what there would be\n";
+  out << "\n" << groups.size() << " groups as they are, and what there would be\n";
   for (const Variant& variant : variants) {
-    std::cout << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
+    out << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
   }
   std::set<std::vector<std::string>>
       shown;  // a pair that one mask merges is merged by "all of these" too: once is enough
   for (const Variant& variant : variants) {
     for (const Merging& merging : variant.merging) {
       if (!shown.insert(merging.values).second) continue;
-      std::cout << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
-      for (const std::string& value : merging.values) std::cout << "    " << Shown(value) << '\n';
-      std::cout << "  which differ first in\n";
+      out << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
+      for (const std::string& value : merging.values) out << "    " << Shown(value) << '\n';
+      out << "  which differ first in\n";
       for (const std::string& line : {merging.differs.first, merging.differs.second}) {
-        std::cout << "    " << LineForPeople(line) << '\n';
+        out << "    " << LineForPeople(line) << '\n';
       }
     }
   }
 }
 
-void PrintAsText(const std::vector<Group>& groups, const Input& input, const Options& options) {
+void PrintAsText(const std::vector<Group>& groups, const Input& input, const Options& options, std::ostream& out) {
   for (const Group& group : groups) {
-    std::cout << std::setw(8) << group.count << std::setw(8) << Percent(group.count, input.grouped) << "  "
-              << Shown(group.value) << '\n';
+    out << std::setw(8) << group.count << std::setw(8) << Percent(group.count, input.grouped) << "  "
+        << Shown(group.value) << '\n';
     const std::string indent(18, ' ');
-    for (const std::string& frame : TopFrames(group)) std::cout << indent << LineForPeople(frame) << '\n';
-    std::cout << indent << "first: " << LineForPeople(group.first) << '\n';
-    if (group.count > 1) std::cout << indent << "last: " << LineForPeople(group.last) << '\n';
+    for (const std::string& frame : TopFrames(group)) out << indent << LineForPeople(frame) << '\n';
+    out << indent << "first: " << LineForPeople(group.first) << '\n';
+    if (group.count > 1) out << indent << "last: " << LineForPeople(group.last) << '\n';
   }
-  std::cout << Counted(groups.size(), "group") << " of " << Counted(input.grouped, "log") << "; " << input.without
-            << " without " << LineForPeople(options.key) << ", " << input.failed << " failed";
+  out << Counted(groups.size(), "group") << " of " << Counted(input.grouped, "log") << "; " << input.without
+      << " without " << LineForPeople(options.key) << ", " << input.failed << " failed";
   if (input.empty > 0) {
-    std::cout << ", " << input.empty << " with an empty stack, whose FINGERPRINT \"" << kNoFingerprint << "\" is none";
+    out << ", " << input.empty << " with an empty stack, whose FINGERPRINT \"" << kNoFingerprint << "\" is none";
   }
-  std::cout << '\n';
-  if (options.stability) PrintStability(groups);
+  out << '\n';
+  if (options.stability) PrintStability(groups, out);
 }
 
 // --- JSON ---
@@ -181,7 +193,7 @@ Json::Value ToJson(const Variant& variant) {
   return object;
 }
 
-void PrintAsJson(const std::vector<Group>& groups, const Input& input, const Options& options) {
+Json::Value ToJson(const std::vector<Group>& groups, const Input& input, const Options& options) {
   Json::Value root;
   root["by"] = options.key;
   root["logs"] = JsonNumber(input.grouped);
@@ -202,17 +214,43 @@ void PrintAsJson(const std::vector<Group>& groups, const Input& input, const Opt
   if (options.stability) {
     for (const Variant& variant : StabilityOf(groups)) root["stability"].append(ToJson(variant));
   }
-  std::cout << JsonLine(root) << '\n';
+  return root;
+}
+
+// --- HTML ---
+
+void PrintAsHtml(const std::vector<Group>& groups, const Input& input, Options options, std::ostream& out) {
+  options.stability = options.key == kFingerprintKey;
+  Json::Value root = ToJson(groups, input, options);
+  for (Json::ArrayIndex i = 0; i < root["groups"].size(); ++i) {
+    Json::Value& item = root["groups"][i];
+    item["reason"] = groups[i].reason;
+    item["stack"] = groups[i].stack;
+    item["examples"] = Json::arrayValue;
+    for (const auto& [path, event] : groups[i].examples) {
+      Json::Value example;
+      example["path"] = path;
+      example["event"] = event;
+      item["examples"].append(example);
+    }
+  }
+  PrintPage({"kestrix groups", kReportBody, {kGroupsPageScript}}, root, out);
+}
+
+void Print(const std::vector<Group>& groups, const Input& input, const Options& options, std::ostream& out) {
+  if (options.format == "json") {
+    out << JsonLine(ToJson(groups, input, options)) << '\n';
+  } else if (options.format == "html") {
+    PrintAsHtml(groups, input, options, out);
+  } else {
+    PrintAsText(groups, input, options, out);
+  }
 }
 
 ExitStatus Run(const Options& options) {
   const Input input = Read(options);
   const std::vector<Group> groups = input.table.sorted();
-  if (options.format == "json") {
-    PrintAsJson(groups, input, options);
-  } else {
-    PrintAsText(groups, input, options);
-  }
+  PrintTo(options.file, [&](bool /*inColour*/, std::ostream& out) { Print(groups, input, options, out); });
   return groups.empty() || input.unreadable > 0 ? kNegative : kSuccess;
 }
 
@@ -225,7 +263,8 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       ->type_name("");
   CLI::Option* key =
       command->add_option("--by", options->key, "The result to group by, by default " + options->key)->type_name("KEY");
-  AddFormatOption(*command, options->format, {"text", "json"});
+  AddFormatOption(*command, options->format, {"text", "json", "html"});
+  AddOutputOption(*command, options->file);
   command
       ->add_flag("--stability", options->stability,
                  "Tell which fingerprints would be one without times, line numbers and the like, or by fewer frames")

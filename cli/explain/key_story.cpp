@@ -5,15 +5,13 @@
 
 #include "cli/explain/key_word_distance.h"
 #include "cli/explain/likely_edit.h"
+#include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
-
-constexpr const char* kFrameKeys[] = {"FST_FRAME", "SEC_FRAME", "LAST_FRAME"};
-constexpr char kStackKey[] = "STACK";
-constexpr char kFingerprintKey[] = "FINGERPRINT";
 
 bool IsFrameKey(const std::string& key) {
   return std::find(std::begin(kFrameKeys), std::end(kFrameKeys), key) != std::end(kFrameKeys);

@@ -58,11 +58,11 @@ class Live {
 
   async update(version) {
     const answer = await this.get(`story?log=${this.log}`);
-    if (answer.version < version || this.wanted !== version) return;
+    if (answer.isStale || answer.version < version || this.wanted !== version) return;
     this.showStory(answer);
     document.documentElement.dataset.version = answer.version;  // for who measures
     const [found, results] = await Promise.all([this.get("findings"), this.get("results")]);
-    if (this.wanted !== version) return;
+    if (this.wanted !== version || found.isStale || results.isStale) return;
     this.showFindings(found, answer);
     this.showLogs(results);
     document.documentElement.dataset.settled = answer.version;
@@ -191,7 +191,7 @@ class Live {
     if (here()) history.replaceState(null, "", location.pathname);
     try {
       const answer = await this.get(`story?log=${log}`);
-      if (this.log === log) this.showStory(answer);
+      if (this.log === log && !answer.isStale) this.showStory(answer);
     } catch {
       this.tell("gone", DESK_ENDED);
     }
@@ -205,6 +205,7 @@ class Live {
     try {
       const answer = await this.get(`verdicts?log=${log}&line=${line}`);
       if (!place.isConnected || this.log !== log || version !== this.version) return;
+      if (answer.isStale) return;
       if (!answer.story) place.replaceChildren(make("p", "bad", visible(answer.fault)));
       else {
         fill(answer.story.runs.map((run, r) => ({ run: story.runs[r], r, verdicts: run.asked ? run.asked.verdicts : null }))

@@ -380,7 +380,7 @@ function drawResults() {
     const change = changes.get(told.key);
     const head = make("th", "", name, change ? make("div", "", make("span", `tag ${change.look}`, change.what)) : null);
     head.scope = "row";
-    const value = told.value ? told.key === "FINGERPRINT" ? fingerprintButton(told.value) : code(told.value)
+    const value = told.value ? told.key === "FINGERPRINT" ? fingerprintButton(told.value) : valueOf(told.value)
       : make("span", "", "missing");
     const row = make("tr", told.value ? "" : "missing", head, make("td", "", value, change ? change.detail() : null));
     if (change && change.isFresh) row.classList.add("fresh");
@@ -393,6 +393,13 @@ function drawResults() {
   }
   return section("results", "Results", make("div", "results",
     table.rows.length ? table : make("p", "faint", "No template asks for anything.")));
+}
+
+// A value; of many lines, folded.
+function valueOf(text) {
+  const lines = linesOf(text);
+  if (lines.length <= 8) return code(text);
+  return make("details", "", make("summary", "", `${number(lines.length)} lines `, code(lines[0])), code(text));
 }
 
 function drawParam(log, rule, selected, param) {
@@ -627,7 +634,7 @@ function selectRule(key, run, index) {
   scrollStoryTo(item);
 }
 
-const step = (isGood, what, ...children) => make("li", isGood ? "good" : "bad", make("span", "what", what), ...children);
+const step = (isGood, what, ...children) => make("li", isGood ? "good" : "bad", make("span", "what", what), " ", ...children);
 
 // The way from a result to the line that it comes from, or to where that way ends.
 function walkOf(told, template) {

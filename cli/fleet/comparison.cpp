@@ -27,6 +27,7 @@ void Comparison::add(const std::string& path, const LogResult& before, const Log
   if (!before.fault.empty() && !after.fault.empty()) faulty_.push_back({path, after.fault});
   if (before.results.empty() && !after.results.empty()) gained_.push_back(path);
   if (!before.results.empty() && after.results.empty()) lost_.push_back(path);
+  if (before.results != after.results) addChanged(path, before.results, after.results);
   if (before.results.empty() || after.results.empty()) return;
   addKeys(path, before.results, after.results);
   addStep(path, before.results, after.results);
@@ -51,6 +52,19 @@ void Comparison::addKeys(const std::string& path, const TextMap& before, const T
   }
 }
 
+void Comparison::addChanged(const std::string& path, const TextMap& before, const TextMap& after) {
+  const auto kept = [this](const std::string& text) { return &*texts_.insert(text).first; };
+  ChangedLog& log = changed_.emplace_back(ChangedLog{path, {}});
+  for (const auto& [key, value] : before) {
+    const auto found = after.find(key);
+    if (found != after.end() && found->second == value) continue;
+    log.keys.push_back({kept(key), kept(value), found == after.end() ? nullptr : kept(found->second)});
+  }
+  for (const auto& [key, value] : after) {
+    if (before.count(key) == 0) log.keys.push_back({kept(key), nullptr, kept(value)});
+  }
+}
+
 void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
   const std::string from = ValueOf(before, kFingerprintKey);
   const std::string to = ValueOf(after, kFingerprintKey);
@@ -59,7 +73,15 @@ void Comparison::addStep(const std::string& path, const TextMap& before, const T
   };
   if (isNone(from) || isNone(to)) return;
   GroupStep& step = steps_[{from, to}];
-  if (step.count == 0) step = {from, to, 0, path, ValueOf(before, kStackKey), ValueOf(after, kStackKey)};
+  if (step.count == 0)
+    step = {from,
+            to,
+            0,
+            path,
+            ValueOf(before, kStackKey),
+            ValueOf(after, kStackKey),
+            ValueOf(before, "REASON"),
+            ValueOf(after, "REASON")};
   ++step.count;
 }
 

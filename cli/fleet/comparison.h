@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,19 @@ struct KeyChange {
   std::string after;
 };
 
+// What became of a key in one log; null where it is absent.
+struct KeyStep {
+  const std::string* key;
+  const std::string* before;
+  const std::string* after;
+};
+
+// A log whose results differ, with the keys that do.
+struct ChangedLog {
+  std::string path;
+  std::vector<KeyStep> keys;
+};
+
 // Logs that went from one fingerprint to another.
 struct GroupStep {
   std::string before;
@@ -32,6 +46,8 @@ struct GroupStep {
   std::string example;      // path of the first of them
   std::string stackBefore;  // its stacks
   std::string stackAfter;
+  std::string reasonBefore;
+  std::string reasonAfter;
 };
 
 enum class GroupMoveKind {
@@ -48,6 +64,10 @@ struct GroupMove {
 // The same logs under old and new rules.
 class Comparison {
  public:
+  Comparison() = default;
+  Comparison(const Comparison&) = delete;
+  Comparison& operator=(const Comparison&) = delete;
+
   void add(const std::string& path, const LogResult& before, const LogResult& after);
 
   // True when anything is not as it was.
@@ -63,9 +83,11 @@ class Comparison {
   const std::vector<FaultyLog>& mended() const { return mended_; }
   const std::vector<FaultyLog>& faulty() const { return faulty_; }  // under both: nothing was compared
   const std::map<std::string, KeyChange>& keys() const { return keys_; }
+  const std::vector<ChangedLog>& changed() const { return changed_; }  // gained and lost ones included
 
  private:
   void addKeys(const std::string& path, const TextMap& before, const TextMap& after);
+  void addChanged(const std::string& path, const TextMap& before, const TextMap& after);
   void addStep(const std::string& path, const TextMap& before, const TextMap& after);
 
   size_t logs_ = 0;
@@ -75,6 +97,8 @@ class Comparison {
   std::vector<FaultyLog> mended_;
   std::vector<FaultyLog> faulty_;
   std::map<std::string, KeyChange> keys_;
+  std::set<std::string> texts_;  // of changed_: many logs have them in common
+  std::vector<ChangedLog> changed_;
   std::map<std::pair<std::string, std::string>, GroupStep> steps_;
 };
 

@@ -1,12 +1,16 @@
 #include "cli/fleet/comparison_report.h"
 
 #include <algorithm>
+#include <map>
 #include <ostream>
 
 #include "cli/output/json_text.h"
-#include "cli/output/markup.h"
+#include "cli/output/page_shell.h"
 #include "cli/output/side_by_side.h"
 #include "cli/output/terminal.h"
+
+// Embedded when the program is built.
+extern const std::string_view kComparisonPageScript;
 
 namespace {
 
@@ -80,6 +84,8 @@ Json::Value ToJson(const GroupStep& step) {
   object["example"] = step.example;
   object["stack"]["old"] = step.stackBefore;
   object["stack"]["new"] = step.stackAfter;
+  object["reason"]["old"] = step.reasonBefore;
+  object["reason"]["new"] = step.reasonAfter;
   return object;
 }
 
@@ -105,24 +111,58 @@ Json::Value ToJson(const KeyChange& change) {
   return object;
 }
 
+Json::Value ToJson(const GroupMove& move) {
+  if (move.kind == GroupMoveKind::kMoved) return ToJson(move.steps[0]);
+  Json::Value steps(Json::arrayValue);
+  for (const GroupStep& step : move.steps) steps.append(ToJson(step));
+  return steps;
+}
+
+const char* NameOf(GroupMoveKind kind) {
+  return kind == GroupMoveKind::kMerged ? "merged" : kind == GroupMoveKind::kSplit ? "split" : "moved";
+}
+
+Json::Value ToJson(const Comparison& comparison, const ComparedRules& rules) {
+  Json::Value root;
+  root["old"] = rules.before;
+  root["new"] = rules.after;
+  root["logs"] = JsonNumber(comparison.logs());
+  root["moved"] = comparison.isMoved();
+  root["gained"] = JsonTexts(comparison.gained());
+  root["lost"] = JsonTexts(comparison.lost());
+  root["failing"] = ToJson(comparison.failing());
+  root["mended"] = ToJson(comparison.mended());
+  root["faulty"] = ToJson(comparison.faulty());
+  root["keys"] = Json::objectValue;
+  for (const auto& [key, change] : comparison.keys()) root["keys"][key] = ToJson(change);
+  for (const char* kind : {"merged", "split", "moved"}) root["groups"][kind] = Json::arrayValue;
+  for (const GroupMove& move : comparison.groupMoves()) root["groups"][NameOf(move.kind)].append(ToJson(move));
+  return root;
+}
+
 // --- HTML ---
 
-constexpr char kStyle[] =
-    "body{font:14px sans-serif;margin:2em;max-width:100em}"
-    "table{border-collapse:collapse;margin:.5em 0 1.5em}"
-    "td{font-family:monospace;white-space:pre-wrap;overflow-wrap:anywhere;vertical-align:top;padding:1px 8px}"
-    ".old{background:#fdd}.new{background:#dfd}"
-    "@media(prefers-color-scheme:dark){body{background:#111;color:#ddd}.old{background:#522}.new{background:#252}}";
-
-void PrintSideBySideAsHtml(const std::string& before, const std::string& after, std::ostream& out) {
-  out << "<table>\n";
-  for (const SideRow& row : SideBySide(before, after)) {
-    const bool hasLeft = row.mark == '|' || row.mark == '<';
-    const bool hasRight = row.mark == '|' || row.mark == '>';
-    out << "<tr><td" << (hasLeft ? " class=old" : "") << '>' << EscapedForMarkup(row.left) << "</td><td"
-        << (hasRight ? " class=new" : "") << '>' << EscapedForMarkup(row.right) << "</td></tr>\n";
+// Adds what the page shows of each log: its keys with their values before and after, as numbers of "texts", since many
+// logs have them in common; -1 for none.
+void AddChangedLogs(const Comparison& comparison, Json::Value& root) {
+  std::map<const std::string*, int> numbers;
+  Json::Value& texts = root["texts"] = Json::arrayValue;
+  const auto numberOf = [&](const std::string* text) {
+    if (text == nullptr) return -1;
+    const auto [known, isNew] = numbers.try_emplace(text, static_cast<int>(numbers.size()));
+    if (isNew) texts.append(*text);
+    return known->second;
+  };
+  Json::Value& logs = root["changed"] = Json::arrayValue;
+  for (const ChangedLog& log : comparison.changed()) {
+    Json::Value& item = logs.append(Json::Value());
+    item["path"] = log.path;
+    item["keys"] = Json::arrayValue;
+    for (const KeyStep& step : log.keys) {
+      Json::Value& key = item["keys"].append(Json::Value(Json::arrayValue));
+      for (const std::string* text : {step.key, step.before, step.after}) key.append(numberOf(text));
+    }
   }
-  out << "</table>\n";
 }
 
 }  // namespace
@@ -153,59 +193,12 @@ void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool 
 }
 
 void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
-  Json::Value root;
-  root["old"] = rules.before;
-  root["new"] = rules.after;
-  root["logs"] = JsonNumber(comparison.logs());
-  root["moved"] = comparison.isMoved();
-  root["gained"] = JsonTexts(comparison.gained());
-  root["lost"] = JsonTexts(comparison.lost());
-  root["failing"] = ToJson(comparison.failing());
-  root["mended"] = ToJson(comparison.mended());
-  root["faulty"] = ToJson(comparison.faulty());
-  root["keys"] = Json::objectValue;
-  for (const auto& [key, change] : comparison.keys()) root["keys"][key] = ToJson(change);
-  for (const char* kind : {"merged", "split", "moved"}) root["groups"][kind] = Json::arrayValue;
-  for (const GroupMove& move : comparison.groupMoves()) {
-    Json::Value steps(Json::arrayValue);
-    for (const GroupStep& step : move.steps) steps.append(ToJson(step));
-    Json::Value& groups = root["groups"];
-    switch (move.kind) {
-      case GroupMoveKind::kMerged:
-        groups["merged"].append(steps);
-        break;
-      case GroupMoveKind::kSplit:
-        groups["split"].append(steps);
-        break;
-      case GroupMoveKind::kMoved:
-        groups["moved"].append(steps[0]);
-        break;
-    }
-  }
-  out << JsonLine(root) << '\n';
+  out << JsonLine(ToJson(comparison, rules)) << '\n';
 }
 
 void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
-  const std::string title = EscapedForMarkup(TitleOf(comparison, rules));
-  out << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" << title << "</title>\n<style>"
-      << kStyle << "</style>\n<h1>" << title << "</h1>\n";
-  if (!comparison.isMoved()) out << "<p>" << Stillness(comparison) << "</p>\n";
-  for (const auto& [what, lines] : ListingsOf(comparison)) {
-    if (lines.empty()) continue;
-    out << "<h2>" << what << ": " << Counted(lines.size(), "log") << "</h2>\n<ul>\n";
-    for (const std::string& line : lines) out << "<li>" << EscapedForMarkup(line) << "</li>\n";
-    out << "</ul>\n";
-  }
-  for (const GroupMove& move : comparison.groupMoves()) {
-    out << "<h2>" << EscapedForMarkup(TitleOf(move)) << "</h2>\n";
-    for (const GroupStep& step : move.steps) {
-      out << "<p>" << EscapedForMarkup(TitleOf(move, step)) << "</p>\n";
-      PrintSideBySideAsHtml(step.stackBefore, step.stackAfter, out);
-    }
-  }
-  for (const auto& [key, change] : comparison.keys()) {
-    out << "<h2>" << EscapedForMarkup(key) << "</h2>\n<p>" << EscapedForMarkup(TitleOf(change)) << "</p>\n";
-    PrintSideBySideAsHtml(change.before, change.after, out);
-  }
-  out << "</html>\n";
+  Json::Value root = ToJson(comparison, rules);
+  root["event"] = rules.event;
+  AddChangedLogs(comparison, root);
+  PrintPage({"kestrix diff", kReportBody, {kComparisonPageScript}}, root, out);
 }

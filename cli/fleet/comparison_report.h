@@ -10,6 +10,7 @@
 struct ComparedRules {
   std::string before;
   std::string after;
+  std::string event;  // that was asked for; may be empty
 };
 
 // For people; of long lists the beginning.

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // The frames of a filtered stack: its lines without the names of exceptions that head its blocks.
@@ -16,12 +17,15 @@ struct Group {
   size_t count = 0;
   std::string first;  // paths of the first and the last log
   std::string last;
-  std::string stack;  // of the first log; may be empty
+  std::string stack;                                          // of the first log; may be empty
+  std::string reason;                                         // its "REASON"; may be empty
+  std::vector<std::pair<std::string, std::string>> examples;  // path and event type of the first few logs
 };
 
 class GroupTable {
  public:
-  void add(const std::string& value, const std::string& path, const std::string& stack);
+  void add(const std::string& value, const std::string& path, const std::string& stack, const std::string& reason = "",
+           const std::string& event = "");
 
   // Largest first, then by value.
   std::vector<Group> sorted() const;

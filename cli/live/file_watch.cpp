@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "cli/library/input.h"
+#include "cli/output/input_error.h"
 
 namespace {
 

@@ -28,9 +28,20 @@ std::string FaultOf(const ProgramRun& run) {
 
 bool HasFailed(const ProgramRun& run) { return run.status < 0 || run.status >= kBadInputStatus || run.output.empty(); }
 
-// A command's own JSON, or its fault.
+// A command's own JSON, or its fault; one that was ended for a newer version has neither.
 std::string AnswerOf(uint64_t version, const char* name, const ProgramRun& run) {
+  if (run.isStale) return Object(version, "isStale", "true");
   return HasFailed(run) ? Object(version, "fault", JsonString(FaultOf(run))) : Object(version, name, run.output);
+}
+
+// Whether `told`, what `batch` says of a log under one event type, speaks more for its type than `best` does. The type
+// that is known stays where rules that are broken for a moment end its analysis.
+bool IsBetter(const Json::Value& told, const Json::Value& best, const std::string& known) {
+  if (best.isNull()) return true;
+  if (best["event"] == known && best.isMember("error")) return false;
+  if (told["event"] == known && told.isMember("error")) return true;
+  const Json::ArrayIndex size = told["results"].size();
+  return size > best["results"].size() || (size == best["results"].size() && told["event"] == known);
 }
 
 }  // namespace
@@ -40,7 +51,6 @@ LiveDesk::LiveDesk(LiveInput input) : input_(std::move(input)), events_(input_.l
 void LiveDesk::noteSave() {
   const std::lock_guard<std::mutex> lock(mutex_);
   ++version_;
-  if (input_.event.empty()) events_.assign(events_.size(), "");
   changed_.notify_all();
 }
 
@@ -141,16 +151,22 @@ std::string LiveDesk::makeResults(uint64_t version) {
     }
   }
   const ProgramRun run = RunOwnProgram({"batch", "--config", input_.configDir, "-"}, list, staleCheck(version));
+  if (run.isStale) return Object(version, "isStale", "true");
   if (run.output.empty()) return Object(version, "fault", JsonString(FaultOf(run)));
   Json::Value logs(Json::arrayValue);
   std::istringstream lines(run.output);
+  std::vector<std::string> known;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    known = events_;
+  }
   for (size_t log = 0; log < input_.logs.size(); ++log) {
     Json::Value best;
     std::string text;
     for (size_t i = 0; i < types.size() && std::getline(lines, text); ++i) {
       Json::Value told;
       if (!ReadJsonObject(text, told)) continue;
-      if (best.isNull() || told["results"].size() > best["results"].size()) best = told;
+      if (IsBetter(told, best, known[log])) best = told;
     }
     logs.append(best);
   }

@@ -13,8 +13,8 @@
 #include <system_error>
 
 #include "cli/explain/print_story.h"
-#include "cli/library/input.h"
 #include "cli/live/own_program.h"
+#include "cli/output/input_error.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"
 
@@ -96,6 +96,10 @@ LiveServer::LiveServer(LiveDesk& desk, std::string editor)
        {"Cross-Origin-Resource-Policy", "same-origin"},
        {"Cross-Origin-Opener-Policy", "same-origin"}});
   server_->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+    if (request.path == "/favicon.ico") {  // browsers ask for one
+      response.status = 204;
+      return httplib::Server::HandlerResponse::Handled;
+    }
     if (isAllowed(request)) return httplib::Server::HandlerResponse::Unhandled;
     Refuse(response, 403);
     return httplib::Server::HandlerResponse::Handled;

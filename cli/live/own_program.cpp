@@ -145,7 +145,10 @@ ProgramRun RunOwnProgram(const std::vector<std::string>& arguments, const std::s
   err.closeWrite();
   fcntl(in.writeEnd(), F_SETFL, O_NONBLOCK);
   const bool isDone = Converse(in, out, err, input, run, isStale);
-  if (!isDone) kill(child, SIGKILL);
+  if (!isDone) {
+    kill(child, SIGKILL);
+    run.isStale = isStale();
+  }
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }

@@ -7,9 +7,10 @@
 
 // What a command of this program gave.
 struct ProgramRun {
-  int status = -1;     // -1: it was ended, by a signal or for its time
-  std::string output;  // on standard output
-  std::string errors;  // on standard error
+  int status = -1;       // -1: it was ended, by a signal or for its time
+  bool isStale = false;  // it was ended because nobody wants its output any more
+  std::string output;    // on standard output
+  std::string errors;    // on standard error
 };
 
 // Runs this program once more with `arguments`: what the library does over odd rules then ends that process and no
