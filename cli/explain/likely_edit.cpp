@@ -6,7 +6,7 @@
 #include "cli/output/terminal.h"
 #include "cli/rule_files/spelling.h"
 #include "regex/regex.h"
-#include "regex/regex_tree.h"
+#include "regex/regex_reader.h"
 #include "rules/rule_syntax.h"
 #include "util/limits.h"
 
@@ -117,7 +117,7 @@ std::string_view SearchLike(Regex& lax, std::string_view line, const Laxity& lax
 std::string LikelyEdit(const std::string& expression, std::string_view log, size_t number) {
   for (const Laxity& laxity : kLaxities) {
     const std::string lax = LaxExpression(expression, laxity);
-    if (lax == expression || !ReadRegexTree(lax)) continue;
+    if (lax == expression || !ReadRegex(lax).tree) continue;
     Regex regex(lax);
     std::string edit;
     UntilLine(log, [&](size_t at, std::string_view line) {
