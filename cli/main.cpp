@@ -16,8 +16,11 @@ namespace {
 using AddCommand = void (*)(CLI::App& program, ExitStatus& status);
 
 constexpr AddCommand kCommands[] = {
-    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff,    AddExplain, AddGroups,
-    AddHelp,    AddInit,  AddLive,  AddLsp,        AddMan,      AddSuggest, AddTest,
+    AddAnalyze, AddBatch, AddCheck, AddCompletion, AddCoverage, AddDiff,    AddExplain,
+    AddGroups,  AddHelp,  AddInit,  AddLsp,        AddMan,      AddSuggest, AddTest,
+#ifdef KESTRIX_HAS_LIVE
+    AddLive,
+#endif
 };
 
 // A standard stream that was closed when the program started would be taken by the next file that is opened. One that

@@ -3,7 +3,7 @@ find_path(Httplib_INCLUDE_DIR httplib.h)
 find_library(Httplib_LIBRARY cpp-httplib)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(Httplib REQUIRED_VARS Httplib_LIBRARY Httplib_INCLUDE_DIR
-  REASON_FAILURE_MESSAGE "kestrix live needs it: scripts/install-deps installs it")
+  REASON_FAILURE_MESSAGE "kestrix live needs it, and is left out")
 if(Httplib_FOUND AND NOT TARGET httplib::httplib)
   find_package(Threads REQUIRED)
   find_package(OpenSSL REQUIRED COMPONENTS SSL)
