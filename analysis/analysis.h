@@ -27,7 +27,7 @@ class Analysis {
   Analysis(int32_t pid, std::string type, FeatureFrame* frame, std::map<std::string, std::string> templates);
   ~Analysis();
 
-  // Has `observer`, which may be null, told what is decided from now on. Nobody watches at first.
+  // Sets the observer; null, the default, removes it.
   void observe(RunObserver* observer) { observer_ = observer; }
 
   // Has the log read through a buffer of `bytes`, any number: the outcome is the same.

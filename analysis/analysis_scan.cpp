@@ -193,8 +193,8 @@ bool Analysis::skipLines(Scan& scan) {
   return true;
 }
 
-// The filter may have left out lines that match without any effect but this: the count starts over behind the last of
-// them. False when there is one; the scan then goes on from there.
+// The filter skips matches that would take nothing, but even those reset the skip counter. Looks for the last such
+// match; when there is one, restarts the count behind it and returns false.
 bool Analysis::reachesSkipLimit(Scan& scan) {
   if (!mayLeaveOutLines(scan) || !scan.filter->leavesOutMatches()) return true;
   const TextLine last = scan.current;

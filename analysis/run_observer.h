@@ -24,9 +24,9 @@ enum class RuleOutcome { kSelects, kDependencyNotMet, kVariableOpen, kKeyWordsNo
 
 enum class ScanEnd { kEndOfLog, kSkipLimit, kNoRuleLeft };
 
-// Is told what an analysis decides, in the order in which it decides. While somebody watches, every rule is tried on
-// every line, one by one; the outcome is the same. References are good for the call only, but a rule keeps its address
-// for as long as its run lasts.
+// Receives every decision of a run, in order. With an observer the scan tries every rule on every line, without a
+// filter; the results are the same. References are good for the call only, but a rule keeps its address for as long as
+// its run lasts.
 class RunObserver {
  public:
   virtual ~RunObserver() = default;

@@ -98,8 +98,8 @@ bool TakesNothing(const RegexNode& group) {
   RegexNode any{.kind = Kind::kByte};
   any.bytes.set();
   std::optional<TextSet> texts = TextSet::matchedBy(group);
-  std::optional<TextSet> filled =
-      TextSet::matchedBy({.kind = Kind::kRepeat, .parts = {any}, .min = 1, .max = RegexNode::kUnbounded});
+  const RegexNode something{.kind = Kind::kRepeat, .parts = {any}, .min = 1, .max = RegexNode::kUnbounded};
+  std::optional<TextSet> filled = TextSet::matchedBy(something);
   if (!texts) return false;
   const TextFound found = FindText(
       {&*texts, &*filled}, [](const std::vector<bool>& in) { return in[0] && in[1]; }, kMaxLineLen);

@@ -137,7 +137,8 @@ ExitStatus Run(const Options& options) {
 }  // namespace
 
 void AddCoverage(CLI::App& program, ExitStatus& status) {
-  CLI::App* command = program.add_subcommand("coverage", "Count in how many logs each rule fires, and what none takes");
+  CLI::App* command = program.add_subcommand(
+      "coverage", "Count in how many logs each rule fires, and list crash lines that no rule used");
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
   AddConfigOption(*command, options->configDir);

@@ -267,7 +267,7 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
   AddOutputOption(*command, options->file);
   command
       ->add_flag("--stability", options->stability,
-                 "Tell which fingerprints would be one without times, line numbers and the like, or by fewer frames")
+                 "Show which groups would merge if times, line numbers and the like were masked, or with fewer frames")
       ->excludes(key);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

@@ -179,7 +179,7 @@ enum class FrameFate {
 // A line of "STACK" before it is filtered.
 struct FrameStory {
   std::string text;
-  LogLine line;  // of StackStory::run's log; number 0 when not known
+  LogLine line;  // of the log that the stack was cut from; number 0 when not known
   FrameForm form = FrameForm::kOther;
   FrameFate fate = FrameFate::kKept;
   std::string name;         // what stands for the line in the filtered stack

@@ -15,7 +15,7 @@ struct LogRun {
   std::string config;
 };
 
-// What became of it.
+// The outcome of one run.
 struct LogResult {
   TextMap results;
   std::string fault;  // why there are none; mostly empty

@@ -30,7 +30,7 @@ std::string WithoutDetail(const std::string& why) {
 std::string WhyIdle(const RunStory& run, const RuleStory& rule) {
   if (rule.selected.count > 0) return "";
   if (!run.isReadable) return "the library cannot read the log";
-  if (rule.nearest.kept.empty()) return "the log shows it no line";
+  if (rule.nearest.kept.empty()) return "no line was examined";
   return ValidUtf8(WithoutDetail(rule.nearest.kept[0].verdict.why));
 }
 

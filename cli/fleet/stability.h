@@ -15,7 +15,7 @@ struct Merging {
   std::pair<std::string, std::string> differs;  // the first line in which the stacks of the first two differ
 };
 
-// What would become of the groups if their fingerprints were made from less.
+// Which groups would merge if fingerprints were made from less of the stack.
 struct Variant {
   std::string what;       // "without line numbers"
   size_t groupCount = 0;  // that there would be

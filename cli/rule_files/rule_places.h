@@ -18,7 +18,7 @@ struct FilePlace {
 // "rules/match_rule.json:12"; the file alone when the line is not known.
 std::string TextOf(const FilePlace& place);
 
-// Where in the rule files stands what the library has loaded from them.
+// The places in the rule files of what the library has loaded from them.
 class RulePlaces {
  public:
   explicit RulePlaces(const RuleModel& model);
