@@ -187,10 +187,10 @@ class Table {
     addScan("8 MiB, 100 features with 1 keyword rule", OneKeyword(), kWorstSize, 25, 100);
   }
 
-  // The rules kept from log to log, against reading them for each.
+  // The rules kept from log to log, against reading them for each. scripts/bench runs in the root of the project.
   void addWarm() {
     for (const std::string type : {"java_crash", "native_crash", "kernel_panic", "app_not_responding"}) {
-      addWarm("example, " + type, {EXAMPLES_DIR "/logs/" + type + ".txt", EXAMPLES_DIR "/rules"}, type, 4);
+      addWarm("example, " + type, {"examples/logs/" + type + ".txt", "examples/rules"}, type, 4);
     }
     addWarm("2 KB, 10 features with 100 keyword rules", inputs_.make(Keywords(100), 2000, 10), "bench", 3);
   }

@@ -14,6 +14,7 @@ std::string ReasonOf(std::regex_constants::error_type code) {
 }
 
 // What is wrong with an expression, or why it is left to std::regex.
+// NOLINTNEXTLINE(readability-function-size): a row for each issue
 std::string WordsFor(const RegexReading& reading, std::string_view expression) {
   const std::string piece(expression.substr(reading.offset, reading.length));
   switch (reading.issue) {

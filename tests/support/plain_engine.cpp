@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <regex>
+#include <optional>
 
-#include "tests/support/standard_search.h"
+#include "regex/regex.h"
 
 namespace {
 
@@ -22,9 +22,12 @@ std::vector<std::string> Terms(const std::string& text, const std::string& mark)
   return terms;
 }
 
-std::optional<StandardMatch> Find(const std::string& line, const std::string& text) {
-  static std::map<std::string, std::regex> expressions;
-  return StandardSearch(line, text, expressions.try_emplace(text, text).first->second);
+// What one expression finds in one line is held against std::regex elsewhere.
+std::optional<Regex::Match> Find(const std::string& line, const std::string& text) {
+  static std::map<std::string, Regex> expressions;
+  Regex::Match match;
+  if (!expressions.try_emplace(text, text).first->second.search(line, match)) return std::nullopt;
+  return match;
 }
 
 bool KeyWordsMatch(const std::string& line, const std::string& keyWords) {
@@ -108,7 +111,7 @@ bool PlainEngine::takeParams(FeatureRule& rule) {
     anyLast = anyLast || isLast;
     const std::string pattern = isLast ? param->second.substr(mark + 3) : param->second;
     const bool isStack = Holds(pattern, "@T@");
-    const auto found = isStack ? StandardMatch{} : Find(curLine_, pattern);
+    const auto found = isStack ? Regex::Match{} : Find(curLine_, pattern);
     if (!found) {
       ++param;
       continue;
@@ -116,7 +119,7 @@ bool PlainEngine::takeParams(FeatureRule& rule) {
     const std::string name = rule.name + "." + param->first;
     const auto old = std::find_if(records_.begin(), records_.end(), [&](const Record& r) { return r.first == name; });
     if (isLast && old != records_.end()) records_.erase(old);
-    records_.push_back({name, {curPosition_, found->group}});
+    records_.push_back({name, {curPosition_, std::string(found->group)}});
     param = !isLast && rule.command == "rules" ? rule.params.erase(param) : std::next(param);
   }
   return !anyLast && rule.params.empty();
