@@ -35,6 +35,7 @@ void AppendRuleRows(Object rule, std::vector<MemberRow>& rows) {
 }
 
 // The first row that takes a name counts.
+// NOLINTNEXTLINE(readability-function-size): a row for each member
 std::vector<MemberRow> MadeRows() {
   const std::string schema = "The JSON Schema of the file, for editors.";
   const std::string idle = "Loaded, but nothing uses it.";

@@ -182,12 +182,14 @@ TEST(System, ALogMayChangeBeforeItIsCut) {
 }
 
 // Calls back at the first line at or behind an offset.
-struct AtOffset : Transcript {
+class AtOffset : public Transcript {
+ public:
   AtOffset(size_t offset, std::function<void()> action) : offset_(offset), action_(std::move(action)) {}
   void onLine(std::string_view /*line*/, size_t offset, LineFate /*fate*/) override {
     if (offset >= offset_ && action_) std::exchange(action_, nullptr)();
   }
 
+ private:
   const size_t offset_;
   std::function<void()> action_;
 };
