@@ -117,7 +117,7 @@ bool Analysis::checkVariableParam(FeatureRule& rule) const {
   return !hasVariable(rule);
 }
 
-bool Analysis::hasVariable(const FeatureRule& rule) const { return checkVariable(rule, kVariableOpen, kVariableClose); }
+bool Analysis::hasVariable(const FeatureRule& rule) const { return checkVariable(rule, kOpenMark, kCloseMark); }
 
 // True when a record is there for one of the rule's variables.
 bool Analysis::hasVariableToFill(const FeatureRule& rule) const {

@@ -49,7 +49,7 @@ bool ActsByParamsOnly(const FeatureRule& rule) {
 
 // A rule is not in play before its variables are filled, and has another text then.
 bool HoldsVariable(const std::string& keyWords) {
-  return keyWords.find(kVariableOpen) != std::string::npos && keyWords.find(kVariableClose) != std::string::npos;
+  return keyWords.find(kOpenMark) != std::string::npos && keyWords.find(kCloseMark) != std::string::npos;
 }
 
 // What a line must hold to yield one of the parameters.

@@ -32,7 +32,7 @@ bool TakeTerm(std::string_view& rest, std::string_view mark, std::string_view& t
 
 std::string RecordName(const std::string& rule, const std::string& param) { return rule + "." + param; }
 
-std::string VariableOf(const std::string& name) { return kVariableOpen + name + kVariableClose; }
+std::string VariableOf(const std::string& name) { return kOpenMark + name + kCloseMark; }
 
 std::string SeparatorOf(const std::string& templateText) {
   for (const char* separator : {kJoinMark, kReasonSeparator}) {

@@ -86,8 +86,8 @@ constexpr bool IsStackPattern(std::string_view text) {
 // The name of the record that a rule's parameter makes.
 std::string RecordName(const std::string& rule, const std::string& param);
 
-inline constexpr char kVariableOpen[] = "@{";
-inline constexpr char kVariableClose[] = "}@";
+inline constexpr char kOpenMark[] = "@{";
+inline constexpr char kCloseMark[] = "}@";
 inline constexpr size_t kMaxRuleText = 64 * 1024;  // bytes of a text past which no variable in it is filled any more
 
 // The variable that the record `name` fills.

@@ -133,8 +133,7 @@ class MarkCheck {
   void checkVariableEnds(const PlacedText& text) {
     size_t begin = 0;
     const auto report = [&](size_t from, size_t to) {
-      for (size_t pos = text.text().find(kVariableClose, from); pos < to;
-           pos = text.text().find(kVariableClose, pos + 1)) {
+      for (size_t pos = text.text().find(kCloseMark, from); pos < to; pos = text.text().find(kCloseMark, pos + 1)) {
         const size_t brace = text.text().rfind('{', pos);
         // "x{2}@" is a count, and "\}" a sign.
         if (pos > 0 && text.text()[pos - 1] == '\\') continue;

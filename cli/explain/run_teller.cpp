@@ -23,7 +23,7 @@ std::string OpenVariables(const FeatureRule& rule) {
   std::set<std::string> known;
   for (const Variable& variable : VariablesOf(texts)) {
     if (!variable.isClosed || !known.insert(variable.name).second) continue;
-    names += (names.empty() ? "" : ", ") + std::string(kVariableOpen) + variable.name + kVariableClose;
+    names += (names.empty() ? "" : ", ") + std::string(kOpenMark) + variable.name + kCloseMark;
   }
   return names.empty() ? "an opening mark without its closing one" : names;
 }
@@ -245,7 +245,7 @@ KeyWordDistance& RunTeller::distanceOf(Live& live, const FeatureRule& rule) cons
 }
 
 bool RunTeller::hasVariable(const FeatureRule& rule) const {
-  return analysis_->checkVariable(rule, kVariableOpen, kVariableClose);
+  return analysis_->checkVariable(rule, kOpenMark, kCloseMark);
 }
 
 // --- What is taken ---

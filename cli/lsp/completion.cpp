@@ -133,12 +133,12 @@ class Completions {
 
   // Behind "@{": the records of the entry.
   bool addVariable() {
-    const size_t open = cursor_.before.rfind(kVariableOpen);
-    if (open == std::string::npos || cursor_.before.find(kVariableClose, open) != std::string::npos) return false;
-    const size_t begin = open + std::string_view(kVariableOpen).size();
+    const size_t open = cursor_.before.rfind(kOpenMark);
+    if (open == std::string::npos || cursor_.before.find(kCloseMark, open) != std::string::npos) return false;
+    const size_t begin = open + std::string_view(kOpenMark).size();
     const std::string_view behind = std::string_view(document_.text()).substr(spot_.offset);
     const bool isClosed = behind.substr(0, behind.find_first_of("\"@\n")).ends_with('}');
-    if (entry() != nullptr) addRecords(*entry(), isClosed ? "" : kVariableClose, cursor_.textBegin + begin);
+    if (entry() != nullptr) addRecords(*entry(), isClosed ? "" : kCloseMark, cursor_.textBegin + begin);
     return true;
   }
 
@@ -156,7 +156,7 @@ class Completions {
     } else if (cursor_.member.starts_with(kParamPrefix)) {
       for (const Mark& mark : kParamMarks) add(std::string(mark.text), kOperator, mark.meaning, begin);
     }
-    if (cursor_.member != "name") add(kVariableOpen, kOperator, "The value of a record, \"@{rule.v_x}@\".", begin);
+    if (cursor_.member != "name") add(kOpenMark, kOperator, "The value of a record, \"@{rule.v_x}@\".", begin);
   }
 
   void addRecords(const PlacedEntry& entry, const std::string& ending, size_t begin) {

@@ -60,7 +60,7 @@ class NameFinder {
 
   void addVariables(const PlacedEntry& entry, const PlacedText& text) {
     for (const Variable& variable : VariablesOf(text.text())) {
-      const size_t begin = variable.begin + std::string_view(kVariableOpen).size();
+      const size_t begin = variable.begin + std::string_view(kOpenMark).size();
       if (variable.isClosed) addRecord(entry, variable.name, text.json, begin, FileKind::kMatch);
     }
   }

@@ -5,13 +5,6 @@
 #include "rules/rule_syntax.h"
 #include "util/string_util.h"
 
-namespace {
-
-constexpr std::string_view kOpenMark = kVariableOpen;
-constexpr std::string_view kCloseMark = kVariableClose;
-
-}  // namespace
-
 std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator) {
   std::vector<std::string> texts;
   StringUtil::SplitStr(text, std::string(separator), texts, false, false);
@@ -29,10 +22,10 @@ std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator)
 std::vector<Variable> VariablesOf(std::string_view text) {
   std::vector<Variable> variables;
   for (size_t open = text.find(kOpenMark); open != std::string_view::npos;) {
-    const size_t nameBegin = open + kOpenMark.size();
+    const size_t nameBegin = open + std::string_view(kOpenMark).size();
     const size_t close = text.find(kCloseMark, nameBegin);
     const bool isClosed = close != std::string_view::npos && close < text.find(kOpenMark, nameBegin);
-    const size_t end = isClosed ? close + kCloseMark.size() : nameBegin;
+    const size_t end = isClosed ? close + std::string_view(kCloseMark).size() : nameBegin;
     variables.push_back({open, end, std::string(isClosed ? text.substr(nameBegin, close - nameBegin) : ""), isClosed});
     open = text.find(kOpenMark, end);
   }
