@@ -139,7 +139,7 @@ TEST(KeepNeededRecords, ChangesNoResult) {
       EXPECT_EQ(c.result, engine.getResult()) << c.what << keepsNeeded;
       records[keepsNeeded] = engine.getRecords().size();
     }
-    EXPECT_EQ(c.keepsAll || c.rules.size() == 1 && c.rules.front().command == "rules", records[0] == records[1])
+    EXPECT_EQ(c.keepsAll || (c.rules.size() == 1 && c.rules.front().command == "rules"), records[0] == records[1])
         << c.what;
   }
 }
