@@ -283,10 +283,10 @@ class TextSearch {
 
   // One byte, the one that reads best, for all that no set tells apart.
   void chooseBytes() {
-    std::map<std::vector<uint8_t>, int> best;
+    std::map<std::vector<uint32_t>, int> best;
     for (int b = 0; b < 256; ++b) {
       if (b == '\n') continue;
-      std::vector<uint8_t> classes;
+      std::vector<uint32_t> classes;
       for (const TextSet* set : sets_) classes.push_back(set->classOf_[static_cast<size_t>(b)]);
       const auto [known, isNew] = best.try_emplace(classes, b);
       if (!isNew && Readability(b) > Readability(known->second)) known->second = b;
