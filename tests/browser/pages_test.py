@@ -304,7 +304,7 @@ class Hostile(Page):
         empty.touch()
         self.open(self.make(empty, EXAMPLES / "rules", "java_crash", status=1), "line-1")
         self.assertIn("empty", self.one("#lines").text)
-        self.open(self.make(EXAMPLES / "logs/java_crash.txt", EXAMPLES / "rules", "no_such_type", status=1))
+        self.open(self.make(EXAMPLES / "logs/java_crash.txt", EXAMPLES / "rules", "kernel_panic", status=1))
         self.assertEqual(41, self.script("return story.lines[0].rows"))
         self.assertIn("Nothing found", self.one("#top").text)
 
@@ -324,7 +324,7 @@ class Reports(Page):
         shutil.copytree(EXAMPLES / "rules", config, dirs_exist_ok=True)
         match = config / "match_rule.json"
         text = match.read_text(encoding="utf-8").replace("Process: @&@, PID: ", "process: @&@, PID: ", 1)
-        match.write_text(text.replace(r"\\bat [^ ()]+\\([^()]*\\)|Caused", r"\\bat [^ ()]+Table[^()]+\\([^()]*\\)|Caused", 1),
+        match.write_text(text.replace(r"\\bat [^ ()]+\\([^()]*\\)|Caused", r"\\bat [^ ()]+chart[^()]+\\([^()]*\\)|Caused", 1),
                          encoding="utf-8")
         return config
 
