@@ -26,7 +26,7 @@ void CompiledRules::keep(size_t bytes) {
   cache_.serveManyLogs();
 }
 
-std::map<std::string, std::string> CompiledRules::analysis(const std::string& logPath, const std::string& eventType,
+std::map<std::string, std::string> CompiledRules::analysis(const AnalyzedLog& log, const std::string& eventType,
                                                            RunObserver* observer) {
   std::map<std::string, std::string> result;
   std::string realDir;
@@ -35,7 +35,8 @@ std::map<std::string, std::string> CompiledRules::analysis(const std::string& lo
     return result;
   }
   read(realDir);
-  Rule rule(logPath, realDir, eventType);
+  Rule rule(log.path, realDir, eventType);
+  rule.assumeLog(log.standIn);
   rule.parseRule(*match_, *assemble_);
   if (memory() > kept_) {
     match_.reset();

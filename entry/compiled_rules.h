@@ -5,10 +5,23 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "analysis/run_observer.h"
 #include "analysis/search_cache.h"
 #include "rules/rule_file.h"
+
+// The log of a call.
+struct AnalyzedLog {
+  AnalyzedLog(std::string itsPath, std::string itsStandIn = "")
+      : path(std::move(itsPath)), standIn(std::move(itsStandIn)) {}
+
+  std::string path;
+
+  // What is read in place of `path`. Path tests then hold under any property, `path` is the only one that exists for
+  // them, and nothing is opened there. Mostly empty.
+  std::string standIn;
+};
 
 // The rules of a directory, compiled: both files parsed, and the searches and expressions that are made from the texts
 // of their rules. One object serves any number of logs, one after the other: none has a part in what the next is
@@ -22,7 +35,7 @@ class CompiledRules {
   void keep(size_t bytes);
 
   // Kestrix::analysis itself; `observer`, which may be null, is told what is decided on the way.
-  std::map<std::string, std::string> analysis(const std::string& logPath, const std::string& eventType,
+  std::map<std::string, std::string> analysis(const AnalyzedLog& log, const std::string& eventType,
                                               RunObserver* observer);
 
   // Bytes held, about.

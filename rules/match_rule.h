@@ -7,6 +7,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "rules/piled_frame.h"
@@ -51,6 +52,10 @@ class MatchRule {
   bool isPathMatched(const std::string& logPath, const std::string& dirOrFile, const std::string& subcataLog,
                      std::string& out) const;
 
+  // From now on path tests hold under any property, the log's own path is the only one that exists for them, and
+  // `standIn` is the file to read for it.
+  void assumeLog(std::string standIn) { standIn_ = std::move(standIn); }
+
   // The texts of the array `key`; empty when it is missing or not an array.
   std::vector<std::string> getJsonArray(const Json::Value& entry, const std::string& key) const;
 
@@ -76,6 +81,9 @@ class MatchRule {
   std::map<std::string, std::vector<std::string>> getSegmentFrame() const { return segmentFrame_; }
 
  private:
+  bool exists(const std::string& path, const std::string& logPath) const;
+
+  std::string standIn_;
   std::vector<std::string> featureIds_;
   std::map<std::string, PiledFrame> featureFrames_;
   std::map<std::string, std::vector<std::string>> segmentFrame_;

@@ -31,19 +31,26 @@ bool MatchRule::isFeatureMatched(const std::string& eventType, const std::string
   return EventTypeOf(featureId) == eventType;
 }
 
+bool MatchRule::exists(const std::string& path, const std::string& logPath) const {
+  return standIn_.empty() ? FileUtil::FileExists(path) : path == logPath;
+}
+
 bool MatchRule::isPathMatched(const std::string& logPath, const std::string& dirOrFile, const std::string& subcataLog,
                               std::string& out) const {
   out = logPath;
-  if (android::base::GetBoolProperty(kDebugProperty, false)) return true;
+  if (standIn_.empty() && android::base::GetBoolProperty(kDebugProperty, false)) return true;
+  bool isMatched = false;
   if (subcataLog.empty()) {
     out = dirOrFile;
-    return FileUtil::FileExists(out);
+    isMatched = exists(out, logPath);
   }
   std::vector<std::string> alternatives;
   StringUtil::SplitStr(subcataLog, std::string(kOrMark), alternatives, false, false);
   for (const std::string& alternative : alternatives) {
     out = FollowSegments(logPath, dirOrFile, alternative);
-    if (FileUtil::FileExists(out) && out == logPath) return true;
+    isMatched = exists(out, logPath) && out == logPath;
+    if (isMatched) break;
   }
-  return false;
+  if (isMatched && !standIn_.empty()) out = standIn_;
+  return isMatched;
 }

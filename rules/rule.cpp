@@ -22,6 +22,7 @@ void Rule::parseRule() {
 
 void Rule::parseRule(const RuleDocument& matchFile, const RuleDocument& assembleFile) {
   MatchRule match;
+  match.assumeLog(standIn_);
   match.parseMatchRule(logPath_, matchFile, eventType_);
   featureFrames_ = match.getPiledFrames();
   segmentFrame_ = match.getSegmentFrame();

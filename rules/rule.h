@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "rules/piled_frame.h"
@@ -15,6 +16,9 @@ class Rule {
  public:
   // An empty `configDir` stands for "/system_ext/etc".
   Rule(std::string logPath, std::string configDir, std::string eventType);
+
+  // See MatchRule::assumeLog.
+  void assumeLog(std::string standIn) { standIn_ = std::move(standIn); }
 
   // Reads "match_rule.json" and "assemble_rule.json" and replaces what an earlier call loaded. An unreadable file
   // leaves its containers empty.
@@ -39,6 +43,7 @@ class Rule {
   std::string logPath_;
   std::string configDir_;
   std::string eventType_;
+  std::string standIn_;
   std::map<std::string, PiledFrame> featureFrames_;
   std::list<AssembleEntry> assembleRules_;
   std::map<std::string, std::vector<std::string>> segmentFrame_;

@@ -62,7 +62,7 @@ TEST(CompiledRules, TellsWhatIsDecided) {
     "segmentRule":[{"name":"s", "keyWords":"kill", "num":9, "v_y":"(y)"}]}})j");
   dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"PID":"p.v_x+no.v_x", "STACK":"p.v_s"}}})");
   Transcript told;
-  const TextMap result = CompiledRules(dir.path()).analysis("/other", "anr", &told);
+  const TextMap result = CompiledRules(dir.path()).analysis({"/other"}, "anr", &told);
   EXPECT_EQ(Kestrix::analysis("/other", dir.path(), "anr"), result);
   // Two ids of an entry: the second one's frame has the rules twice, and no template.
   const auto second = std::find(told.lines.begin(), told.lines.end(), "run B_anr_2 of 8 rules");
@@ -99,6 +99,35 @@ TEST(CompiledRules, TellsWhatIsDecided) {
   EXPECT_EQ("merged 2", told.lines.back());
 }
 
+TEST(CompiledRules, ReadsAStandInForALogOfTheDevice) {
+  const TempDir dir;
+  const std::string log = dir.write("log", "pid 1\n"), other = dir.write("other", "pid 2\n");
+  const auto entry = [](const std::string& id, const std::string& path) {
+    return "\"featureFrame" + id + "\":{\"featureId\":\"" + id + "_anr_1," + id + "_anr_2\"," + path +
+           R"(,"rules":[{"name":"a", "v_x":"pid (.*)$", "v_s":"@T@pid"}]})";
+  };
+  dir.write("match_rule.json", "{" + entry("A", R"("dirOrFile":"/data/anr","subcataLog":"anr_.*")") + "," +
+                                   entry("B", "\"dirOrFile\":\"" + other + "\"") + "," +
+                                   entry("C", R"("dirOrFile":"/data/anr/anr_1.txt")") + "}");
+  dir.write("assemble_rule.json", R"({"anr":{"A_anr_2":{"A":"a.v_x", "STACK":"a.v_s"}, "B_anr_1":{"B":"a.v_x"},
+                                             "C_anr_1":{"C":"a.v_x"}}})");
+  const struct {
+    const char* what;
+    AnalyzedLog log;
+    Texts keys;
+  } kCases[] = {
+      {"nothing stands in", {"/data/anr/anr_1.txt"}, {"B"}},
+      {"path and file fit", {"/data/anr/anr_1.txt", log}, {"A", "C", "FINGERPRINT", "FST_FRAME", "STACK"}},
+      {"a path of one entry", {"/data/anr/anr_2.txt", log}, {"A", "FINGERPRINT", "FST_FRAME", "STACK"}},
+      {"a path of none; files here do not count", {"/data/tombstones/anr_1.txt", log}, {}},
+  };
+  for (const auto& c : kCases) {
+    Texts keys;
+    for (const auto& [key, value] : CompiledRules(dir.path()).analysis(c.log, "anr", nullptr)) keys.push_back(key);
+    EXPECT_EQ(c.keys, keys) << c.what;
+  }
+}
+
 TEST(KestrixAnalysis, LeavesOutPiledRulesThatCannotComeIntoPlayOnly) {
   const TempDir dir;
   Texts lines;
@@ -121,7 +150,7 @@ TEST(KestrixAnalysis, LeavesOutPiledRulesThatCannotComeIntoPlayOnly) {
     dir.write("log", log);
     TakeLog();
     Transcript whole;
-    const TextMap expected = CompiledRules(dir.path()).analysis("/log", "anr", &whole);
+    const TextMap expected = CompiledRules(dir.path()).analysis({"/log"}, "anr", &whole);
     const Texts expectedLog = TakeLog();
     EXPECT_EQ(expected, Kestrix::analysis("/log", dir.path(), "anr")) << log;
     EXPECT_EQ(expectedLog, TakeLog()) << log;
