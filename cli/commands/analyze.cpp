@@ -14,7 +14,7 @@
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/event_types.h"
-#include "entry/kestrix.h"
+#include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -25,6 +25,7 @@ struct Options {
   std::string log;
   std::string configDir;
   std::string eventType;
+  std::string as;
   bool json = false;
   bool checkPath = false;
   bool verbose = false;
@@ -45,7 +46,8 @@ void PrintJson(const Result& result) {
 }
 
 ExitStatus Run(const Options& options) {
-  const std::string log = CheckedLogPath(options.log);
+  AnalyzedLog log = {CheckedLogPath(options.log)};
+  if (!options.as.empty()) log = {DevicePath(options.as, options.log), log.path};
   CheckRuleFiles(options.configDir);
   CheckEventType(options.eventType, options.configDir);
   PrepareLibrary(options.checkPath);
@@ -53,7 +55,7 @@ ExitStatus Run(const Options& options) {
   Result result;
   CallOrEnd(
       {options.configDir, WrongTypeInRules},
-      [&] { result = Kestrix::analysis(log, options.configDir, options.eventType); },
+      [&] { result = CompiledRules(options.configDir).analysis(log, options.eventType, nullptr); },
       [&options] { return MatchRuleFile(options.configDir); });
   if (options.json) {
     PrintJson(result);
@@ -74,7 +76,7 @@ void AddAnalyze(CLI::App& program, ExitStatus& status) {
   AddConfigOption(*command, options->configDir);
   AddEventOption(*command, options->eventType);
   command->add_flag("--json", options->json, "Print one JSON object on one line");
-  AddCheckPathOption(*command, options->checkPath);
+  AddPathTestOptions(*command, options->as, options->checkPath);
   command->add_flag("--verbose", options->verbose, "Show the library's log lines on standard error");
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

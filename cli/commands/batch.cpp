@@ -56,6 +56,7 @@ ExitStatus Run(const Options& options) {
            std::string line = "{\"path\":" + JsonString(log.path);
            if (!IsUtf8(log.path)) line += ",\"encodedPath\":" + JsonString(PercentEncoded(log.path));
            line += ",\"event\":" + JsonString(log.event);
+           if (!log.as.empty()) line += ",\"as\":" + JsonString(log.as);
            if (fault.empty()) {
              line += ",\"results\":" + fields[0];
              if (options.timing) line += ",\"ms\":" + fields[1];

@@ -60,6 +60,7 @@ void Print(const Story& story, const Options& options, bool inColour, std::ostre
 ExitStatus Run(const Options& options) {
   Question question = options.question;
   CheckReadableFile(question.logName);
+  if (!question.as.empty()) question.as = DevicePath(question.as, question.logName);
   CheckRuleFiles(question.configDir);
   CheckEventType(question.eventType, question.configDir);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
@@ -96,7 +97,7 @@ void AddExplain(CLI::App& program, ExitStatus& status) {
   command->add_flag("--page-data", options->asPageData)->group("");  // for kestrix live
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file);
-  AddCheckPathOption(*command, options->question.hasPathTests);
+  AddPathTestOptions(*command, options->question.as, options->question.hasPathTests);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

@@ -1,6 +1,7 @@
 #include "cli/commands/shared_options.h"
 
 #include "cli/library/input.h"
+#include "cli/output/terminal.h"
 
 void AddLogOption(CLI::App& command, std::string& log) {
   command.add_option("LOG", log, "The log file, of at most " + MaxLogSizeText())->required();
@@ -18,9 +19,18 @@ void AddEventOption(CLI::App& command, std::string& type) {
   command.add_option("--event", type, "Event type whose rules apply")->type_name("TYPE")->required();
 }
 
-void AddCheckPathOption(CLI::App& command, bool& checkPath) {
-  command.add_flag("--check-path", checkPath,
-                   "Apply the rules' path tests as on the device; by default every path passes");
+void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath) {
+  CLI::Option* here =
+      command.add_flag("--check-path", checkPath,
+                       "Apply the rules' path tests to where the log lies here; by default every path passes");
+  command
+      .add_option("--as", as,
+                  "Apply them as if the log lay at this path of the device, where nothing is opened; of one that ends "
+                  "in / the log's name is the rest")
+      ->type_name("PATH")
+      ->excludes(here)
+      ->check(CLI::Validator(
+          [](std::string& path) { return path.starts_with('/') ? "" : Quoted(path) + " is no absolute path"; }, ""));
 }
 
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& choices) {
@@ -49,7 +59,7 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   command
       .add_option("PATH", options.logs.paths,
                   "Logs; folders, walked in the order of the names; or - for a list on standard input: a path on each "
-                  "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\"}")
+                  "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\", \"as\": \"/data/a.txt\"}")
       ->type_name("")
       ->required();
   command.add_flag("-0,--null", options.logs.listEndsInZero,
@@ -57,7 +67,7 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   AddEventOption(command, options.logs.event);
   command.get_option("--event")->required(false)->description("Event type whose rules apply, where a list names none");
   AddWorkerOptions(command, options.workers);
-  AddCheckPathOption(command, options.checkPath);
+  AddPathTestOptions(command, options.logs.as, options.checkPath);
   command.parse_complete_callback([&options] {
     if (options.logs.event.empty() && !options.logs.hasList()) throw CLI::RequiredError("--event");
   });

@@ -12,7 +12,9 @@
 void AddLogOption(CLI::App& command, std::string& log);
 void AddConfigOption(CLI::App& command, std::string& dir);
 void AddEventOption(CLI::App& command, std::string& type);
-void AddCheckPathOption(CLI::App& command, bool& checkPath);
+
+// Whether the rules' path tests are applied, and to which path: --as and --check-path.
+void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath);
 
 // A required directory of rule files; --config is one.
 void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir, const std::string& description);

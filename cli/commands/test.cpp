@@ -75,7 +75,10 @@ std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, co
     keyOfLog[cases[index].run.log.path] = key;
   }
   const auto tell = [&keyOfLog](const LogRun& run) {
-    const Story story = TellStory({CheckedLogPath(run.log.path), run.config, run.log.event, false, {}, ""});
+    const Story story = TellStory({.logName = CheckedLogPath(run.log.path),
+                                   .configDir = run.config,
+                                   .eventType = run.log.event,
+                                   .as = run.log.as});
     std::ostringstream text;
     PrintKeyAsText(story, keyOfLog.at(run.log.path), false, text);
     return Fields{text.str()};

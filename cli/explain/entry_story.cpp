@@ -9,29 +9,33 @@
 
 namespace {
 
-std::string WhyRefused(const std::string& logPath, const PlacedEntry& entry) {
+std::string WhyRefused(const Story& story, const PlacedEntry& entry) {
   const std::string& dirOrFile = entry.dirOrFile.text();
-  if (entry.subcataLog.text().empty()) return "path: the file " + Quoted(dirOrFile) + " does not exist";
-  return "path: " + WhyPathRefused(logPath, dirOrFile, entry.subcataLog.text());
+  if (entry.subcataLog.text().empty()) {
+    return "path: the file " + Quoted(dirOrFile) + (story.isStandIn ? " is read, not this log" : " does not exist");
+  }
+  return "path: " + WhyPathRefused(story.logPath, dirOrFile, entry.subcataLog.text());
 }
 
-std::string WhyTaken(const Story& story, const PlacedEntry& entry, const std::string& log) {
+std::string WhyTaken(const Story& story, const PlacedEntry& entry) {
   if (!story.hasPathTests) return "event type fits; path tests are off";
-  if (entry.subcataLog.text().empty()) return "event type fits; reads " + Quoted(log) + ", whatever the log's path is";
+  if (entry.subcataLog.text().empty())
+    return "event type fits; reads " + Quoted(entry.dirOrFile.text()) + ", whatever the log's path is";
   return "event type and path fit";
 }
 
 IdStory TellId(const Story& story, const RulePlaces& places, const PlacedEntry& entry, const PlacedId& id) {
-  const MatchRule library;
+  MatchRule library;
+  if (story.isStandIn) library.assumeLog(story.logFile);
   IdStory told{id.id, places.inMatchFile(id.span), false, ""};
   std::string log;
   if (!library.isFeatureMatched(story.eventType, id.id)) {
     told.why = "its event type is " + Quoted(id.eventType);
   } else if (library.isPathMatched(story.logPath, entry.dirOrFile.text(), entry.subcataLog.text(), log)) {
     told.isTaken = true;
-    told.why = WhyTaken(story, entry, log);
+    told.why = WhyTaken(story, entry);
   } else {
-    told.why = WhyRefused(story.logPath, entry);
+    told.why = WhyRefused(story, entry);
   }
   return told;
 }

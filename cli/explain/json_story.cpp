@@ -42,7 +42,7 @@ class RunWriter {
     Json::Value node;
     node["featureId"] = Text(run_.featureId);
     node["place"] = PlaceNode(run_.place);
-    node["log"] = Text(run_.logPath == story_.logPath ? story_.logName : run_.logPath);
+    node["log"] = Text(run_.logPath == story_.logFile ? story_.logName : run_.logPath);
     node["isReadable"] = run_.isReadable;
     node["skip"] = run_.skip;
     for (const LineFate fate : {LineFate::kExamined, LineFate::kOverlong, LineFate::kIndented, LineFate::kSpanned}) {
@@ -285,6 +285,7 @@ void PrintKeyAsJson(const Story& story, const std::string& key, std::ostream& ou
 Json::Value StoryAsJson(const Story& story) {
   Json::Value root;
   root["log"] = Text(story.logName);
+  if (story.isStandIn) root["as"] = Text(story.logPath);
   root["config"] = Text(story.configDir);
   root["event"] = Text(story.eventType);
   root["result"] = TextMap(story.result);

@@ -84,7 +84,7 @@ Json::Value LogNode(const Story& story, size_t index, const LogText& log) {
     lastKept = number;
   });
   endPiece();
-  node["path"] = ValidUtf8(log.path == story.logPath ? story.logName : log.path);
+  node["path"] = ValidUtf8(log.path == story.logFile ? story.logName : log.path);
   node["lines"] = static_cast<Json::UInt64>(lines);
   node["isWhole"] = isWhole;
   return node;
@@ -123,8 +123,8 @@ Json::Value StoryAsPageData(const Story& story) {
   Json::Value data = StoryAsJson(story);
   std::vector<LogText> unread;
   if (story.logs.empty()) {
-    unread.push_back({story.logPath, ""});
-    FileUtil::LoadStringFromFile(story.logPath, unread.front().text);
+    unread.push_back({story.logFile, ""});
+    FileUtil::LoadStringFromFile(story.logFile, unread.front().text);
   }
   const std::vector<LogText>& logs = story.logs.empty() ? unread : story.logs;
   data["logs"] = Json::Value(Json::arrayValue);

@@ -211,8 +211,10 @@ struct LogText {
 };
 
 struct Story {
-  std::string logName;  // as the user wrote it
-  std::string logPath;  // as the library sees it
+  std::string logName;     // as the user wrote it
+  std::string logPath;     // as the library sees it
+  std::string logFile;     // what is read for it
+  bool isStandIn = false;  // the file stands in for a log of the device at that path
   std::string configDir;
   std::string eventType;
   bool hasPathTests = false;

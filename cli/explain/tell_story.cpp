@@ -51,10 +51,12 @@ std::vector<std::string> HealthOf(const std::string& path) {
 Story TellStory(const Question& question) {
   Story story;
   story.logName = question.logName;
-  story.logPath = CheckedLogPathOfAnySize(question.logName);
+  story.logFile = CheckedLogPathOfAnySize(question.logName);
+  story.logPath = question.as.empty() ? story.logFile : question.as;
   story.configDir = question.configDir;
   story.eventType = question.eventType;
-  story.hasPathTests = question.hasPathTests;
+  story.isStandIn = !question.as.empty();
+  story.hasPathTests = question.hasPathTests || story.isStandIn;
   story.askedLine = question.line;
   story.askedRule = question.rule;
   story.askedKey = question.key;
@@ -70,11 +72,12 @@ Story TellStory(const Question& question) {
       rules, [&] { story.entries = TellEntries(story, places, tried); },
       [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
   RunTeller runs(story, places);
+  const AnalyzedLog log = {story.logPath, story.isStandIn ? story.logFile : ""};
   CallOrEnd(
-      rules, [&] { story.result = CompiledRules(rules.path).analysis(story.logPath, question.eventType, &runs); },
+      rules, [&] { story.result = CompiledRules(rules.path).analysis(log, question.eventType, &runs); },
       [&runs] { return runs.whatIsTried(); });
   story.stack = TellStack(story, runs);
-  story.health = HealthOf(story.logPath);
+  story.health = HealthOf(story.logFile);
   for (const std::string& fault : {IdFault(story), ResultFault(story)}) {
     if (!fault.empty()) story.faults.push_back(fault);
   }

@@ -12,11 +12,12 @@ struct Question {
   std::string logName;
   std::string configDir;
   std::string eventType;
-  bool hasPathTests = false;   // as on the device; otherwise every path passes
-  std::optional<size_t> line;  // from 1
-  std::string rule;            // a name; empty for all
-  std::string key = {};        // a result; empty for all
-  size_t verdicts = 0;         // above 0: the story has how each rule fared on each line, up to so many verdicts a run
+  bool hasPathTests = false;        // as on the device; otherwise every path passes
+  std::optional<size_t> line = {};  // from 1
+  std::string rule = {};            // a name; empty for all
+  std::string key = {};             // a result; empty for all
+  std::string as = {};              // where on the device the log is to lie, with path tests; empty for nowhere
+  size_t verdicts = 0;  // above 0: the story has how each rule fared on each line, up to so many verdicts a run
 };
 
 // Calls the library and writes down all that it does. Ends the program with one line when the library would end the

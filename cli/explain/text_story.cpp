@@ -88,7 +88,8 @@ class TextWriter {
   void printHeading(const std::string& text) { out_ << '\n' << paint(kHeading, text) << '\n'; }
 
   void printResult() {
-    out_ << paint(kHeading, Shown(story_.eventType) + " in " + Shown(story_.logName)) << '\n';
+    out_ << paint(kHeading, Shown(story_.eventType) + " in " + Shown(story_.logName))
+         << (story_.isStandIn ? ", as if at " + Shown(story_.logPath) : "") << '\n';
     PrintResult(story_.result, out_);
     if (story_.result.empty()) out_ << "nothing found\n";
   }

@@ -27,6 +27,19 @@ std::string TextOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::string LineOf(const std::string& path) {
+  const std::string text = TextOf(path);
+  return text.substr(0, text.find_last_not_of("\r\n") + 1);
+}
+
+std::string DevicePathIn(const std::string& file, const std::string& log) {
+  try {
+    return DevicePath(LineOf(file), log);
+  } catch (const InputError& error) {
+    throw InputError(file, error.reason());
+  }
+}
+
 std::optional<TextMap> ExpectedOf(const std::string& path) {
   if (!fs::exists(path)) return std::nullopt;
   Json::Value root;
@@ -45,10 +58,10 @@ GoldenCase Read(const std::string& path, const std::string& configDir) {
   golden.run = {{path + "/log.txt", "", ""}, configDir};
   try {
     if (!fs::exists(path + "/log.txt")) throw InputError(path, "has no log.txt");
-    const std::string event = TextOf(path + "/event");
-    golden.run.log.event = event.substr(0, event.find_last_not_of("\r\n") + 1);
+    golden.run.log.event = LineOf(path + "/event");
     if (fs::is_directory(path + "/rules")) golden.run.config = path + "/rules";
     if (golden.run.config.empty()) throw InputError(path, "has no folder rules; --config names rules for all cases");
+    if (fs::exists(path + "/path")) golden.run.log.as = DevicePathIn(path + "/path", golden.run.log.path);
     golden.expected = ExpectedOf(path + "/expected.json");
   } catch (const InputError& error) {
     golden.fault = error.what();

@@ -8,7 +8,7 @@
 #include "cli/fleet/log_run.h"
 
 // A folder that holds a log and what it is to give: log.txt, event with the event type, expected.json with the whole
-// result map and, unless all cases have the same rules, the folder rules.
+// result map, unless all cases have the same rules the folder rules and, for path tests, path with that of the device.
 struct GoldenCase {
   std::string path;  // of the folder
   LogRun run;

@@ -17,7 +17,8 @@ namespace {
 
 constexpr size_t kMaxKnown = 1'000'000;  // logs that are remembered, to tell repeated ones
 
-constexpr char kNoItem[] = R"(the line is not a path and no object {"log": "<path>", "event": "<type>"})";
+constexpr char kNoItem[] =
+    R"(the line is not a path and no object {"log": "<path>", "event": "<type>", "as": "<path>"})";
 
 std::string Joined(const std::string& folder, const std::string& name) {
   return folder.ends_with('/') ? folder + name : folder + "/" + name;
@@ -106,7 +107,7 @@ bool LogList::takeFromFolder(LogEntry& entry) {
   }
   const std::string path = Joined(folder.path, folder.names.back());
   folder.names.pop_back();
-  return visit(path, std::string(folder.event), entry);
+  return visit(path, Given(folder.given), entry);  // a copy, as the folder moves when another one is opened
 }
 
 // Of the command line.
@@ -118,17 +119,22 @@ bool LogList::takePath(LogEntry& entry) {
     return false;
   }
   countAtPath_ = count_;
-  const bool isEntry = visit(path, sources_.event, entry);
+  const bool isEntry = visit(path, {sources_.event, sources_.as}, entry);
   isInFolder_ = !isEntry;
   return isEntry;
 }
 
 // True when there is an entry; a folder is opened instead.
-bool LogList::visit(const std::string& path, const std::string& event, LogEntry& entry) {
+bool LogList::visit(const std::string& path, const Given& given, LogEntry& entry) {
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
-  if (exists && S_ISDIR(status.st_mode)) return !open({path, event, status.st_dev, status.st_ino, {}}, entry);
-  entry = {path, event, event.empty() ? "it has no event type; --event gives one" : ""};
+  if (exists && S_ISDIR(status.st_mode)) return !open({path, given, status.st_dev, status.st_ino, {}}, entry);
+  entry = {path, given.event, given.event.empty() ? "it has no event type; --event gives one" : ""};
+  try {
+    if (!given.as.empty()) entry.as = DevicePath(given.as, path);
+  } catch (const InputError& error) {
+    entry.error = "\"as\": " + error.reason();
+  }
   noteRepeated(entry, status.st_dev, status.st_ino);
   return true;
 }
@@ -136,14 +142,14 @@ bool LogList::visit(const std::string& path, const std::string& event, LogEntry&
 // By the file when there is one, else by the path.
 void LogList::noteRepeated(const LogEntry& entry, dev_t device, ino_t inode) {
   const std::string name = inode == 0 ? entry.path : std::to_string(device) + ":" + std::to_string(inode);
-  const size_t hash = std::hash<std::string>()(name + '\n' + entry.event);
+  const size_t hash = std::hash<std::string>()(name + '\n' + entry.event + '\n' + entry.as);
   if (known_.size() < kMaxKnown ? known_.insert(hash).second : known_.count(hash) == 0) return;
   if (repeatedCount_++ == 0) firstRepeated_ = entry.path;
 }
 
 // False, with an entry that says why, when the folder cannot be read.
 bool LogList::open(Folder folder, LogEntry& entry) {
-  entry = {folder.path, folder.event, ""};
+  entry = {folder.path, folder.given.event, "", folder.given.as};
   if (std::any_of(folders_.begin(), folders_.end(), [&folder](const Folder& outer) {
         return outer.device == folder.device && outer.inode == folder.inode;
       })) {
@@ -175,21 +181,24 @@ bool LogList::readItem(const std::string& item, LogEntry& entry) {
   } else if (item.find('\0') != std::string::npos) {
     entry.error = "the path holds a zero byte";
   } else {
-    return visit(item, sources_.event, entry);
+    return visit(item, {sources_.event, sources_.as}, entry);
   }
   return true;
 }
 
 bool LogList::readObject(const std::string& item, LogEntry& entry) {
+  const auto isTextOrNone = [](const Json::Value& value) { return value.isString() || value.isNull(); };
   Json::Value object;
-  if (!ReadJsonObject(item, object) || PathOf(object).empty() ||
-      !(object["event"].isString() || object["event"].isNull())) {
+  if (!ReadJsonObject(item, object) || PathOf(object).empty() || !isTextOrNone(object["event"]) ||
+      !isTextOrNone(object["as"])) {
     entry.error = kNoItem;
     return true;
   }
-  const std::string event = object["event"].asString();
+  Given given{object["event"].asString(), object["as"].asString()};
+  if (given.event.empty()) given.event = sources_.event;
+  if (given.as.empty()) given.as = sources_.as;
   const std::string path = PathOf(object);
-  if (path.find('\0') == std::string::npos) return visit(path, event.empty() ? sources_.event : event, entry);
+  if ((path + given.as).find('\0') == std::string::npos) return visit(path, given, entry);
   entry.error = "the path holds a zero byte";
   return true;
 }

@@ -17,13 +17,15 @@
 struct LogEntry {
   std::string path;
   std::string event;
-  std::string error;  // why there is nothing to analyse, e.g. a folder that cannot be read; mostly empty
+  std::string error;    // why there is nothing to analyse, e.g. a folder that cannot be read; mostly empty
+  std::string as = {};  // where on the device it is to lie, for path tests; mostly empty
 };
 
 // Where logs are looked for.
 struct LogSources {
   std::vector<std::string> paths;  // files, folders with all that lies in them, and "-" for a list on standard input
   std::string event;               // for the logs that bring none of their own
+  std::string as;                  // likewise; a path, or a folder that ends in "/"
   bool listEndsInZero = false;     // the items of the list end in a zero byte, whatever comes first
 
   bool hasList() const { return std::find(paths.begin(), paths.end(), "-") != paths.end(); }
@@ -34,9 +36,9 @@ struct LogSources {
 std::string PercentEncoded(std::string_view path);
 
 // The logs that a command line names: files, folders with all that lies in them, in byte order of the names, and, for
-// "-", a list on standard input: a path on each line, or an object {"log": "<path>", "event": "<type>"}, whose event
-// type may be left out. A line of `kestrix batch` is such an object, too. Reads ahead no further than one folder or one
-// buffer.
+// "-", a list on standard input: a path on each line, or an object {"log": "<path>", "event": "<type>", "as":
+// "<path>"}, of which the last two may be left out. A line of `kestrix batch` is such an object, too. Reads ahead no
+// further than one folder or one buffer.
 class LogList {
  public:
   // Throws InputError when standard input is to be read twice.
@@ -57,9 +59,15 @@ class LogList {
   const std::string& firstRepeated() const { return firstRepeated_; }
 
  private:
+  // What is said of a log, or of all logs in a folder.
+  struct Given {
+    std::string event;
+    std::string as;
+  };
+
   struct Folder {
     std::string path;
-    std::string event;
+    Given given;
     dev_t device;
     ino_t inode;
     std::vector<std::string> names;  // of what it holds, the next one last
@@ -68,7 +76,7 @@ class LogList {
   Next find(LogEntry& entry);
   bool takeFromFolder(LogEntry& entry);
   bool takePath(LogEntry& entry);
-  bool visit(const std::string& path, const std::string& event, LogEntry& entry);
+  bool visit(const std::string& path, const Given& given, LogEntry& entry);
   bool open(Folder folder, LogEntry& entry);
   bool readItem(const std::string& item, LogEntry& entry);
   bool readObject(const std::string& item, LogEntry& entry);

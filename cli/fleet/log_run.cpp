@@ -8,8 +8,9 @@
 TextMap Analyze(const LogRun& run, RunObserver* observer) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
   const std::string path = CheckedLogPath(run.log.path);
+  const AnalyzedLog log = run.log.as.empty() ? AnalyzedLog{path} : AnalyzedLog{run.log.as, path};
   TextMap results;
-  for (const auto& [key, value] : AnalyzeOrThrow(path, {run.config, WrongTypeInRules}, run.log.event, observer)) {
+  for (const auto& [key, value] : AnalyzeOrThrow(log, {run.config, WrongTypeInRules}, run.log.event, observer)) {
     results[ValidUtf8(key)] = ValidUtf8(value);
   }
   return results;

@@ -14,9 +14,9 @@
 
 namespace {
 
-Fields RequestOf(const LogRun& run) { return {run.log.path, run.log.event, run.log.error, run.config}; }
+Fields RequestOf(const LogRun& run) { return {run.log.path, run.log.event, run.log.error, run.log.as, run.config}; }
 
-LogRun RunOf(const Fields& request) { return {{request[0], request[1], request[2]}, request[3]}; }
+LogRun RunOf(const Fields& request) { return {{request[0], request[1], request[2], request[3]}, request[4]}; }
 
 // What a worker's fields begin with.
 const std::string kAnalyzed = "analyzed";

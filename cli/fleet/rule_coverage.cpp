@@ -44,7 +44,11 @@ const std::pair<const std::string, Idleness>* RuleUse::mainReason() const {
 
 Fields TellRuleUse(const LogRun& run, bool checkPath) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
-  const Story story = TellStory({CheckedLogPath(run.log.path), run.config, run.log.event, checkPath, {}, ""});
+  const Story story = TellStory({.logName = CheckedLogPath(run.log.path),
+                                 .configDir = run.config,
+                                 .eventType = run.log.event,
+                                 .hasPathTests = checkPath,
+                                 .as = run.log.as});
   Fields rows;
   const auto append = [&rows](Fields row) {
     row.resize(kRowSize);

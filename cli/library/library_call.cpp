@@ -13,7 +13,6 @@
 #include "cli/output/exit_status.h"
 #include "cli/output/output_file.h"
 #include "cli/output/terminal.h"
-#include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -61,7 +60,7 @@ void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::fun
   std::signal(SIGABRT, SIG_DFL);
 }
 
-std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
+std::map<std::string, std::string> AnalyzeOrThrow(const AnalyzedLog& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer) {
   try {
     return KeptRules(rules.path).analysis(log, eventType, observer);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "analysis/run_observer.h"
+#include "entry/compiled_rules.h"
 
 // To be called once before: silences the library and, without `checkPath`, lets its path tests pass.
 void PrepareLibrary(bool checkPath);
@@ -34,7 +35,7 @@ inline constexpr size_t kKeptRulesBytes = 64 * 1024 * 1024;
 // Kestrix::analysis, told to `observer`, which may be null. Rules are compiled by the first call and kept for the next;
 // files that have changed are read again. Throws a std::exception, after which the process should not
 // go on, for rules that the library stumbles over.
-std::map<std::string, std::string> AnalyzeOrThrow(const std::string& log, const RuleDir& rules,
+std::map<std::string, std::string> AnalyzeOrThrow(const AnalyzedLog& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer);
 
 #endif  // CLI_LIBRARY_LIBRARY_CALL_H
