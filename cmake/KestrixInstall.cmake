@@ -1,5 +1,5 @@
-# Installs the libraries, their public headers, the program, the CMake package and the pkg-config file, and packs all of
-# it into a Debian package.
+# Installs the libraries, their public headers, the program and its documents, the CMake package and the pkg-config
+# file, and packs all of it into a Debian package.
 include(CMakePackageConfigHelpers)
 
 foreach(header entry/kestrix.h stack/stack_util.h util/export.h util/file_util.h util/sha256_util.h util/string_util.h)
@@ -8,6 +8,8 @@ foreach(header entry/kestrix.h stack/stack_util.h util/export.h util/file_util.h
 endforeach()
 if(TARGET kestrix_program)
   install(TARGETS kestrix_program)
+  install(FILES docs/checks.md docs/editors.md docs/fleet.md docs/live.md docs/rules.md
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kestrix)  # the first is what findings link to
 endif()
 
 # The static library is a part of its own: only its callers need the libraries that it is built on.

@@ -81,6 +81,8 @@ Json::Value RelatedOf(Project& project, FileKind file, const std::string& messag
   return related;
 }
 
+}  // namespace
+
 Json::Value DiagnosticOf(Project& project, const Problem& problem) {
   Json::Value diagnostic;
   diagnostic["range"] = RangeJson(project.document(problem.file), problem.span);
@@ -94,8 +96,6 @@ Json::Value DiagnosticOf(Project& project, const Problem& problem) {
   if (!related.empty()) diagnostic["relatedInformation"] = related;
   return diagnostic;
 }
-
-}  // namespace
 
 Checker::Checker() : pool_(1, kTimeLimit, TellFindings) {}
 
@@ -124,28 +124,4 @@ Json::Value DiagnosticsOf(Project& project, FileKind file, const std::vector<Pro
     if (problem.file == file) list.append(DiagnosticOf(project, problem));
   }
   return list;
-}
-
-Json::Value ActionsOf(Project& project, FileKind file, Span range, const std::vector<Problem>& problems) {
-  Json::Value actions(Json::arrayValue);
-  for (const Problem& problem : problems) {
-    if (problem.file != file || !problem.fix || problem.span.end < range.begin || range.end < problem.span.begin) {
-      continue;
-    }
-    Json::Value change;
-    change["range"] = RangeJson(project.document(file), problem.fix->span);
-    change["newText"] = problem.fix->text;
-    Json::Value action;
-    const Span span = problem.fix->span;
-    const std::string old = project.document(file).text().substr(span.begin, span.end - span.begin);
-    action["title"] = problem.fix->text.empty() ? "Remove " + old
-                      : old.empty()             ? "Insert " + problem.fix->text
-                                                : "Replace " + old + " by " + problem.fix->text;
-    action["kind"] = "quickfix";
-    action["isPreferred"] = true;
-    action["diagnostics"].append(DiagnosticOf(project, problem));
-    action["edit"]["changes"][project.uri(file)].append(change);
-    actions.append(action);
-  }
-  return actions;
 }

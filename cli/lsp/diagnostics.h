@@ -35,9 +35,10 @@ class Checker {
 };
 
 // As the protocol wants them, with codes linked to their description.
+Json::Value DiagnosticOf(Project& project, const Problem& problem);
 Json::Value DiagnosticsOf(Project& project, FileKind file, const std::vector<Problem>& problems);
 
-// Code actions for the problems that touch the range.
+// Code actions for the problems that touch the range: cures where they are known, and allowances of warnings.
 Json::Value ActionsOf(Project& project, FileKind file, Span range, const std::vector<Problem>& problems);
 
 #endif  // CLI_LSP_DIAGNOSTICS_H

@@ -6,7 +6,9 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "cli/lsp/diagnostics.h"
 #include "cli/lsp/log_survey.h"
 #include "cli/lsp/project.h"
 
@@ -23,7 +25,7 @@ Json::Value ToJson(Position position);
 Json::Value RangeJson(const TextDocument& document, Span span);
 
 Json::Value CompletionsAt(const Spot& spot);
-Json::Value HoverAt(const Spot& spot, const Survey& survey);
+Json::Value HoverAt(const Spot& spot, const Survey& survey, const std::vector<Problem>& problems);
 
 Json::Value DefinitionAt(const Spot& spot);
 Json::Value ReferencesAt(const Spot& spot, bool withDefinition);

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "cli/lsp/cursor.h"
+#include "cli/lsp/diagnostics.h"
 #include "cli/lsp/features.h"
 #include "cli/lsp/names.h"
 #include "rules/rule_syntax.h"
@@ -40,20 +41,23 @@ std::string MeaningOfPattern(const std::string& pattern) {
 
 class Hover {
  public:
-  Hover(const Spot& spot, const Survey& survey)
-      : spot_(spot), survey_(survey), document_(spot.project.document(spot.file)), rules_(spot.project.lastUsable()) {}
+  Hover(const Spot& spot, const Survey& survey, const std::vector<Problem>& problems)
+      : spot_(spot),
+        survey_(survey),
+        problems_(problems),
+        document_(spot.project.document(spot.file)),
+        rules_(spot.project.lastUsable()) {}
 
   Json::Value tell() {
     const Cursor cursor = CursorAt(document_.text(), spot_.offset, spot_.file);
-    if (!cursor.isInText) return Json::nullValue;
-    const std::string text = textFrom(cursor.textBegin);
-    std::string told = aboutNames();
-    if (told.empty()) told = cursor.isKey ? aboutMember(cursor, text) : aboutValue(cursor, text);
+    const std::string text = cursor.isInText ? textFrom(cursor.textBegin) : "";
+    std::string told = cursor.isInText ? aboutText(cursor, text) : "";
+    told += aboutProblems(told.empty() ? "" : "\n\n");
     if (told.empty()) return Json::nullValue;
     Json::Value hover;
     hover["contents"]["kind"] = "markdown";
     hover["contents"]["value"] = told;
-    hover["range"] = RangeJson(document_, {cursor.textBegin, cursor.textBegin + text.size()});
+    if (cursor.isInText) hover["range"] = RangeJson(document_, {cursor.textBegin, cursor.textBegin + text.size()});
     return hover;
   }
 
@@ -64,6 +68,12 @@ class Hover {
     size_t end = begin;
     while (end < text.size() && text[end] != '"' && text[end] != '\n') end += text[end] == '\\' ? 2 : 1;
     return text.substr(begin, std::min(end, text.size()) - begin);
+  }
+
+  std::string aboutText(const Cursor& cursor, const std::string& text) const {
+    const std::string told = aboutNames();
+    if (!told.empty()) return told;
+    return cursor.isKey ? aboutMember(cursor, text) : aboutValue(cursor, text);
   }
 
   std::string aboutNames() const {
@@ -130,12 +140,28 @@ class Hover {
     return aboutMember(cursor, cursor.member);
   }
 
+  // What the findings here mean, for readers to whom the editor shows no link.
+  std::string aboutProblems(std::string separator) const {
+    std::string told;
+    for (const Problem& problem : problems_) {
+      const FindingCode* code = FindFindingCode(problem.code);
+      const bool isHere = problem.span.begin <= spot_.offset && spot_.offset <= problem.span.end;
+      if (problem.file != spot_.file || !isHere || code == nullptr) continue;
+      told += separator + "**" + problem.code + "**: " + TextOf(*code).paragraph;
+      separator = "\n\n";
+    }
+    return told;
+  }
+
   const Spot& spot_;
   const Survey& survey_;
+  const std::vector<Problem>& problems_;
   const TextDocument& document_;
   const RuleSnapshot& rules_;
 };
 
 }  // namespace
 
-Json::Value HoverAt(const Spot& spot, const Survey& survey) { return Hover(spot, survey).tell(); }
+Json::Value HoverAt(const Spot& spot, const Survey& survey, const std::vector<Problem>& problems) {
+  return Hover(spot, survey, problems).tell();
+}

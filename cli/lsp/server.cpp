@@ -415,7 +415,7 @@ class Server {
 
   Json::Value hover(const Json::Value& params) {
     const Spot spot = spotOf(params);
-    return HoverAt(spot, surveyOf(&spot.project));
+    return HoverAt(spot, surveyOf(&spot.project), problemsOf(&spot.project));
   }
 
   Json::Value refer(const Json::Value& params) {

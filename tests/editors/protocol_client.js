@@ -185,6 +185,35 @@ const tests = {
     await editor.stop();
   },
 
+  async 'a warning is allowed where it stands, for a reason'() {
+    const editor = examples('allow');
+    await editor.start();
+    editor.edit('match', '"v_name": "Process: ', '"v_extra": "x(y)", "v_name": "Process: ');
+    const act = async (finding, title) => {
+      const actions = await editor.ask('textDocument/codeAction', {
+        textDocument: {uri: editor.uris.match}, range: finding.range, context: {diagnostics: [finding]}});
+      const action = actions.find(each => each.title === title);
+      assert.ok(action, JSON.stringify(actions));
+      editor.apply(action.edit);
+      editor.change('match', {text: editor.texts.match});
+    };
+    for (const reasons of [['for later'], ['for later', 'as well']]) {
+      const [finding] = await editor.findings('match');
+      assert.deepStrictEqual(finding.code, ['record-unused', 'value-may-be-empty'][reasons.length - 1]);
+      const told = await editor.ask('textDocument/hover', {
+        textDocument: {uri: editor.uris.match}, position: finding.range.start});
+      assert.ok(told.contents.value.includes(`**${finding.code}**: `), told.contents.value);
+      await act(finding, `Allow ${finding.code} here, with a reason`);
+      assert.ok(codes(await editor.findings('match')).includes('allow-useless'), 'a reason is asked for');
+      editor.edit('match', `"${finding.code}: "`, `"${finding.code}: ${reasons.at(-1)}"`);
+      assert.deepStrictEqual(await editor.findings('match'), []);
+      assert.deepStrictEqual(Object.values(JSON.parse(editor.texts.match)).flatMap(({rules}) => rules ?? [])
+        .find(({$allow}) => $allow).$allow.length, reasons.length);
+      if (reasons.length === 1) editor.edit('match', '"v_extra": "x(y)"', '"v_extra": "x(y)?"');
+    }
+    await editor.stop();
+  },
+
   async 'positions count in UTF-16 or in bytes, as was agreed'() {
     const remark = '"$comment": "\u{1f426} \u00e4",';
     const match = example('match').replace('"dirOrFile"', () => `${remark} "dirOrFile"`);
