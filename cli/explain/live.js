@@ -14,6 +14,7 @@ class Live {
     this.shown = new Map();  // log -> its results: {now, before, opened}
     live.changes = () => this.changesOf(this.shown.get(this.log), true);
     live.verdicts = (line, place, fill) => this.fillVerdicts(line, place, fill);
+    live.suggest = (log, first, last) => this.suggest(log, first, last);
     live.editor = (at, text) => this.editorLink(at, text);
   }
 
@@ -213,6 +214,21 @@ class Live {
       }
     } catch {
       this.tell("gone", DESK_ENDED);
+    }
+  }
+
+  // The suggestions, or why there are none.
+  async suggest(log, first, last) {
+    try {
+      // Lines of a run over another log, which a segment can have, are none of a log that the page was opened for.
+      const index = this.paths.indexOf(story.logs[log].path);
+      if (index < 0) return { fault: `${story.logs[log].path} is not among the logs of this page` };
+      const answer = await this.get(`suggest?log=${index}&first=${first}&last=${last}`);
+      if (answer.isStale) return { fault: "A file was saved meanwhile; ask once more." };
+      return answer.suggestions || answer;
+    } catch {
+      this.tell("gone", DESK_ENDED);
+      return { fault: DESK_ENDED };
     }
   }
 

@@ -1,17 +1,17 @@
 // Draws the page of one log from its story. What can be selected has a key, which is also its hash in the address:
-// "line-12", "key-REASON", "rule-0-3" (the fourth rule of the first run), "frame-7". Lines of a second log end in its
-// index: "line-12-1". A page that is live hands over a new story from time to time, and the selection stays.
+// "line-12", "line-12to20", "key-REASON", "rule-0-3" (the fourth rule of the first run), "frame-7". Lines of a second log
+// end in its index: "line-12-1". A page that is live hands over a new story from time to time, and the selection stays.
 
 const ROW = 20;              // pixels of a line
 const MAX_TICKS = 400;       // marks in the strip
-const live = { verdicts: null, editor: null, changes: null };  // what a live page adds
+const live = { verdicts: null, editor: null, changes: null, suggest: null };  // what a live page adds
 
 let story = null;
 let view = null;
 
 // --- What belongs together ---
 
-const lineKey = (log, line) => "line-" + line + (log ? "-" + log : "");
+const lineKey = (log, line, last = line) => "line-" + line + (last === line ? "" : "to" + last) + (log ? "-" + log : "");
 const ruleKey = (run, rule) => `rule-${run}-${rule}`;
 const resultKey = (key) => "key-" + encodeURIComponent(key);
 
@@ -164,6 +164,7 @@ class LogView {
     this.pane.replaceChildren(this.sizer);
     this.log = -1;
     this.picked = 0;       // line
+    this.last = 0;         // line to which the selection reaches from there, forward or back
     this.linked = new Set();
     this.wanted = "";
     this.found = [];
@@ -222,10 +223,10 @@ class LogView {
       element.remove();
       this.drawn.delete(row);
     }
-    const active = this.picked && this.lines.rowOf(this.picked);
+    const active = this.last && this.lines.rowOf(this.last);
     for (let row = first; row <= last; ++row) if (!this.drawn.has(row)) this.drawRow(row);
-    if (this.picked && active >= first && active <= last) {
-      this.pane.setAttribute("aria-activedescendant", `row-${this.picked}`);
+    if (this.last && active >= first && active <= last) {
+      this.pane.setAttribute("aria-activedescendant", `row-${this.last}`);
     } else this.pane.removeAttribute("aria-activedescendant");
   }
 
@@ -234,7 +235,7 @@ class LogView {
     const element = count ? make("div", "gap", `${counted(count, "line")} not in this page`) : this.row(line, text);
     element.style.top = `${row * ROW}px`;
     element.setAttribute("role", "option");
-    element.setAttribute("aria-selected", line === this.picked);
+    element.setAttribute("aria-selected", this.isPicked(line));
     element.setAttribute("aria-posinset", row + 1);
     element.setAttribute("aria-setsize", this.lines.rows);
     this.drawn.set(row, element);
@@ -262,7 +263,7 @@ class LogView {
       element.classList.add("used");
       paint(element, story.table.order(mark.rules[0].run, mark.rules[0].index));
     } else if (mark && mark.isStack) element.classList.add("stack");
-    if (line === this.picked) element.classList.add("picked");
+    if (this.isPicked(line)) element.classList.add("picked");
     else if (this.linked.has(line)) element.classList.add("linked");
     return element;
   }
@@ -296,11 +297,14 @@ class LogView {
     }
   }
 
-  pick(line, linked = []) {
+  isPicked(line) { return line >= Math.min(this.picked, this.last) && line <= Math.max(this.picked, this.last); }
+
+  pick(line, linked = [], last = line) {
     this.picked = line;
+    this.last = last;
     this.linked = new Set(linked);
     this.redraw();
-    if (line) this.scrollTo(line);
+    if (last) this.scrollTo(last);
     this.tellFound();
   }
 
@@ -321,11 +325,16 @@ class LogView {
     return ahead ?? (isForward ? lines[0] : lines[lines.length - 1]);
   }
 
-  move(by) {
-    const row = this.picked ? this.lines.rowOf(this.picked) : Math.floor(this.pane.scrollTop / ROW) - Math.sign(by);
+  move(by, isExtending) {
+    const row = this.last ? this.lines.rowOf(this.last) : Math.floor(this.pane.scrollTop / ROW) - Math.sign(by);
     const to = Math.min(Math.max(row + by, 0), this.lines.rows - 1);
     const { line, count } = this.lines.at(to);
-    if (!count) go(lineKey(this.log, line), true);
+    if (!count) this.goTo(line, isExtending);
+  }
+
+  goTo(line, isExtending) {
+    if (isExtending && this.picked) go(lineKey(this.log, this.picked, line), true);
+    else go(lineKey(this.log, line), true);
   }
 
   search(text) {
@@ -535,8 +544,8 @@ function drawJumps(sections) {
 // --- Selection ---
 
 const parseLine = (key) => {
-  const found = /^line-(\d+)(?:-(\d+))?$/.exec(key);
-  return found && { line: Number(found[1]), log: Number(found[2] || 0) };
+  const found = /^line-(\d+)(?:to(\d+))?(?:-(\d+))?$/.exec(key);
+  return found && { line: Number(found[1]), last: Number(found[2] || found[1]), log: Number(found[3] || 0) };
 };
 
 function scrollStoryTo(element) {
@@ -589,6 +598,58 @@ function fillVerdicts(place, log, line, runsOfLine) {
   place.replaceChildren(...parts);
 }
 
+// --- Rules from lines ---
+
+// "4, 11-20"
+function rangesOf(lines) {
+  const ranges = [];
+  for (const line of lines) {
+    const last = ranges[ranges.length - 1];
+    if (last && last[1] === line - 1) last[1] = line;
+    else ranges.push([line, line]);
+  }
+  return ranges.map(([first, last]) => first === last ? number(first) : `${number(first)}-${number(last)}`).join(", ");
+}
+
+function drawSuggestion(told, i) {
+  const rows = [["its rules take", told.ruleLines], ["its stack takes", told.stackLines], ["left out", told.leftOut],
+    ["taken beside them", told.beside]].filter(([, lines]) => lines.length);
+  const file = (name, text) => [make("p", "", copyButton(name, text, "the text for")), code(text, "whole")];
+  const made = make("details", "item", make("summary", "", `Suggestion ${i + 1}: gives ${Object.keys(told.result).join(", ")}`),
+    make("ul", "", ...rows.map(([what, lines]) => make("li", "", make("span", "faint", `${what} `), rangesOf(lines)))),
+    ...file("match_rule.json", told.match), ...file("assemble_rule.json", told.assemble));
+  made.open = i === 0;
+  return made;
+}
+
+// What makes rules of lines: on a live page here, else in a terminal.
+function drawSuggest(log, first, last) {
+  const place = make("div", "suggest small");
+  if (live.suggest) {
+    const ask = button(first === last ? "Suggest rules for this line" : "Suggest rules for these lines", async () => {
+      place.replaceChildren(make("p", "faint", "\u2026"));
+      const found = await live.suggest(log, first, last);
+      place.replaceChildren(...found.fault ? [make("p", "bad", visible(found.fault))]
+        : found.suggestions.length ? found.suggestions.map(drawSuggestion)
+          : [make("p", "", "No rule could be made that takes these lines and that check has nothing to say about.")]);
+    });
+    place.append(ask);
+  } else {
+    place.append("Rules for ", first === last ? "this line: " : "these lines: ", copyButton("kestrix suggest",
+      ["kestrix", "suggest", story.logs[log].path, "--lines", `${first}-${last}`, "--event", story.event].map(shellWord)
+        .join(" "), "the command"));
+  }
+  place.append(make("span", "faint", " Shift and a click, or an arrow key, selects more lines."));
+  return place;
+}
+
+function selectLines(log, { line, last }) {
+  if (view.log !== log) view.show(log);
+  view.pick(line, [], last);
+  const [from, to] = [Math.min(line, last), Math.max(line, last)];
+  showCard(`Lines ${number(from)} to ${number(to)}`, drawSuggest(log, from, to));
+}
+
 function selectLine(log, line) {
   if (view.log !== log) view.show(log);
   view.pick(line);
@@ -604,7 +665,8 @@ function selectLine(log, line) {
   showCard(`Line ${number(line)}`, make("code", "whole", ...markedText(text, mark ? mark.spans : [])),
     uses.length ? make("p", "small", "gives ", ...uses.flatMap((told, i) => [i ? ", " : "",
       link(resultKey(told.key), "mono", told.key)])) : null,
-    mark && mark.isStack ? make("p", "small", "is in ", link("stack", "", "the stack")) : null, place);
+    mark && mark.isStack ? make("p", "small", "is in ", link("stack", "", "the stack")) : null, place,
+    drawSuggest(log, line, line));
   const runs = story.runs.map((run, r) => ({ run, r })).filter(({ run }) => logOf(run) === log && run.isReadable);
   const known = runs.map((each) => ({ ...each, verdicts: verdictsHere(each.run, line) }));
   if (known.every(({ verdicts }) => verdicts)) fillVerdicts(place, log, line, known);
@@ -706,7 +768,8 @@ function select(key) {
   const line = parseLine(key);
   const rule = /^rule-(\d+)-(\d+)$/.exec(key);
   const told = key.startsWith("key-") && story.keys.find((each) => resultKey(each.key) === key);
-  if (line && line.log < story.logs.length) selectLine(line.log, line.line);
+  if (line && line.log < story.logs.length && line.last !== line.line) selectLines(line.log, line);
+  else if (line && line.log < story.logs.length) selectLine(line.log, line.line);
   else if (rule && story.table.orders.has(key)) selectRule(key, Number(rule[1]), Number(rule[2]));
   else if (told) selectKey(told);
   else {
@@ -785,7 +848,7 @@ function onLinesKey(event) {
   const by = { ArrowDown: 1, ArrowUp: -1, PageDown: page, PageUp: -page, Home: -1e9, End: 1e9 }[event.key];
   if (!by || event.ctrlKey || event.metaKey || event.altKey) return;
   event.preventDefault();
-  view.move(by);
+  view.move(by, event.shiftKey);
 }
 
 function onKey(event) {
@@ -809,7 +872,10 @@ function onClick(event) {
     return;
   }
   const row = event.target.closest(".line");
-  if (row && getSelection().isCollapsed) {
+  if (row && event.shiftKey) {
+    getSelection().removeAllRanges();  // of the text up to here, which the browser makes
+    view.goTo(Number(row.dataset.line), true);
+  } else if (row && getSelection().isCollapsed) {
     const rule = event.target.closest(".chip");
     go(rule ? rule.dataset.key : lineKey(view.log, row.dataset.line));
   }

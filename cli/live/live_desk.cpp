@@ -114,6 +114,15 @@ std::string LiveDesk::verdicts(size_t log, size_t line) {
                                 "", staleCheck(made)));
 }
 
+std::string LiveDesk::suggestions(size_t log, size_t first, size_t last) {
+  const uint64_t made = version();
+  const std::string lines = std::to_string(first) + "-" + std::to_string(last);
+  return AnswerOf(made, "suggestions",
+                  RunOwnProgram({"suggest", "--format", "json", "--lines", lines, "--config", input_.configDir,
+                                 "--event", eventOf(log), "--", input_.logs[log]},
+                                "", staleCheck(made)));
+}
+
 std::string LiveDesk::findings() {
   return answer("findings", [this] {
     const uint64_t made = version();

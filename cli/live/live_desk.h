@@ -50,6 +50,9 @@ class LiveDesk {
   // "story": as story(), with the verdicts on a line.
   std::string verdicts(size_t log, size_t line);
 
+  // "suggestions": of `suggest` for those lines, or "fault".
+  std::string suggestions(size_t log, size_t first, size_t last);
+
  private:
   // An answer, made when it is first asked for.
   struct Answer {

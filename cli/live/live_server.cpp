@@ -127,10 +127,17 @@ void LiveServer::addRoutes() {
                [this](Request, httplib::Response& response) { response.set_content(desk_.results(), kJson); });
   server_->Get(root + "findings",
                [this](Request, httplib::Response& response) { response.set_content(desk_.findings(), kJson); });
-  server_->Get(root + "story",
-               [this](Request request, httplib::Response& response) { serveOfLog(request, response, false); });
-  server_->Get(root + "verdicts",
-               [this](Request request, httplib::Response& response) { serveOfLog(request, response, true); });
+  server_->Get(root + "story", [this](Request request, httplib::Response& response) {
+    serveOfLog(request, response, {}, [this](size_t log, const Numbers&) { return desk_.story(log); });
+  });
+  server_->Get(root + "verdicts", [this](Request request, httplib::Response& response) {
+    serveOfLog(request, response, {"line"},
+               [this](size_t log, const Numbers& numbers) { return desk_.verdicts(log, numbers[0]); });
+  });
+  server_->Get(root + "suggest", [this](Request request, httplib::Response& response) {
+    serveOfLog(request, response, {"first", "last"},
+               [this](size_t log, const Numbers& numbers) { return desk_.suggestions(log, numbers[0], numbers[1]); });
+  });
   if (!editor_.empty()) {
     server_->Post(root + "edit",
                   [this](Request request, httplib::Response& response) { openEditor(request, response); });
@@ -176,11 +183,19 @@ void LiveServer::serveEvents(httplib::Response& response) {
       [this](bool /*success*/) { --listeners_; });
 }
 
-void LiveServer::serveOfLog(const httplib::Request& request, httplib::Response& response, bool isLine) {
+// The numbers are of lines, from 1.
+void LiveServer::serveOfLog(const httplib::Request& request, httplib::Response& response,
+                            const std::vector<const char*>& names,
+                            const std::function<std::string(size_t, const Numbers&)>& make) {
   const std::optional<size_t> log = NumberIn(request, "log");
-  const std::optional<size_t> line = isLine ? NumberIn(request, "line") : 1;
-  if (!log || *log >= desk_.input().logs.size() || !line || *line == 0) return Refuse(response, 404);
-  response.set_content(isLine ? desk_.verdicts(*log, *line) : desk_.story(*log), kJson);
+  if (!log || *log >= desk_.input().logs.size()) return Refuse(response, 404);
+  Numbers numbers;
+  for (const char* name : names) {
+    const std::optional<size_t> number = NumberIn(request, name);
+    if (!number || *number == 0) return Refuse(response, 404);
+    numbers.push_back(*number);
+  }
+  response.set_content(make(*log, numbers), kJson);
 }
 
 void LiveServer::openEditor(const httplib::Request& request, httplib::Response& response) const {

@@ -2,8 +2,11 @@
 #define CLI_LIVE_LIVE_SERVER_H
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/live/live_desk.h"
 
@@ -35,7 +38,10 @@ class LiveServer {
   void addRoutes();
   void servePage(httplib::Response& response) const;
   void serveEvents(httplib::Response& response);
-  void serveOfLog(const httplib::Request& request, httplib::Response& response, bool isLine);
+  // What `make` gives for the log and the numbers that the request names.
+  using Numbers = std::vector<size_t>;
+  void serveOfLog(const httplib::Request& request, httplib::Response& response, const std::vector<const char*>& names,
+                  const std::function<std::string(size_t, const Numbers&)>& make);
   void openEditor(const httplib::Request& request, httplib::Response& response) const;
 
   LiveDesk& desk_;

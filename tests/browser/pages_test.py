@@ -200,6 +200,9 @@ class OneLog(Page):
         self.one("#lines").send_keys(Keys.ARROW_DOWN)
         self.assertEqual("5", self.one(".line.picked").get_attribute("data-line"))
         self.assertEqual("row-5", self.one("#lines").get_attribute("aria-activedescendant"))
+        self.one("#lines").send_keys(Keys.SHIFT, Keys.ARROW_DOWN, Keys.ARROW_DOWN, Keys.ARROW_UP, Keys.ARROW_UP, Keys.ARROW_UP)
+        self.assertEqual(["4", "5"], [row.get_attribute("data-line") for row in self.all(".line.picked")])
+        self.assertIn("Lines 4 to 5", self.one("#card").text)
         self.one("#lines").send_keys("/")
         self.press("Caused by", Keys.ENTER)
         self.assertEqual("1 of 3", self.one("#found").text)
@@ -436,6 +439,30 @@ class Live(Page):
         self.assertTrue(self.shown())
         self.browser.get_log("browser")  # of a connection that is gone
 
+    def test_lines_become_rules(self):
+        _, address = self.start("logs/java_crash.txt", "logs/kernel_panic.txt")
+        self.load(address)
+        self.wait(lambda: len(self.all("#logs button")) == 2, "logs")
+        for log, first, last in ((0, 4, 10), (1, 20, 24)):
+            self.all("#logs button")[log].click()
+            self.wait(lambda: self.script("return story.log") == self.all("#logs button")[log].get_attribute("title"), "log")
+            self.script("select(lineKey(0, arguments[0]))", first)
+            self.script("view.scrollTo(arguments[0])", last)
+            webdriver.ActionChains(self.browser).key_down(Keys.SHIFT).click(self.one(f"#row-{last}")).key_up(
+                Keys.SHIFT).perform()
+            self.assertIn(f"Lines {first} to {last}", self.one("#card").text)
+            self.assertEqual(last - first + 1, len(self.all(".line.picked")))
+            self.click(self.one("#card .suggest button"))
+            self.wait(lambda: self.all("#card .suggest details"), "suggestions")
+            asked = subprocess.run([PROGRAM, "suggest", f"logs/{EVENTS[1 if log == 0 else 2]}.txt", "--lines",
+                                    f"{first}-{last}", "--config", "rules", "--event", EVENTS[1 if log == 0 else 2],
+                                    "--format", "json"], cwd=self.folder, check=True, capture_output=True).stdout
+            best = json.loads(asked)["suggestions"]
+            self.assertEqual(len(best), len(self.all("#card .suggest details")))
+            told = self.script("return document.querySelector('#card .suggest code').textContent")
+            self.assertEqual(best[0]["match"].strip(), told.strip())
+        self.assert_usable("suggestions")
+
     def test_list_of_logs(self):
         _, address = self.start(*sorted(f"logs/{event}.txt" for event in EVENTS))
         self.load(address)
@@ -487,7 +514,8 @@ class Live(Page):
             return result
 
         cases = (("", 200, {}), ("story?log=0", 200, {}), ("story?log=1", 404, {}), ("story?log=-1", 404, {}),
-                 ("verdicts?log=0&line=0", 404, {}), ("../../etc/passwd", 404, {}), ("match_rule.json", 404, {}),
+                 ("verdicts?log=0&line=0", 404, {}), ("suggest?log=0&first=1", 404, {}),
+                 ("suggest?log=2&first=1&last=2", 404, {}), ("../../etc/passwd", 404, {}), ("match_rule.json", 404, {}),
                  ("", 403, {"Host": "evil.example"}), ("", 403, {"Host": f"evil.example:{url.port}"}),
                  ("", 403, {"Origin": "http://evil.example"}), ("edit?file=0&line=1", 404, {"method": "POST"}))
         for path, expected, headers in cases:
