@@ -3,35 +3,34 @@
 
 const vscode = require('vscode');
 const {LanguageClient} = require('vscode-languageclient/node');
+const {serverOf, optionsOf, commandLine} = require('./session');
 
 let client;
 
-function quoted(word) {
-  return /^[\w./:=-]+$/.test(word) ? word : `'${word.replaceAll('\'', '\'\\\'\'')}'`;
+function settings() {
+  const configuration = vscode.workspace.getConfiguration('kestrix');
+  return Object.fromEntries(['program', 'logs', 'pinnedLog'].map(name => [name, configuration.get(name)]));
 }
 
-function runInTerminal(words) {
+function runInTerminal(line) {
   const terminal = vscode.window.terminals.find(({name}) => name === 'kestrix') ?? vscode.window.createTerminal('kestrix');
   terminal.show();
-  terminal.sendText(words.map(quoted).join(' '));
+  terminal.sendText(line);
 }
 
 // The server knows the words of a command line; they end up in the terminal instead of being thrown away.
 async function executeCommand(command, args, next) {
   const words = await next(command, args);
   if (!Array.isArray(words)) return words;
-  const program = vscode.workspace.getConfiguration('kestrix').get('program');
-  runInTerminal([program, ...words.slice(1)]);
+  runInTerminal(commandLine(settings(), words));
 }
 
 function activate() {
-  const settings = vscode.workspace.getConfiguration('kestrix');
-  client = new LanguageClient(
-      'kestrix', 'Kestrix', {command: settings.get('program'), args: ['lsp']}, {
-        documentSelector: [{scheme: 'file', pattern: '**/{match_rule,assemble_rule}.json'}],
-        initializationOptions: {logs: settings.get('logs'), pinnedLog: settings.get('pinnedLog')},
-        middleware: {executeCommand},
-      });
+  client = new LanguageClient('kestrix', 'Kestrix', serverOf(settings()), {
+    documentSelector: [{scheme: 'file', pattern: '**/{match_rule,assemble_rule}.json'}],
+    initializationOptions: optionsOf(settings()),
+    middleware: {executeCommand},
+  });
   return client.start();
 }
 

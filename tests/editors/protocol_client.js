@@ -7,7 +7,7 @@ const assert = require('node:assert');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
-const {spawn} = require('node:child_process');
+const {execFileSync, spawn} = require('node:child_process');
 const {pathToFileURL} = require('node:url');
 const {createProtocolConnection, StreamMessageReader, StreamMessageWriter} = require('vscode-languageserver-protocol/node');
 
@@ -45,8 +45,8 @@ class Editor {
     this.refreshed = [];
   }
 
-  async start({encodings, options} = {}) {
-    this.process = spawn(program, ['lsp', '--stdio'], {stdio: ['pipe', 'pipe', 'inherit']});
+  async start({encodings, options, server = {command: program, args: ['lsp', '--stdio']}} = {}) {
+    this.process = spawn(server.command, server.args, {stdio: ['pipe', 'pipe', 'inherit']});
     this.exit = new Promise(resolve => this.process.on('exit', code => resolve(code)));
     this.connection = createProtocolConnection(
         new StreamMessageReader(this.process.stdout), new StreamMessageWriter(this.process.stdin));
@@ -301,6 +301,27 @@ const tests = {
     assert.deepStrictEqual(words.slice(0, 2), ['kestrix', 'explain']);
     assert.deepStrictEqual([editor.progress[0].kind, editor.progress.at(-1).kind], ['begin', 'end']);
     assert.deepStrictEqual(fs.readdirSync(editor.folder), before, 'files were written');
+    await editor.stop();
+  },
+
+  async 'the extension for VS Code starts the server, and its lenses run'() {
+    const extension = path.join(source, 'editors/vscode');
+    const {serverOf, optionsOf, commandLine} = require(path.join(extension, 'session.js'));
+    const {contributes} = JSON.parse(fs.readFileSync(path.join(extension, 'package.json'), 'utf8'));
+    const settings = Object.fromEntries(Object.entries(contributes.configuration.properties)
+        .map(([name, property]) => [name.replace('kestrix.', ''), property.default]));
+    assert.deepStrictEqual(Object.keys(settings), ['program', 'logs', 'pinnedLog']);
+    const editor = examples('extension');
+    const log = path.join(temporary, "a crash's $log.txt");
+    fs.copyFileSync(path.join(source, 'examples/logs/java_crash.txt'), log);
+    Object.assign(settings, {program, logs: [log]});
+    await editor.start({server: serverOf(settings), options: optionsOf(settings)});
+    await editor.until(() => editor.refreshed.includes('codeLens'), 'the log');
+    const lenses = await editor.ask('textDocument/codeLens', {textDocument: {uri: editor.uris.match}});
+    const {command} = lenses.find(each => each.command.title === 'fires in 1 of 1 log');
+    const words = await editor.ask('workspace/executeCommand', {command: command.command, arguments: command.arguments});
+    const told = execFileSync('sh', ['-c', commandLine(settings, words)], {encoding: 'utf8'});
+    assert.match(told, /rule "?fatal"?/);
     await editor.stop();
   },
 
