@@ -116,7 +116,8 @@ class ExpressionCheck {
   }
 
   void add(const ExpressionVerdict& verdict, Span span) {
-    findings_.add(verdict.code, model_.matchFile, span, verdict.message);
+    Finding& finding = findings_.add(verdict.code, model_.matchFile, span, verdict.message);
+    if (verdict.givesUp) finding.severity = Severity::kError;
   }
 
   // True for an expression that compiles on this machine.

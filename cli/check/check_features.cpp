@@ -109,7 +109,14 @@ class IdCheck {
   }
 
   void checkSection(const PlacedId& id) {
-    if (model_.templatesOf(id) != nullptr || isReported(id.eventType)) return;
+    if (const PlacedTemplates* templates = model_.templatesOf(id)) {
+      if (isEmptyObject(id)) {
+        findings_.add(Code::kIdWithoutSection, model_.assembleFile, templates->span,
+                      "without a template this feature yields nothing");
+      }
+      return;
+    }
+    if (isReported(id.eventType)) return;
     std::vector<std::string> known;
     const auto section = model_.assembling.find(id.eventType);
     const bool hasType = section != model_.assembling.end();
@@ -126,6 +133,12 @@ class IdCheck {
                                            ", to which feature id " + Quoted(id.id) + " belongs";
     findings_.add(Code::kIdWithoutSection, model_.matchFile, id.span,
                   what + DidYouMean(NearestTo(hasType ? id.id : id.eventType, known)));
+  }
+
+  bool isEmptyObject(const PlacedId& id) const {
+    const JsonMember* section = model_.assembleFile.tree.find(id.eventType);
+    const JsonMember* templates = section == nullptr ? nullptr : section->value.find(id.id);
+    return templates != nullptr && templates->value.kind == JsonNode::Kind::kObject && templates->value.members.empty();
   }
 
   struct Taken {

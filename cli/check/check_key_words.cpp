@@ -21,9 +21,13 @@ struct Sign {
 };
 
 constexpr Sign kSigns[] = {
-    {".*", true},   {".+", true},   {"\\d", true}, {"\\w", true}, {"\\s", true}, {"\\S", true}, {"\\W", true},
-    {"\\D", true},  {"\\b", true},  {"\\.", true}, {"\\(", true}, {"\\[", true}, {"[^", true},  {"[0-9", true},
-    {"[a-z", true}, {"[A-Z", true}, {"(?:", true}, {"(?!", true}, {"(?=", true},
+    {".*", true},    {".+", true},    {"\\d", true}, {"\\w", true},  {"\\s", true},  {"\\S", true},  {"\\W", true},
+    {"\\D", true},   {"\\b", true},   {"\\B", true}, {"\\.", true},  {"\\(", true},  {"\\)", true},  {"\\[", true},
+    {"\\]", true},   {"\\{", true},   {"\\}", true}, {"\\$", true},  {"\\^", true},  {"\\*", true},  {"\\+", true},
+    {"\\?", true},   {"\\|", true},   {"[^", true},  {"[[:", true},  {"[0-9", true}, {"[a-z", true}, {"[A-Z", true},
+    {"(?:", true},   {"(?!", true},   {"(?=", true}, {"(?i)", true}, {"(?<", true},  {"\\n", false}, {"\\t", false},
+    {"\\x", false},  {"\\u", false},  {".?", false}, {"]+", false},  {"]*", false},  {")+", false},  {")*", false},
+    {" || ", false}, {" && ", false},
 };
 
 bool IsWordByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
@@ -38,6 +42,7 @@ std::optional<std::pair<Piece, bool>> FindSign(const std::string& text) {
   if (text.size() > 1 && text.back() == '$' && IsWordByte(text[text.size() - 2])) {
     return {{{text.size() - 1, "$"}, false}};
   }
+  if (text.size() > 2 && text.front() == '*' && text.back() == '*' && IsWordByte(text[1])) return {{{0, "*"}, false}};
   for (size_t pos = text.find('|'); pos != std::string::npos; pos = text.find('|', pos + 1)) {
     const bool isMark = (pos > 0 && text[pos - 1] == '@') || (pos + 1 < text.size() && text[pos + 1] == '@');
     const bool isBetween = pos > 1 && pos + 2 < text.size() && text[pos - 1] != ' ' && text[pos + 1] != ' ';
@@ -78,6 +83,8 @@ class KeyWordCheck {
     LineSet& lines = lines_.ofKeyWords(keyWords.text());
     if (lines.isAll()) {
       add(Code::kKeywordsEmpty, keyWords.span, "this expression accepts every line");
+    } else if (lines.covers(lines_.ofPattern("."))) {
+      add(Code::kKeywordsEmpty, keyWords.span, "this expression accepts every line that is not empty");
     } else if (lines.isEmpty()) {
       add(Code::kNeverMatches, keyWords.span, "no line can match this expression" + WhyNever(keyWords.text()));
     }

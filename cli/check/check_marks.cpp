@@ -69,9 +69,31 @@ std::vector<Mark> MarksOf(std::string_view text) {
   return marks;
 }
 
+// Where a sign stands between two "@" that makes no mark; npos when none does.
+size_t FindUnknownMark(std::string_view text) {
+  for (size_t pos = text.find('@'); pos != std::string_view::npos; pos = text.find('@', pos + 1)) {
+    const size_t letter = pos + 1;
+    if (letter + 1 >= text.size() || text[letter + 1] != '@' ||
+        std::string_view(" @{}").find(text[letter]) != std::string_view::npos) {
+      continue;
+    }
+    if (!IsMarkLetter(text[letter])) return pos;
+    pos = letter + 1;
+  }
+  return std::string_view::npos;
+}
+
 class MarkCheck {
  public:
   MarkCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
+
+  // The names that variables of this entry can have.
+  void begin(const PlacedEntry& entry) {
+    records_.clear();
+    for (const PlacedRule& rule : entry.rules) {
+      for (const PlacedParam& param : rule.params) records_.push_back(rule.recordName(param));
+    }
+  }
 
   void checkKeyWords(const PlacedText& keyWords) {
     const std::string& text = keyWords.text();
@@ -97,7 +119,9 @@ class MarkCheck {
                       "\"@&@\" is plain text in an expression with \"@|@\": this term is never found");
       }
     }
+    checkUnknownMark(keyWords);
     checkVariableEnds(keyWords);
+    checkBareNames(keyWords);
   }
 
   void checkPattern(const PlacedText& pattern) {
@@ -127,7 +151,9 @@ class MarkCheck {
       }
     }
     checkNothingBehind(pattern);
+    checkUnknownMark(pattern);
     checkVariableEnds(pattern);
+    checkBareNames(pattern);
   }
 
   void checkVariableEnds(const PlacedText& text) {
@@ -158,6 +184,30 @@ class MarkCheck {
   }
 
  private:
+  void checkUnknownMark(const PlacedText& text) {
+    const size_t at = FindUnknownMark(text.text());
+    if (at == std::string::npos) return;
+    findings_
+        .add(Code::kMarkBroken, model_.matchFile, text.json.span(at, 3),
+             Quoted(text.text().substr(at, 3)) + " is no mark but plain text, which is found where a log holds it")
+        .severity = Severity::kWarning;
+  }
+
+  // The name of a record in other brackets than a variable has, or in none.
+  void checkBareNames(const PlacedText& text) {
+    const std::vector<Variable> variables = VariablesOf(text.text());
+    for (const std::string& name : records_) {
+      const size_t pos = text.text().find(name);
+      const bool isInside = std::any_of(variables.begin(), variables.end(), [&](const Variable& v) {
+        return v.begin <= pos && (pos < v.end || !v.isClosed);
+      });
+      if (pos == std::string::npos || isInside || text.text().find(kCloseMark, pos) != std::string::npos) continue;
+      findings_.add(Code::kVariableUnclosed, model_.matchFile, text.json.span(pos, name.size()),
+                    "the name of a record is plain text here; its value is " + Quoted(VariableOf(name)));
+      return;
+    }
+  }
+
   Finding& addWrongPlace(const PlacedText& text, const Mark& mark, const std::string& why) {
     const Code code = mark.meant == kRegexMark ? Code::kRegexMarkInside : Code::kMarkBroken;
     return findings_.add(code, model_.matchFile, text.json.span(mark.offset, mark.size),
@@ -212,6 +262,7 @@ class MarkCheck {
 
   const RuleModel& model_;
   Findings& findings_;
+  std::vector<std::string> records_;
 };
 
 }  // namespace
@@ -219,6 +270,7 @@ class MarkCheck {
 void CheckMarks(const RuleModel& model, Findings& findings) {
   MarkCheck check(model, findings);
   for (const PlacedEntry& entry : model.entries) {
+    check.begin(entry);
     for (const PlacedRule& rule : entry.rules) {
       check.checkKeyWords(rule.keyWords);
       check.checkVariableEnds(rule.depend);

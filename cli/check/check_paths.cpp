@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/check/checks.h"
+#include "cli/check/expression_verdict.h"
 #include "cli/check/text_set.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr size_t kMaxPathSize = 4095;
 constexpr char kPathOfLog[] = "(?:/[^/]+)+";
+constexpr char kUsualPath[] = "(?:/[\\w.,:+@~-]+)+";
 constexpr char kDotStep[] = "\\./";  // the library reads no such path
 
 // A sign of an expression that is not escaped, nor in a class or a group.
@@ -39,6 +41,7 @@ std::vector<Sign> OuterSigns(std::string_view text, std::string_view signs) {
       inClass = c != ']';
     } else if (c == '[') {
       inClass = true;
+      if (depth == 0 && signs.find(c) != std::string_view::npos) found.push_back({i, c});
     } else if (c == '(' || c == ')') {
       depth += c == '(' ? 1 : -1;
     } else if (depth == 0 && signs.find(c) != std::string_view::npos) {
@@ -48,8 +51,17 @@ std::vector<Sign> OuterSigns(std::string_view text, std::string_view signs) {
   return found;
 }
 
-// A "*" behind a plain byte: it repeats that byte, which in a path is seldom meant.
+// A sign as in a pattern of a shell: "?" behind what separates words, "[!", and "*" behind a plain byte, which it
+// repeats; in a path that is seldom meant.
 std::optional<size_t> FindGlob(std::string_view text) {
+  for (const Sign& sign : OuterSigns(text, "?[")) {
+    const size_t i = sign.offset;
+    if (sign.sign == '?' && i > 0 && (text[i - 1] == '_' || text[i - 1] == '-') &&
+        !text.substr(i + 1).starts_with('[')) {
+      return i;
+    }
+    if (sign.sign == '[' && text.substr(i + 1).starts_with('!')) return i;
+  }
   for (const Sign& star : OuterSigns(text, "*")) {
     const size_t i = star.offset;
     if (i == 0) return i;
@@ -94,7 +106,7 @@ class PathCheck {
     const bool isFile = entry.subcataLog.text().empty();
     const size_t mark = dir.find(kOrMark);
     const size_t step = dir.find("./");
-    const std::string_view signs = isFile ? "*|^$" : "|^$";
+    const std::string_view signs = isFile ? "*?|^$" : "|^$";
     const std::vector<Sign> outer = OuterSigns(dir, signs);
     if (dir.front() == ' ' || dir.back() == ' ') {
       never(text.json.span(dir.front() == ' ' ? 0 : dir.size() - 1, 1), "this blank counts: no log passes").fix =
@@ -117,13 +129,36 @@ class PathCheck {
     } else if (isFile && dir.ends_with('/')) {
       never(text.json.span(dir.size() - 1, 1), "this is a directory; name the log, or add \"subcataLog\"");
     } else {
+      checkListOfDirectories(text);
+      if (const std::optional<size_t> glob = isFile ? std::nullopt : FindGlob(dir)) addGlob(text, *glob, dir, *glob);
       return false;
     }
     return true;
   }
 
+  // One directory is all that an entry has.
+  void checkListOfDirectories(const PlacedText& text) {
+    for (size_t i = 1; i + 1 < text.text().size(); ++i) {
+      if (text.text()[i + 1] != '/' || std::string_view(",;: ").find(text.text()[i]) == std::string_view::npos)
+        continue;
+      likely(text.json.span(i, 1),
+             "\"dirOrFile\" is one path: this " + Quoted(text.text().substr(i, 1)) + " is part of it");
+      return;
+    }
+  }
+
+  void addGlob(const PlacedText& text, size_t place, const std::string& part, size_t at) {
+    const std::string before = part.substr(at > 0 ? at - 1 : 0, 1);
+    std::string message =
+        "this \"*\" repeats the \"" + (at == 0 ? "/" : before) + "\" in front of it; any text is \".*\"";
+    if (part[at] == '?')
+      message = "this \"?\" lets the \"" + before + "\" in front of it be left out; any byte is \".\"";
+    if (part[at] == '[') message = "\"!\" is a byte of this class; \"any but\" is \"[^\"";
+    likely(text.json.span(place, 1), message);
+  }
+
   static bool HoldsExpression(const std::string& dir) {
-    return !OuterSigns(dir, "*|^$").empty() || dir.find('\\') != std::string::npos ||
+    return !OuterSigns(dir, "*?|^$").empty() || dir.find('\\') != std::string::npos ||
            dir.find("[0-9") != std::string::npos || dir.find("[a-z") != std::string::npos ||
            dir.find("[^") != std::string::npos || dir.find(".+") != std::string::npos ||
            dir.find("(?:") != std::string::npos || dir.find(")?") != std::string::npos;
@@ -141,6 +176,16 @@ class PathCheck {
       return true;
     }
     const std::vector<Piece> segments = PiecesOf(text, std::string(kPathSeparator));
+    if (const std::vector<Variable> variables = VariablesOf(text); !variables.empty()) {
+      never(span(variables[0].begin, variables[0].end - variables[0].begin), "a path has no variables: no log passes");
+      return true;
+    }
+    for (const std::string_view mark : {kRegexMark, kAndMark, kLastMark, kStackMark}) {
+      const size_t at = text.find(mark);
+      if (at == std::string::npos) continue;
+      never(span(at, mark.size()), Quoted(mark) + " is plain text in a path; only \"@|@\" counts here");
+      return true;
+    }
     if (segments.empty()) {
       never(span(0, text.size()), "nothing but separators: no log passes");
       return true;
@@ -152,7 +197,7 @@ class PathCheck {
                   " and no step; the path of a log is written without such steps");
         return true;
       }
-      for (const Sign& sign : OuterSigns(segment.text, "|^$,")) {
+      for (const Sign& sign : OuterSigns(segment.text, "|^$,; %")) {
         const size_t offset = segment.offset + sign.offset;
         const bool isAtEnd = offset + 1 == text.size();
         if (sign.sign == '|') {
@@ -166,8 +211,11 @@ class PathCheck {
               .fix = Fix{span(from, to - from), "@|@"};
           return true;
         }
-        if (sign.sign == ',') {
-          likely(span(offset, 1), "alternatives are separated by \"@|@\"; this \",\" is part of a name");
+        if (sign.sign == '%') {
+          likely(span(offset, 1), "nothing is filled in for \"%\": it is part of a name");
+        } else if (std::string_view(",; ").find(sign.sign) != std::string_view::npos) {
+          likely(span(offset, 1), "alternatives are separated by \"@|@\"; this " + Quoted(std::string(1, sign.sign)) +
+                                      " is part of a name");
         } else if (sign.sign == '^' || !isAtEnd) {
           never(span(offset, 1),
                 "the expression begins with the directory and has to take the whole path: no log passes with \"" +
@@ -177,10 +225,7 @@ class PathCheck {
         }
       }
       if (const std::optional<size_t> glob = FindGlob(segment.text)) {
-        likely(span(segment.offset + *glob, 1), *glob == 0
-                                                    ? "this \"*\" repeats the \"/\" in front of it; any text is \".*\""
-                                                    : "this \"*\" repeats the \"" + segment.text.substr(*glob - 1, 1) +
-                                                          "\" in front of it; any text is \".*\"");
+        addGlob(paths, alternative.offset + segment.offset + *glob, segment.text, *glob);
       }
     }
     return checkRepeatedDirectory(entry, alternative);
@@ -208,19 +253,20 @@ class PathCheck {
       expressions.push_back(path + segment.text);
       path = expressions.back() + "/";
     }
-    std::vector<std::optional<TextSet>> sets{TextSet::matchedBy(kPathOfLog), TextSet::foundBy(kDotStep)};
-    for (const std::string& expression : expressions) sets.push_back(TextSet::matchedBy(expression));
-    std::vector<TextSet*> all;
-    for (std::optional<TextSet>& set : sets) {
-      if (!set) return;
-      all.push_back(&*set);
+    if (!hasPath(kPathOfLog, expressions)) {
+      addNever(entry, alternative, expressions);
+    } else if (const size_t end = endOfUsualPaths(expressions); end < segments.size()) {
+      likely(entry.subcataLog.json.span(alternative.offset + segments[end].offset, segments[end].text.size()),
+             "this takes the rest of a usual path too, \"/\" included, so that what stands behind it is never reached; "
+             "write \"[^\\\\x2f]\"");
     }
-    if (mayPass(all, 2, all.size() - 1) || isTakenAsText(expressions)) return;
+  }
+
+  void addNever(const PlacedEntry& entry, const Piece& alternative, const std::vector<std::string>& expressions) {
     const PlacedText& paths = entry.subcataLog;
-    for (size_t i = 2; i + 1 < all.size(); ++i) {
-      if (!mayPass(all, 2, 2) || mayPassOne(all, i)) continue;
-      const Piece& segment = segments[i - 2];
-      never(paths.json.span(alternative.offset + segment.offset, segment.text.size()),
+    const std::vector<Piece> segments = PiecesOf(alternative.text, std::string(kPathSeparator));
+    if (const size_t end = endOfPaths(kPathOfLog, expressions); end < segments.size()) {
+      never(paths.json.span(alternative.offset + segments[end].offset, segments[end].text.size()),
             "this takes the rest of the path too, \"/\" included, so that what stands behind it is never reached; "
             "write \"[^\\\\x2f]*\" for \".*\"");
       return;
@@ -230,35 +276,52 @@ class PathCheck {
           isWhole ? "no path of a log has \"//\" in it: no log passes" : "there is no path that passes this test");
   }
 
-  // Whether there is a path that the last expression takes and none of those in front of it; true also where that
-  // cannot be told.
-  static bool mayPass(const std::vector<TextSet*>& sets, size_t from, size_t last) {
+  // The part that takes all usual paths which the last one takes; behind the last when they pass.
+  static size_t endOfUsualPaths(const std::vector<std::string>& expressions) {
+    return hasPath(kUsualPath, expressions) ? expressions.size() : endOfPaths(kUsualPath, expressions);
+  }
+
+  // The part that takes all such paths which the last one takes; behind the last when there is none.
+  static size_t endOfPaths(const char* form, const std::vector<std::string>& expressions) {
+    const std::vector<std::string> last{expressions.back()};
+    if (!hasPath(form, last)) return expressions.size();
+    for (size_t i = 0; i + 1 < expressions.size(); ++i) {
+      if (!hasPath(form, {expressions[i], expressions.back()})) return i;
+    }
+    return expressions.size();
+  }
+
+  // Whether a path of that form passes: one that the last expression takes and none of those in front of it, or one
+  // that is written in the rule letter for letter. True also where that cannot be told.
+  static bool hasPath(const char* form, const std::vector<std::string>& expressions) {
+    std::vector<std::optional<TextSet>> sets{TextSet::matchedBy(form), TextSet::foundBy(kDotStep)};
+    for (const std::string& expression : expressions) sets.push_back(TextSet::matchedBy(expression));
+    std::vector<TextSet*> all;
+    for (std::optional<TextSet>& set : sets) {
+      if (!set) return true;
+      all.push_back(&*set);
+    }
     const TextFound found = FindText(
-        sets,
-        [from, last](const std::vector<bool>& in) {
-          return in[0] && !in[1] && in[last] &&
-                 std::none_of(in.begin() + static_cast<ptrdiff_t>(from), in.begin() + static_cast<ptrdiff_t>(last),
-                              [](bool isIn) { return isIn; });
+        all,
+        [](const std::vector<bool>& in) {
+          return in[0] && !in[1] && in.back() &&
+                 std::none_of(in.begin() + 2, in.end() - 1, [](bool isIn) { return isIn; });
         },
         kMaxPathSize);
-    return found.text || !found.isCertain;
+    return found.text || !found.isCertain || isTakenAsText(expressions);
   }
 
-  // Whether there is one that the last takes and the one at `earlier` does not.
-  static bool mayPassOne(const std::vector<TextSet*>& sets, size_t earlier) {
-    const std::vector<TextSet*> three{sets[0], sets[1], sets[earlier], sets.back()};
-    return mayPass(three, 2, 3);
-  }
-
-  // Whether the path passes that is written in the rule, since no expression takes it.
+  // Whether the path passes that is written in the rule, since no expression takes it. No file has signs of others in
+  // its name than brackets and the like.
   static bool isTakenAsText(const std::vector<std::string>& expressions) {
     const std::string& path = expressions.back();
     if (!path.starts_with('/') || path.find("./") != std::string::npos || path.find("//") != std::string::npos ||
-        path.ends_with('/')) {
+        path.ends_with('/') || path.find_first_of("\\^*?|") != std::string::npos) {
       return false;
     }
-    return std::none_of(expressions.begin(), expressions.end(),
-                        [&path](const std::string& expression) { return Regex(expression).matchesWhole(path); });
+    return std::none_of(expressions.begin(), expressions.end(), [&path](const std::string& expression) {
+      return !JudgeExpression(expression).compiles || Regex(expression).matchesWhole(path);
+    });
   }
 
   const RuleModel& model_;

@@ -285,7 +285,11 @@ class RecordCheck {
   }
 
   void checkNames(const PlacedText& text, const std::vector<std::string>& names) {
-    for (const Piece& piece : namesOf(text)) {
+    const std::vector<Piece> pieces = namesOf(text);
+    if (pieces.empty()) {
+      findings_.add(Code::kTemplateUnknownRecord, model_.assembleFile, text.span, "nothing but separators: no result");
+    }
+    for (const Piece& piece : pieces) {
       if (std::find(names.begin(), names.end(), piece.text) != names.end()) continue;
       const Span span = piece.text.empty() ? text.span : text.json.span(piece.offset, piece.text.size());
       const std::string meant = NearestTo(piece.text, names);

@@ -82,6 +82,10 @@ class ResultCheck {
       if (*known == kStackKey) finding.severity = Severity::kError;
       return;
     }
+    if (result.key.empty() || result.key.front() == ' ' || result.key.back() == ' ') {
+      findings_.add(Code::kKeyCase, model_.assembleFile, result.keySpan,
+                    result.key.empty() ? "this key is empty" : "a blank is part of this key");
+    }
     const auto [first, isNew] = spelling.try_emplace(Plain(result.key), result.key);
     if (isNew || first->second == result.key) return;
     findings_

@@ -16,17 +16,6 @@ std::string_view NameOf(Kind kind) {
   return kNames[static_cast<size_t>(kind)];
 }
 
-// `text` without the characters that nobody sees.
-std::string WithoutInvisible(std::string text) {
-  for (const std::string_view bytes :
-       {"\xc2\xa0", "\xc2\xad", "\xe2\x80\x8b", "\xe2\x80\x8c", "\xe2\x80\x8d", "\xe2\x81\xa0", "\xef\xbb\xbf"}) {
-    for (size_t pos = text.find(bytes); pos != std::string::npos; pos = text.find(bytes, pos)) {
-      text.erase(pos, bytes.size());
-    }
-  }
-  return text;
-}
-
 class StructureCheck {
  public:
   StructureCheck(const JsonFile& file, Findings& findings) : file_(file), findings_(findings) {}

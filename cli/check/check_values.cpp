@@ -13,6 +13,7 @@
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
 #include "regex/regex_tree.h"
 #include "rules/rule_syntax.h"
 #include "util/limits.h"
@@ -21,6 +22,8 @@
 namespace {
 
 using Kind = RegexNode::Kind;
+
+constexpr std::string_view kLineBytes = "\t\n\r";  // control bytes that have findings of their own, or none
 
 constexpr size_t kNarrow = 128;  // fewer bytes than this are no "anything but"
 
@@ -66,11 +69,20 @@ const RegexNode& Bare(const RegexNode& node) {
 // The first group and how it stands in its expression.
 struct GroupPlace {
   const RegexNode* group = nullptr;
-  bool isNegated = false;       // in a negative look-ahead
-  bool isRepeated = false;      // somewhere in a repetition
-  bool isLeftOut = false;       // itself what a repetition may leave out
-  bool isBehindNothing = true;  // what follows can always take the empty text
+  const RegexNode* before = nullptr;  // what stands directly in front of it
+  bool isNegated = false;             // in a negative look-ahead
+  bool isRepeated = false;            // somewhere in a repetition
+  bool isEachRound = false;           // itself what a repetition repeats, so that the last round counts
+  bool isLeftOut = false;             // itself what a repetition may leave out
+  bool isNotChosen = false;           // in one of several alternatives; another one takes a text too
+  bool isBehindNothing = true;        // what follows can always take the empty text
 };
+
+// True when the node takes a text, and not only conditions.
+bool TakesText(const RegexNode& node) {
+  return !IsLookAhead(node) &&
+         (node.kind == Kind::kByte || std::any_of(node.parts.begin(), node.parts.end(), TakesText));
+}
 
 bool FindGroup(const RegexNode& node, GroupPlace& place) {
   if (node.kind == Kind::kFirstGroup) {
@@ -81,9 +93,14 @@ bool FindGroup(const RegexNode& node, GroupPlace& place) {
     if (!FindGroup(node.parts[i], place)) continue;
     place.isNegated = place.isNegated || node.kind == Kind::kNegativeLookAhead;
     place.isRepeated = place.isRepeated || node.kind == Kind::kRepeat;
-    place.isLeftOut =
-        place.isLeftOut || (node.kind == Kind::kRepeat && node.min == 0 && &Bare(node.parts[0]) == place.group);
+    const bool isWhole = node.kind == Kind::kRepeat && &Bare(node.parts[0]) == place.group;
+    place.isEachRound = place.isEachRound || (isWhole && node.max != 1);
+    place.isLeftOut = place.isLeftOut || (isWhole && node.min == 0);
+    if (node.kind == Kind::kChoice) {
+      for (size_t j = 0; j < node.parts.size(); ++j) place.isNotChosen |= j != i && TakesText(node.parts[j]);
+    }
     if (node.kind == Kind::kSequence) {
+      if (i > 0 && &Bare(node.parts[i]) == place.group) place.before = &Bare(node.parts[i - 1]);
       for (size_t j = i + 1; j < node.parts.size(); ++j) {
         place.isBehindNothing = place.isBehindNothing && TakesEmptyText(node.parts[j]);
       }
@@ -104,6 +121,16 @@ bool TakesNothing(const RegexNode& group) {
   const TextFound found = FindText(
       {&*texts, &*filled}, [](const std::vector<bool>& in) { return in[0] && in[1]; }, kMaxLineLen);
   return !found.text && found.isCertain;
+}
+
+// True when what stands in front of a group, as often as it can, takes all that the group could take too: the group
+// is left with the least that it needs.
+bool IsSwallowed(const GroupPlace& place, const RegexNode& content) {
+  const RegexNode* before = place.before;
+  return before != nullptr && !IsAnyText(*before) && before->kind == Kind::kRepeat &&
+         before->max == RegexNode::kUnbounded && !before->lazy && before->parts[0].kind == Kind::kByte &&
+         content.kind == Kind::kRepeat && content.max != content.min && content.parts[0].kind == Kind::kByte &&
+         (content.parts[0].bytes & ~before->parts[0].bytes).none();
 }
 
 // A capture group as it is written.
@@ -164,6 +191,8 @@ class ValueCheck {
       for (const PlacedParam& param : rule.params) sources_[rule.recordName(param)].push_back({&rule, &param});
     }
     collectResults(entry);
+    checkControlBytes(entry.dirOrFile, "");
+    checkControlBytes(entry.subcataLog, "");
     for (const PlacedRule& rule : entry.rules) checkRule(rule);
   }
 
@@ -190,32 +219,46 @@ class ValueCheck {
   }
 
   void checkRule(const PlacedRule& rule) {
-    checkControlBytes(rule.keyWords);
+    checkControlBytes(rule.keyWords, kLineBytes);
     checkVariables(rule.keyWords, FormOf(rule.keyWords.text()) == KeyWordForm::kRegex);
     checkVariables(rule.depend, false);
     for (const PlacedParam& param : rule.params) {
       if (!param.pattern.isKnown) continue;
-      checkControlBytes(param.pattern);
+      checkControlBytes(param.pattern, kLineBytes);
       checkVariables(param.pattern, true);
       checkParam(rule, param);
     }
   }
 
-  // JSON has short forms for some that an expression has too.
-  void checkControlBytes(const PlacedText& text) {
+  // JSON has short forms for some that an expression has too. `usual`: those that a log may hold.
+  void checkControlBytes(const PlacedText& text, std::string_view usual) {
     for (size_t i = 0; i < text.text().size(); ++i) {
       const char c = text.text()[i];
-      if (static_cast<unsigned char>(c) >= ' ' || c == '\t' || c == '\n' || c == '\r') continue;
-      const Span span = text.json.span(i, 1);
-      const std::string written = model_.matchFile.text.substr(span.begin, span.end - span.begin);
-      const bool isShort = c == '\b' || c == '\f';
-      std::string message = "a control character that no log holds";
-      if (c == '\b') message = "\"\\b\" is a backspace in JSON, which no log holds; a word boundary is \"\\\\b\"";
-      if (c == '\f') message = "\"\\f\" is a form feed in JSON, which no log holds";
-      Finding& finding = add(Code::kControlCharacter, span, message);
-      if (isShort && written.size() == 2) finding.fix = Fix{span, "\\" + written};
+      if (usual.find(c) == std::string_view::npos && (static_cast<unsigned char>(c) < ' ' || c == '\x7f')) {
+        addControlByte(text, i, usual.empty() ? "path" : "log");
+        return;
+      }
+      const size_t size = InvisibleAt(std::string_view(text.text()).substr(i));
+      if (size == 0) continue;
+      const Span span = text.json.span(i, size);
+      Finding& finding = add(Code::kControlCharacter, span, "an invisible character or a no-break space stands here");
+      finding.severity = Severity::kWarning;
+      finding.fix = Fix{span, text.text().substr(i, size) == kNoBreakSpace ? " " : ""};
       return;
     }
+  }
+
+  void addControlByte(const PlacedText& text, size_t place, const std::string& holder) {
+    const char c = text.text()[place];
+    const Span span = text.json.span(place, 1);
+    const std::string written = model_.matchFile.text.substr(span.begin, span.end - span.begin);
+    std::string message = "a control character that no " + holder + " holds";
+    if (c == '\b') {
+      message = "\"\\b\" is a backspace in JSON, which no " + holder + " holds; a word boundary is \"\\\\b\"";
+    }
+    if (c == '\f') message = "\"\\f\" is a form feed in JSON, which no " + holder + " holds";
+    Finding& finding = add(Code::kControlCharacter, span, message);
+    if ((c == '\b' || c == '\f') && written.size() == 2) finding.fix = Fix{span, "\\" + written};
   }
 
   void checkParam(const PlacedRule& rule, const PlacedParam& param) {
@@ -231,7 +274,10 @@ class ValueCheck {
                   : "no line can match this: the value is never there");
       return;
     }
-    if (isStack) return;
+    if (isStack) {
+      checkStack(rule, param, expression);
+      return;
+    }
     const bool isOneLine = rule.record.num < 2;
     LineSet& selected = lines_.ofKeyWords(rule.keyWords.text());
     if (isOneLine && rule.keyWords.isKnown && !selected.isEmpty() && selected.isApartFrom(taken)) {
@@ -239,6 +285,19 @@ class ValueCheck {
       return;
     }
     checkGroups(rule, param, expression, pattern.text().size() - applied.size());
+  }
+
+  // What is taken of a line is all of the match.
+  void checkStack(const PlacedRule& rule, const PlacedParam& param, const std::string& expression) {
+    const std::optional<RegexTree> tree = ReadWithVariables(expression);
+    if (!tree) return;
+    if (!TakesText(tree->root)) {
+      addEmpty(rule, param, Code::kValueEmpty, param.pattern.span,
+               "this matches without taking a text: the stack is always empty");
+    } else if (TakesEmptyText(tree->root) && FirstBytes(tree->root).count() < kNarrow) {
+      add(Code::kValueMayBeEmpty, param.pattern.span,
+          "this matches at the begin of every line, and takes nothing where no frame begins there");
+    }
   }
 
   void checkGroups(const PlacedRule& rule, const PlacedParam& param, const std::string& expression, size_t offset) {
@@ -264,6 +323,15 @@ class ValueCheck {
       addEmpty(rule, param, Code::kValueEmpty, span,
                isShortest ? "as few times as possible, with nothing behind, is none: the value is always empty"
                           : "this group takes nothing but the empty text: the value is always empty");
+    } else if (IsSwallowed(place, content)) {
+      addSwallowed(rule, param, span, content.min == 0);
+    } else if (content.kind == Kind::kChoice && place.isBehindNothing && TakesEmptyText(content.parts[0]) &&
+               !TakesText(content.parts[0])) {
+      addEmpty(rule, param, Code::kValueEmpty, span,
+               "the first alternative is the empty one: the value is always empty");
+    } else if (place.isEachRound) {
+      add(Code::kValueMayBeEmpty, span,
+          "of a repeated group the last round is the value; put the repetition inside the group");
     } else if (isShortest && content.max != content.min) {
       add(Code::kValueMayBeEmpty, span,
           "as few times as possible, with nothing behind, is the least: the value is cut off");
@@ -272,6 +340,11 @@ class ValueCheck {
           "this matches at the begin of every line, with an empty value where the text does not stand there");
     } else if (place.isLeftOut) {
       add(Code::kValueMayBeEmpty, span, "this group may be left out: on such a line the value is empty for good");
+    } else if (place.isNotChosen && !place.isRepeated && groups.size() == 1) {
+      add(Code::kValueMayBeEmpty, span,
+          "another alternative matches without this group: on such a line the value is empty for good");
+    } else if (content.kind == Kind::kChoice && place.isBehindNothing && TakesEmptyText(content)) {
+      add(Code::kValueMayBeEmpty, span, "this group may take nothing: on such a line the value is empty for good");
     } else if (isLoop && content.min == 0 && place.isBehindNothing && FirstBytes(content).count() < kNarrow) {
       add(Code::kValueMayBeEmpty, span,
           "this group may take nothing: on such a line the value is empty for good; write \"+\"");
@@ -281,6 +354,15 @@ class ValueCheck {
       add(Code::kLaterGroup, param.pattern.json.span(offset + groups[i].begin, groups[i].end - groups[i].begin),
           "only what the first group takes is the value; this one is not read");
       break;
+    }
+  }
+
+  void addSwallowed(const PlacedRule& rule, const PlacedParam& param, Span span, bool isEmpty) {
+    const std::string why = "what stands in front of this group takes all that it could take: the value is ";
+    if (isEmpty) {
+      addEmpty(rule, param, Code::kValueEmpty, span, why + "always empty");
+    } else {
+      add(Code::kValueMayBeEmpty, span, why + "cut to the least");
     }
   }
 

@@ -1,7 +1,12 @@
 #include "cli/check/expression_verdict.h"
 
+#include <algorithm>
+#include <optional>
 #include <regex>
 #include <string_view>
+#include <vector>
+
+#include "cli/output/terminal.h"
 
 namespace {
 
@@ -80,6 +85,93 @@ std::string WordsFor(const RegexReading& reading, std::string_view expression) {
   return "";
 }
 
+// How many endless loops a long run of one byte lets an expression try against each other: with the power of their
+// number the steps grow that a back-tracking search makes.
+struct LoopCount {
+  int most = 0;            // within the expression
+  int head = 0;            // of a way that begins at its beginning
+  int tail = 0;            // of one that ends at its end
+  int through = 0;         // of one that does both
+  bool passes = true;      // there is one that does both
+  bool isTwofold = false;  // and another one
+};
+
+constexpr int kManyLoops = 100;
+
+LoopCount CountLoops(const RegexNode& node, size_t byte);
+
+LoopCount CountLoopsInRow(const std::vector<RegexNode>& parts, size_t byte) {
+  LoopCount row;
+  for (const RegexNode& part : parts) {
+    const LoopCount count = CountLoops(part, byte);
+    row.most = std::max({row.most, count.most, row.tail + count.head});
+    if (row.passes) row.head = std::max(row.head, row.tail + count.head);
+    row.tail = count.passes ? std::max(row.tail + count.through, count.tail) : count.tail;
+    row.through += count.through;
+    row.passes = row.passes && count.passes;
+    row.isTwofold = row.isTwofold || count.isTwofold;
+  }
+  return row;
+}
+
+LoopCount CountLoopsInChoice(const std::vector<RegexNode>& parts, size_t byte) {
+  LoopCount best{.passes = false};
+  for (const RegexNode& part : parts) {
+    const LoopCount count = CountLoops(part, byte);
+    best.most = std::max(best.most, count.most);
+    best.head = std::max(best.head, count.head);
+    best.tail = std::max(best.tail, count.tail);
+    if (count.passes) best.through = std::max(best.through, count.through);
+    best.isTwofold = best.isTwofold || count.isTwofold || (best.passes && count.passes);
+    best.passes = best.passes || count.passes;
+  }
+  return best;
+}
+
+// A loop within an endless one is tried against itself, again and again; so are alternatives.
+LoopCount CountLoopsInRepeat(const RegexNode& node, size_t byte) {
+  LoopCount body = CountLoops(node.parts[0], byte);
+  if (!body.passes) {
+    body.passes = node.min == 0;
+    body.through = 0;
+    return body;
+  }
+  const int rounds = IsEndless(node) ? kManyLoops : std::min(node.max, kManyLoops);
+  int loops = body.through * rounds;
+  if (IsEndless(node)) loops = body.through > 0 || body.isTwofold ? kManyLoops : 1;
+  loops = std::max(loops, body.most);
+  return {.most = loops, .head = loops, .tail = loops, .through = loops};
+}
+
+LoopCount CountLoops(const RegexNode& node, size_t byte) {
+  using Kind = RegexNode::Kind;
+  switch (node.kind) {
+    case Kind::kByte:
+      return {.passes = node.bytes[byte]};
+    case Kind::kSequence:
+    case Kind::kFirstGroup:
+      return CountLoopsInRow(node.parts, byte);
+    case Kind::kChoice:
+      return CountLoopsInChoice(node.parts, byte);
+    case Kind::kRepeat:
+      return CountLoopsInRepeat(node, byte);
+    default:
+      return {.most = node.parts.empty() ? 0 : CountLoops(node.parts[0], byte).most};
+  }
+}
+
+// The byte on a long line of which LLVM's std::regex gives up: it ends a search that takes 4096 steps for each byte.
+// With two loops a line of 2000 bytes is enough.
+std::optional<char> ByteToGiveUpOn(const RegexNode& root) {
+  for (const size_t order : {size_t{0}, size_t{128}}) {
+    for (size_t i = 0; i < 128; ++i) {
+      const size_t byte = order + (i + 'a') % 128;  // letters first
+      if (byte != '\n' && CountLoops(root, byte).most > 1) return static_cast<char>(byte);
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 ExpressionVerdict JudgeExpression(const std::string& expression) {
@@ -100,6 +192,10 @@ ExpressionVerdict JudgeExpression(const std::string& expression) {
   } else if (isFault) {
     verdict.code = Code::kRegexNotPortable;
     verdict.message = "the device refuses this expression: " + reason;
+  } else if (const auto byte = verdict.reading.tree ? ByteToGiveUpOn(verdict.reading.tree->root) : std::nullopt) {
+    verdict.givesUp = true;
+    verdict.message = "left to std::regex, which on the device gives up on a line of many " +
+                      Quoted(std::string(1, *byte)) + " and ends the process: " + reason;
   } else {
     verdict.message = "left to std::regex, which can end the process on the device: " + reason;
   }

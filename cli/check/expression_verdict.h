@@ -10,6 +10,7 @@
 struct ExpressionVerdict {
   RegexReading reading;  // a sound expression is searchable; of others it has the place
   bool compiles = true;  // on this machine
+  bool givesUp = false;  // the device's std::regex does so on some line, which ends the process
   Code code = Code::kRegexLeft;
   std::string message = {};
 

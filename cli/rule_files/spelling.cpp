@@ -59,3 +59,22 @@ std::string Listed(const std::vector<std::string>& words) {
   for (const std::string& word : words) list += (list.empty() ? "" : ", ") + word;
   return list;
 }
+
+size_t InvisibleAt(std::string_view text) {
+  for (const std::string_view bytes :
+       {kNoBreakSpace, std::string_view("\xc2\xad"), std::string_view("\xe2\x80\x8b"), std::string_view("\xe2\x80\x8c"),
+        std::string_view("\xe2\x80\x8d"), std::string_view("\xe2\x81\xa0"), std::string_view("\xef\xbb\xbf")}) {
+    if (text.starts_with(bytes)) return bytes.size();
+  }
+  return 0;
+}
+
+std::string WithoutInvisible(const std::string& text) {
+  std::string visible;
+  for (size_t pos = 0; pos < text.size();) {
+    const size_t size = InvisibleAt(std::string_view(text).substr(pos));
+    if (size == 0) visible += text[pos];
+    pos += size == 0 ? 1 : size;
+  }
+  return visible;
+}

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <json/json.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,13 +13,16 @@
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/check/checks.h"
 #include "cli/library/library_call.h"
 #include "entry/kestrix.h"
+#include "regex/regex_reader.h"
 #include "tests/cli/mistakes.h"
 #include "tests/cli/transcript.h"
+#include "tests/support/expression_generator.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -35,13 +39,13 @@ struct Rules {
   std::string assemble;
 };
 
-bool EndsTheProcess(const TempDir& dir, const Rules& rules, const std::vector<RunCase>& runs) {
+bool EndsTheProcess(const TempDir& dir, const Rules& rules, const std::vector<RunCase>& runs, unsigned seconds = 60) {
   dir.write("match_rule.json", rules.match);
   dir.write("assemble_rule.json", rules.assemble);
   const pid_t child = fork();
   if (child == 0) {
     dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
-    alarm(60);
+    alarm(seconds);
     [&]() noexcept {  // as where nothing can be caught
       for (const RunCase& run : runs) Kestrix::analysis(run.log, dir.path(), run.event);
     }();
@@ -79,6 +83,45 @@ TEST(CheckAgainstLibrary, NoMistakeOfTheTableEndsTheProcessWithoutAnError) {
     ended += ends ? 1 : 0;
   }
   EXPECT_GT(ended, 2);
+}
+
+int CountFrom(const char* variable, int usual) {
+  const char* wanted = std::getenv(variable);
+  return wanted != nullptr ? std::atoi(wanted) : usual;
+}
+
+// What meets an expression: short lines, and with LLVM's library, which counts its steps, long ones of one byte.
+std::string LinesFor(ExpressionGenerator<SeededDraw>& generator) {
+  std::string lines;
+  for (int i = 0; i < 8; ++i) lines += generator.subject() + "\n";
+#ifdef _LIBCPP_VERSION
+  for (const char c : std::string_view("ab1 =.")) lines += std::string(2000, c) + "\n";
+#endif
+  return lines;
+}
+
+// KESTRIX_LEFT_EXPRESSIONS=1500 in the environment makes it a long run.
+TEST(CheckAgainstLibrary, NothingLeftToTheStandardLibraryEndsTheProcessWithoutAnError) {
+  PrepareLibrary(false);
+  const TempDir dir;
+  SeededDraw draw(20'261'122);
+  ExpressionGenerator generator(draw, true);
+  int ended = 0;
+  for (int left = CountFrom("KESTRIX_LEFT_EXPRESSIONS", 40); left > 0;) {
+    const std::string expression = generator.expression();
+    if (ReadRegex(expression).isSearchable()) continue;
+    --left;
+    const std::string log = dir.write("log.txt", LinesFor(generator));
+    const Rules rules{R"({"featureFrame": {"dirOrFile": "/data", "subcataLog": ".*", "featureId": "KX_hang_1", )"
+                      R"("rules": [{"name": "x", "keyWords": "", "v_x": )" +
+                          Json::valueToQuotedString(expression.c_str()) + "}]}}",
+                      R"({"hang": {"KX_hang_1": {"X": "x.v_x"}}})"};
+    if (!EndsTheProcess(dir, rules, {{log.c_str(), "hang"}}, 10)) continue;
+    ++ended;
+    EXPECT_FALSE(ErrorsIn(rules).empty()) << expression;
+  }
+  std::printf("%d ended the process\n", ended);
+  EXPECT_GT(ended, 0);
 }
 
 class Mutator {
@@ -151,8 +194,7 @@ class Mutator {
 // KESTRIX_RULE_MUTANTS=3000 in the environment makes it a long run.
 TEST(CheckAgainstLibrary, NoMutantOfTheExamplesEndsTheProcessWithoutAnError) {
   PrepareLibrary(false);
-  const char* wanted = std::getenv("KESTRIX_RULE_MUTANTS");
-  const int count = wanted != nullptr ? std::atoi(wanted) : 60;
+  const int count = CountFrom("KESTRIX_RULE_MUTANTS", 60);
   const std::string examples = KESTRIX_SOURCE_DIR "/examples";
   const Rules sound{ReadFile(examples + "/rules/match_rule.json"), ReadFile(examples + "/rules/assemble_rule.json")};
   std::vector<std::string> logs;
