@@ -4,6 +4,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/check/wrong_type.h"
 #include "cli/commands/commands.h"
@@ -14,6 +16,7 @@
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/event_types.h"
+#include "cli/rule_files/spelling.h"
 #include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 
@@ -33,37 +36,70 @@ struct Options {
 
 constexpr char kExample[] =
     "Example:\n"
-    "  kestrix analyze crash.txt --config rules --event java_crash\n"
+    "  kestrix analyze crash.txt --config rules\n"
+    "  kestrix analyze crash.txt --config rules --event java_crash --as /data/anr/anr_01\n"
     "\n"
     "Exit status: 0 results were found, 1 nothing was found, 2 wrong usage or input that cannot be read.";
 
 // --- Output ---
 
-void PrintJson(const Result& result) {
+Json::Value ToJson(const Result& result) {
   Json::Value root(Json::objectValue);
   for (const auto& [key, value] : result) root[ValidUtf8(key)] = ValidUtf8(value);
-  std::cout << JsonLine(root) << '\n';
+  return root;
+}
+
+// Of the event types that were tried, those that gave results; each with its name.
+void PrintByEventType(const std::map<std::string, Result>& results, bool asJson) {
+  bool isFirst = true;
+  for (const auto& [eventType, result] : results) {
+    if (asJson) {
+      Json::Value line;
+      line["event"] = ValidUtf8(eventType);
+      line["results"] = ToJson(result);
+      std::cout << JsonLine(line) << '\n';
+      continue;
+    }
+    std::cout << (isFirst ? "" : "\n") << LineForPeople(eventType) << '\n';
+    PrintResult(result, std::cout);
+    isFirst = false;
+  }
+}
+
+void Print(const std::map<std::string, Result>& results, const Options& options) {
+  if (options.eventType.empty()) return PrintByEventType(results, options.json);
+  const Result result = results.empty() ? Result() : results.begin()->second;
+  if (!options.json) return PrintResult(result, std::cout);
+  std::cout << JsonLine(ToJson(result)) << '\n';
+}
+
+// The event types that give results, with them.
+std::map<std::string, Result> Analyze(const AnalyzedLog& log, const std::vector<std::string>& eventTypes,
+                                      const std::string& configDir) {
+  std::map<std::string, Result> results;
+  CompiledRules rules(configDir);
+  const auto call = [&] {
+    for (const std::string& type : eventTypes) {
+      Result result = rules.analysis(log, type, nullptr);
+      if (!result.empty()) results[type] = std::move(result);
+    }
+  };
+  CallOrEnd({configDir, WrongTypeInRules}, call, [&configDir] { return MatchRuleFile(configDir); });
+  return results;
 }
 
 ExitStatus Run(const Options& options) {
-  AnalyzedLog log = {CheckedLogPath(options.log)};
+  AnalyzedLog log(CheckedLogPath(options.log));
   if (!options.as.empty()) log = {DevicePath(options.as, options.log), log.path};
   CheckRuleFiles(options.configDir);
-  CheckEventType(options.eventType, options.configDir);
+  const std::vector<std::string> eventTypes = EventTypesToTry(options.eventType, options.configDir);
   PrepareLibrary(options.checkPath);
   if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-  Result result;
-  CallOrEnd(
-      {options.configDir, WrongTypeInRules},
-      [&] { result = CompiledRules(options.configDir).analysis(log, options.eventType, nullptr); },
-      [&options] { return MatchRuleFile(options.configDir); });
-  if (options.json) {
-    PrintJson(result);
-  } else {
-    PrintResult(result, std::cout);
-  }
-  if (!result.empty()) return kSuccess;
-  std::cerr << "kestrix: " << options.log << ": nothing found for the event type " << options.eventType << '\n';
+  const std::map<std::string, Result> results = Analyze(log, eventTypes, options.configDir);
+  Print(results, options);
+  if (!results.empty()) return kSuccess;
+  std::cerr << "kestrix: " << LineForPeople(options.log) << ": nothing found for the event type"
+            << (eventTypes.size() > 1 ? "s " : " ") << LineForPeople(Listed(eventTypes)) << '\n';
   return kNegative;
 }
 

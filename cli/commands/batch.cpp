@@ -47,25 +47,26 @@ void WriteLine(const std::string& line) {
   throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
 }
 
+std::string LineOf(const LogEntry& log, const Reply& reply, bool hasTiming) {
+  std::string line = "{\"path\":" + JsonString(log.path);
+  if (!IsUtf8(log.path)) line += ",\"encodedPath\":" + JsonString(PercentEncoded(log.path));
+  line += ",\"event\":" + JsonString(log.event);
+  if (!log.as.empty()) line += ",\"as\":" + JsonString(log.as);
+  if (!reply.fault.empty()) return line + ",\"error\":" + JsonString(reply.fault) + "}";
+  line += ",\"results\":" + reply.fields[0];
+  if (hasTiming) line += ",\"ms\":" + reply.fields[1];
+  return line + "}";
+}
+
 ExitStatus Run(const Options& options) {
   std::signal(SIGPIPE, SIG_DFL);  // a reader that has seen enough ends the run, whatever was inherited
   ExitStatus status = kSuccess;
-  Replay(options.replay, {options.configDir}, AnalyzeToJson,
-         [&](const LogEntry& log, const std::vector<Reply>& replies) {
-           const auto& [fields, fault] = replies.front();
-           std::string line = "{\"path\":" + JsonString(log.path);
-           if (!IsUtf8(log.path)) line += ",\"encodedPath\":" + JsonString(PercentEncoded(log.path));
-           line += ",\"event\":" + JsonString(log.event);
-           if (!log.as.empty()) line += ",\"as\":" + JsonString(log.as);
-           if (fault.empty()) {
-             line += ",\"results\":" + fields[0];
-             if (options.timing) line += ",\"ms\":" + fields[1];
-           } else {
-             line += ",\"error\":" + JsonString(fault);
-             status = kNegative;
-           }
-           WriteLine(line + "}");
-         });
+  const auto finds = [](const Fields& fields) { return fields[0] != "{}"; };
+  const auto print = [&](const LogEntry& log, const std::vector<Reply>& replies) {
+    if (!replies.front().fault.empty()) status = kNegative;
+    WriteLine(LineOf(log, replies.front(), options.timing));
+  };
+  Replay(options.replay, {options.configDir}, {AnalyzeToJson, finds, print});
   return status;
 }
 

@@ -38,6 +38,7 @@ constexpr char kExample[] =
 struct Counts {
   size_t logs = 0;
   size_t failed = 0;
+  size_t without = 0;  // a rule that fires, where event types were tried
 };
 
 bool IsIdle(const RuleUse& rule) { return rule.fired == 0; }
@@ -51,7 +52,9 @@ void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour,
   const std::vector<RuleUse>& rules = table.rules();
   const auto idle = std::count_if(rules.begin(), rules.end(), IsIdle);
   out << Counted(counts.logs, "log") << ", " << counts.failed << " failed; " << Counted(rules.size(), "rule") << ", "
-      << idle << " never fired\n";
+      << idle << " never fired";
+  if (counts.without > 0) out << "; " << Counted(counts.without, "log") << " in which none fired";
+  out << '\n';
   if (static_cast<size_t>(idle) < rules.size()) heading("Logs in which a rule fired");
   for (const RuleUse& rule : rules) {
     if (!IsIdle(rule)) out << std::setw(8) << rule.fired << "  " << NameOf(rule) << '\n';
@@ -76,9 +79,11 @@ Json::Value ToJson(const RuleUseTable& table, const Counts& counts) {
   Json::Value root;
   root["logs"] = JsonNumber(counts.logs);
   root["failed"] = JsonNumber(counts.failed);
+  root["without"] = JsonNumber(counts.without);
   root["rules"] = Json::arrayValue;
   for (const RuleUse& rule : table.rules()) {
     Json::Value item;
+    item["event"] = rule.eventType;
     item["feature"] = rule.featureId;
     item["rule"] = rule.name;
     item["place"] = rule.place;
@@ -110,25 +115,49 @@ void Print(const RuleUseTable& table, const Counts& counts, const Options& optio
   }
 }
 
+// Takes in what the workers tell of the logs, one after the other.
+class Collector {
+ public:
+  explicit Collector(const Options& options)
+      : askedEvent_(options.replay.logs.event), table_(options.configDir, askedEvent_) {}
+
+  void add(const LogEntry& log, const Reply& reply) {
+    // The log may have been handed over under another event type just before.
+    if (log.path != last_.path || log.event == last_.event) ++counts_.logs;
+    last_ = log;
+    std::string fault = reply.fault;
+    if (fault.empty() && !askedEvent_.empty() && log.event != askedEvent_) {
+      fault = "its event type has other rules; without --event, those of all are counted";
+    }
+    if (!fault.empty()) {
+      ++counts_.failed;
+      std::cerr << "kestrix: " << LineForPeople(log.path + ": " + fault) << '\n';
+      return;
+    }
+    if (log.event.empty()) ++counts_.without;
+    table_.add(log, reply.fields);
+  }
+
+  const RuleUseTable& table() const { return table_; }
+  const Counts& counts() const { return counts_; }
+
+ private:
+  const std::string askedEvent_;
+  RuleUseTable table_;
+  Counts counts_;
+  LogEntry last_;
+};
+
 ExitStatus Run(const Options& options) {
-  if (options.replay.logs.event.empty()) throw CLI::RequiredError("--event");
   CheckRuleFiles(options.configDir);
-  RuleUseTable table(options.configDir, options.replay.logs.event);
-  Counts counts;
-  Replay(
-      options.replay, {options.configDir},
-      [&options](const LogRun& run) { return TellRuleUse(run, options.replay.checkPath); },
-      [&](const LogEntry& log, const std::vector<Reply>& replies) {
-        ++counts.logs;
-        std::string fault = replies[0].fault;
-        if (fault.empty() && log.event != options.replay.logs.event) fault = "its event type has other rules";
-        if (fault.empty()) {
-          table.add(log.path, replies[0].fields);
-          return;
-        }
-        ++counts.failed;
-        std::cerr << "kestrix: " << log.path << ": " << fault << '\n';
-      });
+  Collector collector(options);
+  const auto tell = [&options](const LogRun& run) { return TellRuleUse(run, options.replay.checkPath); };
+  const auto add = [&collector](const LogEntry& log, const std::vector<Reply>& replies) {
+    collector.add(log, replies[0]);
+  };
+  Replay(options.replay, {options.configDir}, {tell, IsAnyRuleUsed, add});
+  const RuleUseTable& table = collector.table();
+  const Counts& counts = collector.counts();
   PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(table, counts, options, inColour, out); });
   const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
   return isCovered && counts.failed == 0 ? kSuccess : kNegative;

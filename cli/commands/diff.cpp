@@ -37,10 +37,11 @@ void Print(const Comparison& comparison, const Options& options, bool inColour, 
 ExitStatus Run(Options options) {
   options.rules.event = options.replay.logs.event;
   Comparison comparison;
-  Replay(options.replay, {options.rules.before, options.rules.after}, AnalyzeToFields,
-         [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {
-           comparison.add(log.path, ResultOf(replies[0]), ResultOf(replies[1]));
-         });
+  const auto finds = [](const Fields& fields) { return !fields.empty(); };
+  const auto add = [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {
+    comparison.add(log.path, ResultOf(replies[0]), ResultOf(replies[1]));
+  };
+  Replay(options.replay, {options.rules.before, options.rules.after}, {AnalyzeToFields, finds, add});
   PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(comparison, options, inColour, out); });
   return comparison.isMoved() || !comparison.faulty().empty() ? kNegative : kSuccess;
 }

@@ -31,7 +31,7 @@ constexpr char kExample[] =
     "rules that are there already.";
 
 std::vector<std::string> LogsIn(const std::vector<std::string>& paths) {
-  LogList list({.paths = paths, .event = "any"});  // a head tells the type
+  LogList list({.paths = paths});
   std::vector<std::string> logs;
   LogEntry entry;
   while (list.next(entry) == LogList::Next::kEntry) {

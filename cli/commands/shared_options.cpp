@@ -16,7 +16,8 @@ void AddConfigOption(CLI::App& command, std::string& dir) {
 }
 
 void AddEventOption(CLI::App& command, std::string& type) {
-  command.add_option("--event", type, "Event type whose rules apply")->type_name("TYPE")->required();
+  command.add_option("--event", type, "Event type whose rules apply; by default all that the rules know are tried")
+      ->type_name("TYPE");
 }
 
 void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath) {
@@ -65,10 +66,6 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   command.add_flag("-0,--null", options.logs.listEndsInZero,
                    "The items of the list end in a zero byte, as find -print0 writes them");
   AddEventOption(command, options.logs.event);
-  command.get_option("--event")->required(false)->description("Event type whose rules apply, where a list names none");
   AddWorkerOptions(command, options.workers);
   AddPathTestOptions(command, options.logs.as, options.checkPath);
-  command.parse_complete_callback([&options] {
-    if (options.logs.event.empty() && !options.logs.hasList()) throw CLI::RequiredError("--event");
-  });
 }

@@ -21,7 +21,8 @@ size_t LogsOf(const GroupMove& move) {
 }  // namespace
 
 void Comparison::add(const std::string& path, const LogResult& before, const LogResult& after) {
-  ++logs_;
+  if (logs_ == 0 || path != lastPath_) ++logs_;  // a log under several event types comes several times
+  lastPath_ = path;
   if (before.fault.empty() && !after.fault.empty()) failing_.push_back({path, after.fault});
   if (!before.fault.empty() && after.fault.empty()) mended_.push_back({path, before.fault});
   if (!before.fault.empty() && !after.fault.empty()) faulty_.push_back({path, after.fault});

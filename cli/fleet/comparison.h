@@ -91,6 +91,7 @@ class Comparison {
   void addStep(const std::string& path, const TextMap& before, const TextMap& after);
 
   size_t logs_ = 0;
+  std::string lastPath_;
   std::vector<std::string> gained_;
   std::vector<std::string> lost_;
   std::vector<FaultyLog> failing_;

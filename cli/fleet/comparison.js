@@ -122,7 +122,7 @@ function drawLog(log) {
           : sidesOf(before, after, [data.old, data.new]));
     }
     const command = (config) => copyButton(`kestrix explain with ${config}`,
-      explainCommand(log.path, config, data.event || "TYPE"), "the command");
+      explainCommand(log.path, config, data.event), "the command");
     details.append(make("p", "small", "Copy: ", command(data.old), " \u00b7 ", command(data.new)));
   });
   return make("li", "", details, what ? make("div", "small faint mono", what) : null);

@@ -129,7 +129,7 @@ bool LogList::visit(const std::string& path, const Given& given, LogEntry& entry
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && S_ISDIR(status.st_mode)) return !open({path, given, status.st_dev, status.st_ino, {}}, entry);
-  entry = {path, given.event, given.event.empty() ? "it has no event type; --event gives one" : ""};
+  entry = {path, given.event, ""};
   try {
     if (!given.as.empty()) entry.as = DevicePath(given.as, path);
   } catch (const InputError& error) {

@@ -24,8 +24,8 @@ struct LogEntry {
 // Where logs are looked for.
 struct LogSources {
   std::vector<std::string> paths;  // files, folders with all that lies in them, and "-" for a list on standard input
-  std::string event;               // for the logs that bring none of their own
-  std::string as;                  // likewise; a path, or a folder that ends in "/"
+  std::string event = {};          // for the logs that bring none of their own; may be empty
+  std::string as = {};             // likewise; a path, or a folder that ends in "/"
   bool listEndsInZero = false;     // the items of the list end in a zero byte, whatever comes first
 
   bool hasList() const { return std::find(paths.begin(), paths.end(), "-") != paths.end(); }

@@ -1,6 +1,7 @@
 #include "cli/fleet/replay.h"
 
 #include <algorithm>
+#include <deque>
 #include <iostream>
 #include <optional>
 #include <set>
@@ -11,6 +12,7 @@
 #include "cli/output/progress.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/event_types.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -51,12 +53,65 @@ std::optional<size_t> CountOf(const ReplayOptions& options) {
   return count;
 }
 
-// The event types of all rules. Throws InputError when the one that is asked for is not among them.
+// The event types of all rules. Throws InputError when there is none, or not the one that is asked for.
 std::set<std::string> KnownEventTypes(const std::string& event, const std::vector<std::string>& configs) {
   std::set<std::string> known;
   for (const std::string& config : configs) known.merge(EventTypesOf(config));
   if (!event.empty() && known.count(event) == 0) throw InputError("--event", UnknownEventType(event, known));
+  if (known.empty()) throw InputError(MatchRuleFile(configs.front()), "the rules know no event type");
   return known;
+}
+
+// A log and the event types that it is analysed under.
+struct TriedLog {
+  TriedLog(const LogEntry& entry, const std::set<std::string>& known) : log(entry), events({entry.event}) {
+    if (!log.error.empty()) return;
+    if (log.event.empty()) {
+      events.assign(known.begin(), known.end());
+    } else if (known.count(log.event) == 0) {
+      log.error = UnknownEventType(log.event, known);
+    }
+  }
+
+  LogEntry log;
+  std::vector<std::string> events;
+};
+
+// A fault of the log itself is the same under all event types, and handed over once.
+bool IsOneFault(const std::vector<Reply>& replies) {
+  return std::all_of(replies.begin(), replies.end(), [&replies](const Reply& reply) {
+    return !reply.fault.empty() && reply.fault == replies.front().fault;
+  });
+}
+
+// `replies` has those under the first event type first.
+void HandOver(const TriedLog& tried, const std::vector<Reply>& replies, const ReplayWork& work) {
+  const size_t count = replies.size() / tried.events.size();
+  const auto repliesAt = [&](size_t event) {
+    const auto begin = replies.begin() + static_cast<ptrdiff_t>(event * count);
+    return std::vector<Reply>(begin, begin + static_cast<ptrdiff_t>(count));
+  };
+  if (!tried.log.event.empty()) return work.sink(tried.log, replies);
+  bool isHandedOver = false;
+  for (size_t i = 0; i < tried.events.size() && !IsOneFault(replies); ++i) {
+    const std::vector<Reply> ofEvent = repliesAt(i);
+    const bool isFound = std::any_of(ofEvent.begin(), ofEvent.end(), [&work](const Reply& reply) {
+      return !reply.fault.empty() || work.finds(reply.fields);
+    });
+    if (!isFound) continue;
+    LogEntry log = tried.log;
+    log.event = tried.events[i];
+    work.sink(log, ofEvent);
+    isHandedOver = true;
+  }
+  if (!isHandedOver) work.sink(tried.log, repliesAt(0));
+}
+
+void TellRepeated(const LogList& logs) {
+  const size_t count = logs.repeatedCount();
+  if (count == 0) return;
+  std::cerr << "kestrix: " << Counted(count, "log") << " came up again and " << (count == 1 ? "was" : "were")
+            << " analysed again: " << LineForPeople(logs.firstRepeated()) << (count == 1 ? "\n" : ", ...\n");
 }
 
 }  // namespace
@@ -92,42 +147,39 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
       [&](const Fields& request, const Reply& reply) { sink(RunOf(request), Unpacked(reply)); });
 }
 
-void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
-            const std::function<Fields(const LogRun& run)>& analyze,
-            const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink) {
+void Replay(const ReplayOptions& options, const std::vector<std::string>& configs, const ReplayWork& work) {
   for (const std::string& config : configs) CheckRuleFiles(config);
   const std::set<std::string> known = KnownEventTypes(options.logs.event, configs);
   PrepareLibrary(options.checkPath);
 
   Progress progress([&options] { return CountOf(options); });
   LogList logs(options.logs);
-  LogEntry log;
-  size_t nextConfig = configs.size();
+  std::deque<TriedLog> tried;  // that are not done, the one whose runs are set last
+  size_t next = 0;             // of the runs of that one
   const auto source = [&](LogRun& run) {
-    if (nextConfig == configs.size()) {
-      const LogList::Next next = logs.next(log);
-      if (next == LogList::Next::kWait) return WorkerPool::Next::kWait;
-      if (next == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
-      if (log.error.empty() && known.count(log.event) == 0) log.error = UnknownEventType(log.event, known);
-      nextConfig = 0;
+    if (tried.empty() || next == tried.back().events.size() * configs.size()) {
+      LogEntry log;
+      const LogList::Next found = logs.next(log);
+      if (found == LogList::Next::kWait) return WorkerPool::Next::kWait;
+      if (found == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
+      tried.emplace_back(log, known);
+      next = 0;
     }
-    run = {log, configs[nextConfig++]};
+    run = {tried.back().log, configs[next % configs.size()]};
+    run.log.event = tried.back().events[next++ / configs.size()];
     return WorkerPool::Next::kRequest;
   };
   std::vector<Reply> replies;
-  RunInWorkers(options.workers, source, analyze, [&](const LogRun& run, const Reply& reply) {
+  RunInWorkers(options.workers, source, work.analyze, [&](const LogRun& /*run*/, const Reply& reply) {
     replies.push_back(reply);
-    if (replies.size() < configs.size()) return;
+    if (replies.size() < tried.front().events.size() * configs.size()) return;
     progress.hide();
-    sink(run.log, replies);
+    HandOver(tried.front(), replies, work);
     progress.step();
     replies.clear();
+    tried.pop_front();
   });
   if (logs.count() == 0) throw InputError("standard input", "the list names no log");
-  if (logs.repeatedCount() == 0) return;
   progress.hide();
-  std::cerr << "kestrix: " << Counted(logs.repeatedCount(), "log") << " came up again and "
-            << (logs.repeatedCount() == 1 ? "was" : "were")
-            << " analysed again: " << LineForPeople(logs.firstRepeated())
-            << (logs.repeatedCount() == 1 ? "\n" : ", ...\n");
+  TellRepeated(logs);
 }

@@ -30,10 +30,22 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
                   const std::function<Fields(const LogRun& run)>& analyze,
                   const std::function<void(const LogRun& run, const Reply& reply)>& sink);
 
-// Analyses each log under each of the directories of rules. `sink` gets the replies for a log, one for each
-// directory. Shows on a terminal how far it is.
-void Replay(const ReplayOptions& options, const std::vector<std::string>& configs,
-            const std::function<Fields(const LogRun& run)>& analyze,
-            const std::function<void(const LogEntry& log, const std::vector<Reply>& replies)>& sink);
+// What is made of the logs of a replay.
+struct ReplayWork {
+  // Runs in a worker.
+  std::function<Fields(const LogRun& run)> analyze;
+
+  // Whether the rules for the log's event type find anything in it.
+  std::function<bool(const Fields& fields)> finds;
+
+  // Gets the replies for a log, one for each directory of rules.
+  std::function<void(const LogEntry& log, const std::vector<Reply>& replies)> sink;
+};
+
+// Analyses each log under each of the directories of rules, and shows on a terminal how far it is. A log without an
+// event type is tried under all that the rules know, and handed over under each for which something is found in it;
+// when there is none, once, without an event type. Throws InputError when there is no log, and for an event type of the
+// command line that no rule knows.
+void Replay(const ReplayOptions& options, const std::vector<std::string>& configs, const ReplayWork& work);
 
 #endif  // CLI_FLEET_REPLAY_H

@@ -69,6 +69,13 @@ Fields TellRuleUse(const LogRun& run, bool checkPath) {
   return rows;
 }
 
+bool IsAnyRuleUsed(const Fields& told) {
+  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
+    if (told[i] == kRule && told[i + 3].empty()) return true;
+  }
+  return false;
+}
+
 RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& eventType) {
   const JsonFile matchFile(MatchRuleFile(configDir));
   const JsonFile assembleFile(AssembleRuleFile(configDir));
@@ -76,15 +83,15 @@ RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& even
   const RulePlaces places(model);
   for (const PlacedEntry& entry : model.entries) {
     for (const PlacedId& id : entry.ids) {
-      if (id.eventType != eventType) continue;
+      if (!eventType.empty() && id.eventType != eventType) continue;
       for (const PlacedRule& rule : entry.rules) {
-        rules_.push_back({id.id, rule.record.name, TextOf(places.inMatchFile(rule.span)), 0, {}});
+        rules_.push_back({id.eventType, id.id, rule.record.name, TextOf(places.inMatchFile(rule.span)), 0, {}});
       }
     }
   }
 }
 
-void RuleUseTable::add(const std::string& path, const Fields& told) {
+void RuleUseTable::add(const LogEntry& log, const Fields& told) {
   std::map<std::pair<std::string, std::string>, std::string> whyByRule;
   std::map<std::string, std::string> whyById;
   for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
@@ -97,10 +104,11 @@ void RuleUseTable::add(const std::string& path, const Fields& told) {
       UntakenKind& kind = untaken_[what];
       kind.lines += std::stoul(told[i + 2]);
       ++kind.logs;
-      if (kind.examples.size() < kMaxExamples) kind.examples.push_back(path + ":" + told[i + 3]);
+      if (kind.examples.size() < kMaxExamples) kind.examples.push_back(log.path + ":" + told[i + 3]);
     }
   }
   for (RuleUse& rule : rules_) {
+    if (rule.eventType != log.event) continue;
     const auto byRule = whyByRule.find({rule.featureId, rule.place});
     if (byRule != whyByRule.end() && byRule->second.empty()) {
       ++rule.fired;
@@ -111,6 +119,6 @@ void RuleUseTable::add(const std::string& path, const Fields& told) {
                                       : byId != whyById.end()   ? byId->second
                                                                 : "the library does not load it, or has no templates "
                                                                   "for its feature"];
-    if (idleness.logs++ == 0) idleness.example = path;
+    if (idleness.logs++ == 0) idleness.example = log.path;
   }
 }

@@ -18,6 +18,7 @@ struct Idleness {
 
 // How a rule of a feature fared in many logs.
 struct RuleUse {
+  std::string eventType;
   std::string featureId;
   std::string name;
   std::string place;  // "rules/match_rule.json:12"
@@ -38,12 +39,16 @@ struct UntakenKind {
 // What a worker tells of a log for a RuleUseTable.
 Fields TellRuleUse(const LogRun& run, bool checkPath);
 
+// Whether that tells of a rule that fired.
+bool IsAnyRuleUsed(const Fields& told);
+
 class RuleUseTable {
  public:
-  // The rules in `configDir` for the event type, none of them used yet. Throws InputError.
+  // The rules in `configDir` for the event type, or for all when it is empty; none of them used yet. Throws InputError.
   RuleUseTable(const std::string& configDir, const std::string& eventType);
 
-  void add(const std::string& path, const Fields& told);
+  // `log` with the event type that it was analysed under; without one, no rule has taken anything from it.
+  void add(const LogEntry& log, const Fields& told);
 
   // In the order of the features' entries and of their rules.
   const std::vector<RuleUse>& rules() const { return rules_; }

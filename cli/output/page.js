@@ -162,5 +162,5 @@ const nameOfLog = (path) => path.replace(/.*\//, "");
 
 // A command line for a shell.
 const shellWord = (word) => /^[\w./:=+-]+$/.test(word) ? word : `'${word.replace(/'/g, "'\\''")}'`;
-const explainCommand = (log, config, event) => ["kestrix", "explain", log, "--config", config, "--event", event]
+const explainCommand = (log, config, event) => ["kestrix", "explain", log, "--config", config, ...(event ? ["--event", event] : [])]
   .map(shellWord).join(" ");

@@ -29,3 +29,13 @@ void CheckEventType(const std::string& eventType, const std::string& configDir) 
   const std::set<std::string> known = EventTypesOf(configDir);
   if (known.count(eventType) == 0) throw InputError("event type", UnknownEventType(eventType, known));
 }
+
+std::vector<std::string> EventTypesToTry(const std::string& eventType, const std::string& configDir) {
+  if (!eventType.empty()) {
+    CheckEventType(eventType, configDir);
+    return {eventType};
+  }
+  const std::set<std::string> known = EventTypesOf(configDir);
+  if (known.empty()) throw InputError(MatchRuleFile(configDir), "the rules know no event type");
+  return {known.begin(), known.end()};
+}
