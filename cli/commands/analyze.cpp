@@ -12,6 +12,7 @@
 #include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
@@ -89,13 +90,14 @@ std::map<std::string, Result> Analyze(const AnalyzedLog& log, const std::vector<
 }
 
 ExitStatus Run(const Options& options) {
-  AnalyzedLog log(CheckedLogPath(options.log));
-  if (!options.as.empty()) log = {DevicePath(options.as, options.log), log.path};
+  if (options.checkPath) CheckLogPlace(options.log);
+  const LogFile file = LogFile::ofArgument(options.log);
+  const std::string as = options.as.empty() ? "" : DevicePath(options.as, options.log);
   CheckRuleFiles(options.configDir);
   const std::vector<std::string> eventTypes = EventTypesToTry(options.eventType, options.configDir);
   PrepareLibrary(options.checkPath);
   if (options.verbose) __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-  const std::map<std::string, Result> results = Analyze(log, eventTypes, options.configDir);
+  const std::map<std::string, Result> results = Analyze(file.at(as), eventTypes, options.configDir);
   Print(results, options);
   if (!results.empty()) return kSuccess;
   std::cerr << "kestrix: " << LineForPeople(options.log) << ": nothing found for the event type"
@@ -108,7 +110,7 @@ ExitStatus Run(const Options& options) {
 void AddAnalyze(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("analyze", "Analyse a log by the rules and print the result map");
   const auto options = std::make_shared<Options>();
-  AddLogOption(*command, options->log);
+  AddAnyLogOption(*command, options->log);
   AddConfigOption(*command, options->configDir);
   AddEventOption(*command, options->eventType);
   command->add_flag("--json", options->json, "Print one JSON object on one line");

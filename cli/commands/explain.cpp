@@ -14,6 +14,7 @@
 #include "cli/explain/tell_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
 #include "cli/output/lines.h"
 #include "cli/output/output_file.h"
@@ -81,8 +82,8 @@ void CheckLine(size_t line, const std::string& path, const std::string& name) {
 // Of the event types those under which most is found first, without those that find nothing; all when all do.
 std::vector<std::string> FindingMost(const std::vector<std::string>& types, const Question& question) {
   std::multimap<size_t, std::string, std::greater<>> found;
-  AnalyzedLog log(CheckedLogPathOfAnySize(question.logName));
-  if (!question.as.empty()) log = {question.as, log.path};
+  AnalyzedLog log(question.logFile);
+  if (!question.as.empty()) log = {question.as, question.logFile};
   CompiledRules rules(question.configDir);
   const auto call = [&] {
     for (const std::string& type : types) {
@@ -145,10 +146,12 @@ void PrintAll(const std::vector<Story>& stories, const Options& options, bool in
 
 ExitStatus Run(const Options& options) {
   Question question = options.question;
-  CheckReadableFile(question.logName);
+  if (question.hasPathTests) CheckLogPlace(question.logName);
+  const LogFile file = LogFile::ofArgument(question.logName, false);
+  question.logFile = file.path();
   if (!question.as.empty()) question.as = DevicePath(question.as, question.logName);
   CheckRuleFiles(question.configDir);
-  CheckLine(options.line, question.logName, question.logName);
+  CheckLine(options.line, file.path(), question.logName);
   while (question.configDir.size() > 1 && question.configDir.ends_with('/')) question.configDir.pop_back();
   if (options.line > 0) question.line = options.line;
   if (options.format == "html" && !options.asPageData) question.verdicts = kMaxPageVerdicts;
@@ -169,7 +172,7 @@ ExitStatus Run(const Options& options) {
 void AddExplain(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("explain", "Tell how the results of a log come about, or why they do not");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->question.logName, "The log file")->required();
+  AddAnyLogOption(*command, options->question.logName);
   AddConfigOption(*command, options->question.configDir);
   AddEventOption(*command, options->question.eventType);
   command->add_option("--line", options->line, "Tell how each rule fared on this line of the log")

@@ -7,6 +7,14 @@ void AddLogOption(CLI::App& command, std::string& log) {
   command.add_option("LOG", log, "The log file, of at most " + MaxLogSizeText())->required();
 }
 
+void AddAnyLogOption(CLI::App& command, std::string& log) {
+  command
+      .add_option("LOG", log,
+                  "The log, of at most " + MaxLogSizeText() + ", also compressed by gzip or zstd; - is standard input")
+      ->type_name("")
+      ->required();
+}
+
 void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir, const std::string& description) {
   command.add_option(name, dir, description)->type_name("DIR")->required();
 }
@@ -59,7 +67,8 @@ void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
 void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   command
       .add_option("PATH", options.logs.paths,
-                  "Logs; folders, walked in the order of the names; or - for a list on standard input: a path on each "
+                  "Logs, also compressed by gzip or zstd; folders, walked in the order of the names; or - for a list "
+                  "on standard input: a path on each "
                   "line, or an object {\"log\": \"a.txt\", \"event\": \"crash\", \"as\": \"/data/a.txt\"}")
       ->type_name("")
       ->required();

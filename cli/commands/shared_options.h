@@ -10,6 +10,10 @@
 // The options that several commands take, each declared once.
 
 void AddLogOption(CLI::App& command, std::string& log);
+
+// A log that may be compressed, or stand on standard input: for LogFile::ofArgument().
+void AddAnyLogOption(CLI::App& command, std::string& log);
+
 void AddConfigOption(CLI::App& command, std::string& dir);
 void AddEventOption(CLI::App& command, std::string& type);
 

@@ -15,6 +15,7 @@
 #include "cli/fleet/replay.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/side_by_side.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/event_types.h"
@@ -75,10 +76,12 @@ std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, co
     keyOfLog[cases[index].run.log.path] = key;
   }
   const auto tell = [&keyOfLog](const LogRun& run) {
-    const Story story = TellStory({.logName = CheckedLogPath(run.log.path),
+    const LogFile file(run.log.path);
+    const Story story = TellStory({.logName = run.log.path,
                                    .configDir = run.config,
                                    .eventType = run.log.event,
-                                   .as = run.log.as});
+                                   .as = run.log.as,
+                                   .logFile = file.path()});
     std::ostringstream text;
     PrintKeyAsText(story, keyOfLog.at(run.log.path), false, text);
     return Fields{text.str()};

@@ -51,7 +51,7 @@ std::vector<std::string> HealthOf(const std::string& path) {
 Story TellStory(const Question& question) {
   Story story;
   story.logName = question.logName;
-  story.logFile = CheckedLogPathOfAnySize(question.logName);
+  story.logFile = question.logFile.empty() ? CheckedLogPathOfAnySize(question.logName) : question.logFile;
   story.logPath = question.as.empty() ? story.logFile : question.as;
   story.configDir = question.configDir;
   story.eventType = question.eventType;

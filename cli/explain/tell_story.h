@@ -9,7 +9,7 @@
 
 // What the user wants to know.
 struct Question {
-  std::string logName;
+  std::string logName;  // as the user wrote it
   std::string configDir;
   std::string eventType;
   bool hasPathTests = false;        // as on the device; otherwise every path passes
@@ -17,6 +17,7 @@ struct Question {
   std::string rule = {};            // a name; empty for all
   std::string key = {};             // a result; empty for all
   std::string as = {};              // where on the device the log is to lie, with path tests; empty for nowhere
+  std::string logFile = {};         // what is read for the log; empty for the log itself
   size_t verdicts = 0;  // above 0: the story has how each rule fared on each line, up to so many verdicts a run
 };
 

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "cli/library/input.h"
+#include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
 #include "stack/stack_tables.h"
@@ -52,12 +53,20 @@ std::optional<TextMap> ExpectedOf(const std::string& path) {
   return expected;
 }
 
+// The log of a case folder; the plain name when it has none.
+std::string LogIn(const std::string& folder) {
+  for (const char* name : {"/log.txt.gz", "/log.txt.zst"}) {
+    if (!fs::exists(folder + "/log.txt") && fs::exists(folder + name)) return folder + name;
+  }
+  return folder + "/log.txt";
+}
+
 GoldenCase Read(const std::string& path, const std::string& configDir) {
   GoldenCase golden;
   golden.path = path;
-  golden.run = {{path + "/log.txt", "", ""}, configDir};
+  golden.run = {{LogIn(path), "", ""}, configDir};
   try {
-    if (!fs::exists(path + "/log.txt")) throw InputError(path, "has no log.txt");
+    if (!fs::exists(golden.run.log.path)) throw InputError(path, "has no log.txt");
     golden.run.log.event = LineOf(path + "/event");
     if (fs::is_directory(path + "/rules")) golden.run.config = path + "/rules";
     if (golden.run.config.empty()) throw InputError(path, "has no folder rules; --config names rules for all cases");
@@ -71,8 +80,7 @@ GoldenCase Read(const std::string& path, const std::string& configDir) {
 
 // Whether it is meant to be a case, even if its log is missing or has another name.
 bool IsCase(const std::string& folder) {
-  return fs::exists(folder + "/log.txt") || fs::is_regular_file(folder + "/event") ||
-         fs::exists(folder + "/expected.json");
+  return fs::exists(LogIn(folder)) || fs::is_regular_file(folder + "/event") || fs::exists(folder + "/expected.json");
 }
 
 void AppendCases(const std::string& path, const std::string& configDir, std::vector<GoldenCase>& cases) {

@@ -7,8 +7,9 @@
 
 #include "cli/fleet/log_run.h"
 
-// A folder that holds a log and what it is to give: log.txt, event with the event type, expected.json with the whole
-// result map, unless all cases have the same rules the folder rules and, for path tests, path with that of the device.
+// A folder that holds a log and what it is to give: log.txt, also compressed as log.txt.gz or log.txt.zst, event with
+// the event type, expected.json with the whole result map, unless all cases have the same rules the folder rules and,
+// for path tests, path with that of the device.
 struct GoldenCase {
   std::string path;  // of the folder
   LogRun run;

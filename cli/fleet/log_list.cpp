@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "cli/library/input.h"
+#include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
 
 namespace {

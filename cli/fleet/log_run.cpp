@@ -3,14 +3,15 @@
 #include "cli/check/wrong_type.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 
 TextMap Analyze(const LogRun& run, RunObserver* observer) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
-  const std::string path = CheckedLogPath(run.log.path);
-  const AnalyzedLog log = run.log.as.empty() ? AnalyzedLog{path} : AnalyzedLog{run.log.as, path};
+  const LogFile file(run.log.path);
   TextMap results;
-  for (const auto& [key, value] : AnalyzeOrThrow(log, {run.config, WrongTypeInRules}, run.log.event, observer)) {
+  for (const auto& [key, value] :
+       AnalyzeOrThrow(file.at(run.log.as), {run.config, WrongTypeInRules}, run.log.event, observer)) {
     results[ValidUtf8(key)] = ValidUtf8(value);
   }
   return results;

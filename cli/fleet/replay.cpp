@@ -9,6 +9,7 @@
 
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/progress.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/event_types.h"
@@ -169,8 +170,12 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     run.log.event = tried.back().events[next++ / configs.size()];
     return WorkerPool::Next::kRequest;
   };
+  const auto analyze = [&](const LogRun& run) {
+    if (options.checkPath && run.log.as.empty() && run.log.error.empty()) CheckLogPlace(run.log.path);
+    return work.analyze(run);
+  };
   std::vector<Reply> replies;
-  RunInWorkers(options.workers, source, work.analyze, [&](const LogRun& /*run*/, const Reply& reply) {
+  RunInWorkers(options.workers, source, analyze, [&](const LogRun& /*run*/, const Reply& reply) {
     replies.push_back(reply);
     if (replies.size() < tried.front().events.size() * configs.size()) return;
     progress.hide();

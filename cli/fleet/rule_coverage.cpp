@@ -5,6 +5,7 @@
 #include "cli/explain/tell_story.h"
 #include "cli/fleet/untaken_lines.h"
 #include "cli/library/input.h"
+#include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/json_tree.h"
 #include "cli/rule_files/rule_model.h"
@@ -44,11 +45,13 @@ const std::pair<const std::string, Idleness>* RuleUse::mainReason() const {
 
 Fields TellRuleUse(const LogRun& run, bool checkPath) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
-  const Story story = TellStory({.logName = CheckedLogPath(run.log.path),
+  const LogFile file(run.log.path);
+  const Story story = TellStory({.logName = run.log.path,
                                  .configDir = run.config,
                                  .eventType = run.log.event,
                                  .hasPathTests = checkPath,
-                                 .as = run.log.as});
+                                 .as = run.log.as,
+                                 .logFile = file.path()});
   Fields rows;
   const auto append = [&rows](Fields row) {
     row.resize(kRowSize);

@@ -5,13 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <system_error>
 
-#include "cli/output/terminal.h"
 #include "rules/rule_file.h"
 #include "rules/rule_syntax.h"
 #include "util/file_util.h"
@@ -83,15 +81,6 @@ std::string CheckedLogPathOfAnySize(const std::string& path) {
   if (!FileUtil::PathToRealPath(path, resolved)) throw InputError(path, ErrnoText());
   if (!FileUtil::IsLegalPath(resolved)) throw InputError(path, "the library reads no path that holds \"./\"");
   return resolved;
-}
-
-std::string DevicePath(const std::string& as, const std::string& log) {
-  const std::string path = as.ends_with('/') ? as + log.substr(log.rfind('/') + 1) : as;
-  if (!path.starts_with('/')) throw InputError("--as", Quoted(as) + " is no absolute path");
-  if (path.ends_with('/')) throw InputError("--as", Quoted(as) + " is a folder, and the log has no name");
-  if (path.size() >= PATH_MAX) throw InputError("--as", "the path is longer than any on the device");
-  if (!FileUtil::IsLegalPath(path)) throw InputError("--as", "the library reads no path that holds \"./\"");
-  return path;
 }
 
 void CheckRuleFiles(const std::string& configDir) {

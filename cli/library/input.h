@@ -20,10 +20,6 @@ std::string CheckedLogPath(const std::string& path);
 // The same for a log of any size: the library reads none of more than MaxLogSizeText(), and finds nothing in it.
 std::string CheckedLogPathOfAnySize(const std::string& path);
 
-// The path of the device for a log that is to be analysed `as` if it lay there: `as` itself or, where that ends in "/",
-// the name of the log in that folder. Throws InputError when no log can lie there.
-std::string DevicePath(const std::string& as, const std::string& log);
-
 // Throws InputError unless `configDir` is a directory that holds both rule files, and both are JSON.
 void CheckRuleFiles(const std::string& configDir);
 

@@ -51,6 +51,19 @@ TEST(Batch, EndsInALoopOfSymbolicLinks) {
   EXPECT_EQ(output.find("quiet.txt"), output.rfind("quiet.txt")) << output;
 }
 
+// However it ends: the process that removes the folder may take a moment.
+TEST(LogFile, LeavesNothingBehind) {
+  const TempDir dir;
+  const std::string program = "TMPDIR=" + dir.path() + " timeout -s KILL 1 " KESTRIX_PROGRAM " analyze - --config ";
+  const std::string wait = "; for i in $(seq 50); do [ -z \"$(ls " + dir.path() +
+                           ")\" ] && break; sleep 0.1; done; ls " + dir.path() + "; true";
+  const std::string log = "gzip -c logs/map2.txt; ";
+  for (const char* how : {"old >/dev/null", "broken --event crash >/dev/null 2>&1"}) {
+    EXPECT_EQ("-> 0\n", OutputOf(kCases, "(" + log + ") | " + program + how + wait)) << how;
+  }
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "(" + log + "sleep 2) | (" + program + "old; true) 2>/dev/null" + wait));
+}
+
 TEST(Test, UpdatesWhatDiffers) {
   const TempDir dir;
   EXPECT_EQ("-> 0\n",
