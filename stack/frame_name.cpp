@@ -64,6 +64,28 @@ std::optional<std::string_view> UpToLastOffset(std::string_view text) {
   return std::nullopt;
 }
 
+struct NamedPart {
+  FrameShape shape = FrameShape::kOther;
+  std::optional<std::string_view> part;
+};
+
+// The part of a line that is its name, by the first shape that the line has. No part for the shapes without one.
+NamedPart NamedPartOf(std::string_view line) {
+  struct Row {
+    FrameShape shape;
+    std::optional<std::string_view> (*partOf)(std::string_view line);
+  };
+  static constexpr Row kRows[] = {{FrameShape::kJava, JavaFrameInParentheses},
+                                  {FrameShape::kJava, JavaFrame},
+                                  {FrameShape::kNative, NativeFrameWithOffset},
+                                  {FrameShape::kNative, NativeFrame},
+                                  {FrameShape::kKernel, KernelFrame}};
+  for (const Row& row : kRows) {
+    if (const auto part = row.partOf(line)) return {row.shape, part};
+  }
+  return {};
+}
+
 // What is left of one line of a name: the text between its first "-" and its last "==" is taken out.
 void AppendWithoutSuffix(std::string_view line, std::string& out) {
   const size_t hyphen = line.find('-', 1);
@@ -122,10 +144,14 @@ std::string WithoutInstallSuffix(std::string_view name) {
   return out;
 }
 
+FrameShape ShapeOf(std::string_view line) {
+  const NamedPart named = NamedPartOf(line);
+  if (named.part) return named.shape;
+  return HyphenLine(line) ? FrameShape::kHyphen : FrameShape::kOther;
+}
+
 std::string FrameName(std::string_view line) {
-  for (const auto shape : {JavaFrameInParentheses, JavaFrame, NativeFrameWithOffset, NativeFrame, KernelFrame}) {
-    if (const auto part = shape(line)) return WithoutInstallSuffix(*part);
-  }
+  if (const NamedPart named = NamedPartOf(line); named.part) return WithoutInstallSuffix(*named.part);
   const auto part = HyphenLine(line);
   if (!part) return WithoutInstallSuffix(line);
   const size_t plus = part->rfind('+');

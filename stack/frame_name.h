@@ -31,6 +31,10 @@ std::optional<std::string_view> HyphenLine(std::string_view line);
 // `name` with every match of "(.+?)-(.+)==(.+)" replaced by "$1$3".
 std::string WithoutInstallSuffix(std::string_view name);
 
+// The shape by which a line is named: the first of the above that it has.
+enum class FrameShape { kJava, kNative, kKernel, kHyphen, kOther };
+FrameShape ShapeOf(std::string_view line);
+
 // The name of a frame as StackUtil::GetStackName gives it.
 std::string FrameName(std::string_view line);
 

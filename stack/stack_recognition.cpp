@@ -23,10 +23,7 @@ std::string StackUtil::MatchExceptionLibrary(const std::string& line) {
   return std::string(kUnmatchedException);
 }
 
-bool StackUtil::IsIgnoreLibrary(const std::string& frame) {
-  return std::any_of(kIgnoreLevels.begin(), kIgnoreLevels.end(),
-                     [&frame](const auto& level) { return HoldsAnyOf(frame, level); });
-}
+bool StackUtil::IsIgnoreLibrary(const std::string& frame) { return FindIgnoredName(frame).level > 0; }
 
 std::stack<std::string> StackUtil::GetStackTop(const std::vector<std::string>& trace, unsigned long count) {
   std::stack<std::string> top;

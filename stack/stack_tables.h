@@ -73,4 +73,19 @@ inline bool HoldsAnyOf(std::string_view text, std::span<const std::string_view> 
                      [text](std::string_view name) { return text.find(name) != std::string_view::npos; });
 }
 
+// The first name of the levels that a frame holds.
+struct IgnoredName {
+  int level = 0;  // from 1; 0 when the frame holds none
+  std::string_view name;
+};
+
+inline IgnoredName FindIgnoredName(std::string_view frame) {
+  for (size_t level = 0; level < kIgnoreLevels.size(); ++level) {
+    for (const std::string_view name : kIgnoreLevels[level]) {
+      if (frame.find(name) != std::string_view::npos) return {static_cast<int>(level) + 1, name};
+    }
+  }
+  return {};
+}
+
 #endif  // STACK_STACK_TABLES_H

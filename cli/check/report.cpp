@@ -9,6 +9,7 @@
 #include <map>
 #include <ostream>
 
+#include "cli/output/json_text.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
@@ -95,30 +96,21 @@ std::string UriOf(std::string_view path) {
   return uri;
 }
 
-void Print(const Json::Value& root, std::ostream& out) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  out << Json::writeString(builder, root) << '\n';
-}
-
 Json::Value TextNode(std::string_view text) {
   Json::Value node;
   node["text"] = ValidUtf8(text);
   return node;
 }
 
-Json::Value Number(size_t value) { return static_cast<Json::UInt64>(value); }
-
 // Where a span begins and ends, by the names of the four numbers.
 Json::Value RegionOf(const LineIndex& lines, Span span, const std::array<const char*, 4>& names) {
   const TextPlace begin = lines.placeOf(span.begin);
   const TextPlace end = lines.placeOf(span.end);
   Json::Value region;
-  region[names[0]] = Number(begin.line);
-  region[names[1]] = Number(begin.column);
-  region[names[2]] = Number(end.line);
-  region[names[3]] = Number(end.column);
+  region[names[0]] = JsonNumber(begin.line);
+  region[names[1]] = JsonNumber(begin.column);
+  region[names[2]] = JsonNumber(end.line);
+  region[names[3]] = JsonNumber(end.column);
   return region;
 }
 
@@ -203,9 +195,9 @@ void PrintAsJson(const std::vector<Finding>& findings, std::ostream& out) {
     }
     root["findings"].append(node);
   }
-  root["errors"] = Number(CountOf(findings, Severity::kError));
-  root["warnings"] = Number(CountOf(findings, Severity::kWarning));
-  Print(root, out);
+  root["errors"] = JsonNumber(CountOf(findings, Severity::kError));
+  root["warnings"] = JsonNumber(CountOf(findings, Severity::kWarning));
+  out << JsonPage(root);
 }
 
 void PrintAsSarif(const std::vector<Finding>& findings, std::ostream& out) {
@@ -227,7 +219,7 @@ void PrintAsSarif(const std::vector<Finding>& findings, std::ostream& out) {
     place["physicalLocation"] = location;
     Json::Value result;
     result["ruleId"] = std::string(code.name);
-    result["ruleIndex"] = Number(static_cast<size_t>(finding.code));
+    result["ruleIndex"] = JsonNumber(static_cast<size_t>(finding.code));
     result["level"] = std::string(NameOf(finding.severity));
     result["message"] = TextNode(finding.message);
     result["locations"].append(place);
@@ -238,5 +230,5 @@ void PrintAsSarif(const std::vector<Finding>& findings, std::ostream& out) {
   root["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
   root["version"] = "2.1.0";
   root["runs"].append(run);
-  Print(root, out);
+  out << JsonPage(root);
 }

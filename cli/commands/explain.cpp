@@ -10,8 +10,10 @@
 #include "cli/check/wrong_type.h"
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
-#include "cli/explain/print_story.h"
+#include "cli/explain/json_story.h"
+#include "cli/explain/page_story.h"
 #include "cli/explain/tell_story.h"
+#include "cli/explain/text_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
@@ -101,11 +103,11 @@ void Print(const Story& story, const Options& options, bool inColour, std::ostre
   if (options.asPageData) {
     out << JsonLine(StoryAsPageData(story)) << '\n';
   } else if (!story.askedKey.empty() && options.format == "json") {
-    PrintKeyAsJson(story, story.askedKey, out);
+    out << JsonPage(KeyAsJson(story, story.askedKey));
   } else if (!story.askedKey.empty() && options.format == "text") {
     PrintKeyAsText(story, story.askedKey, inColour, out);
   } else if (options.format == "json") {
-    PrintStoryAsJson(story, out);
+    out << JsonPage(StoryAsJson(story));
   } else if (options.format == "html") {
     PrintStoryAsPage(story, out);
   } else {

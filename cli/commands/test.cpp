@@ -8,8 +8,8 @@
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
-#include "cli/explain/print_story.h"
 #include "cli/explain/tell_story.h"
+#include "cli/explain/text_story.h"
 #include "cli/fleet/case_report.h"
 #include "cli/fleet/golden_case.h"
 #include "cli/fleet/replay.h"
@@ -50,11 +50,6 @@ void RunCases(const std::vector<GoldenCase>& cases, const std::vector<size_t>& i
         return WorkerPool::Next::kRequest;
       },
       analyze, [&](const LogRun& /*run*/, const Reply& reply) { sink(indexes[done++], reply); });
-}
-
-std::string ValueOf(const TextMap& results, const std::string& key) {
-  const auto found = results.find(key);
-  return found == results.end() ? "" : found->second;
 }
 
 std::string Difference(const TextMap& expected, const TextMap& actual, const std::string& key, bool inColour) {

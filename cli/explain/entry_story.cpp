@@ -1,6 +1,7 @@
 // Which frame entries and feature ids are taken.
 
-#include "cli/explain/story_parts.h"
+#include "cli/explain/entry_story.h"
+
 #include "cli/output/terminal.h"
 #include "cli/rule_files/path_reason.h"
 #include "rules/match_rule.h"

@@ -1,16 +1,14 @@
+#include "cli/explain/json_story.h"
+
 #include <json/json.h>
 
-#include <ostream>
-
 #include "cli/explain/key_story.h"
-#include "cli/explain/print_story.h"
+#include "cli/output/json_text.h"
 #include "cli/output/utf8.h"
 
 namespace {
 
 Json::Value Text(std::string_view text) { return ValidUtf8(text); }
-
-Json::Value Number(size_t value) { return static_cast<Json::UInt64>(value); }
 
 // An array with what `convert` makes of each element.
 template <typename List, typename Convert>
@@ -29,7 +27,7 @@ Json::Value TextMap(const std::map<std::string, std::string>& map) {
 Json::Value PlaceNode(const FilePlace& place) {
   Json::Value node;
   node["file"] = Text(place.file);
-  node["line"] = Number(place.line);
+  node["line"] = JsonNumber(place.line);
   return node;
 }
 
@@ -46,7 +44,7 @@ class RunWriter {
     node["isReadable"] = run_.isReadable;
     node["skip"] = run_.skip;
     for (const LineFate fate : {LineFate::kExamined, LineFate::kOverlong, LineFate::kIndented, LineFate::kSpanned}) {
-      node["lines"][std::string(NameOf(fate))] = Number(run_.lines[static_cast<size_t>(fate)]);
+      node["lines"][std::string(NameOf(fate))] = JsonNumber(run_.lines[static_cast<size_t>(fate)]);
     }
     node["end"] = std::string(NameOf(run_.end));
     node["whyEnded"] = Text(WhyScanEnded(run_));
@@ -67,8 +65,8 @@ class RunWriter {
   Json::Value line(const LogLine& line) const {
     if (line.number == 0) return Json::Value();
     Json::Value node;
-    node["number"] = Number(line.number);
-    node["offset"] = Number(line.offset);
+    node["number"] = JsonNumber(line.number);
+    node["offset"] = JsonNumber(line.offset);
     node["text"] = Text(story_.textOf(run_, line));
     return node;
   }
@@ -84,28 +82,28 @@ class RunWriter {
   Json::Value paramNode(const ParamStory& param) const {
     Json::Value node;
     node["key"] = Text(param.key);
-    node["line"] = Number(param.line.number);
+    node["line"] = JsonNumber(param.line.number);
     node["isFound"] = param.value.has_value();
     node["isStackPattern"] = param.isStackPattern;
     if (!param.value || param.isStackPattern) return node;
     node["value"] = Text(*param.value);
     // In characters.
     const std::string_view line = story_.textOf(run_, param.line);
-    node["begin"] = Number(CharacterCount(line.substr(0, param.offset)));
-    node["end"] = Number(CharacterCount(line.substr(0, param.offset + param.value->size())));
+    node["begin"] = JsonNumber(CharacterCount(line.substr(0, param.offset)));
+    node["end"] = JsonNumber(CharacterCount(line.substr(0, param.offset + param.value->size())));
     return node;
   }
 
   Json::Value selectedNode(const SelectedLine& selected) const {
     Json::Value node = line(selected.line);
     node["params"] = ArrayOf(selected.params.kept, [this](const ParamStory& param) { return paramNode(param); });
-    node["paramCount"] = Number(selected.params.count);
+    node["paramCount"] = JsonNumber(selected.params.count);
     return node;
   }
 
   Json::Value ruleNode(const RuleStory& rule, size_t index) const {
     Json::Value node;
-    node["index"] = Number(index);
+    node["index"] = JsonNumber(index);
     node["name"] = Text(rule.name);
     node["command"] = Text(rule.command);
     node["keyWords"] = Text(rule.keyWords);
@@ -113,14 +111,14 @@ class RunWriter {
     node["params"] = TextMap(rule.params);
     node["place"] = PlaceNode(rule.place);
     node["selected"] = ArrayOf(rule.selected.kept, [this](const SelectedLine& line) { return selectedNode(line); });
-    node["selectedCount"] = Number(rule.selected.count);
-    node["failedParams"] = Number(rule.failedParams);
+    node["selectedCount"] = JsonNumber(rule.selected.count);
+    node["failedParams"] = JsonNumber(rule.failedParams);
     node["spentAt"] = line(rule.spentAt);
     for (size_t i = 0; i <= static_cast<size_t>(VerdictKind::kTaken); ++i) {
-      node["verdicts"][std::string(NameOf(static_cast<VerdictKind>(i)))] = Number(rule.verdicts[i]);
+      node["verdicts"][std::string(NameOf(static_cast<VerdictKind>(i)))] = JsonNumber(rule.verdicts[i]);
     }
     node["nearest"] = ArrayOf(rule.nearest.kept, [this](const LineVerdict& judged) { return verdictNode(judged); });
-    node["nearestCount"] = Number(rule.nearest.count);
+    node["nearestCount"] = JsonNumber(rule.nearest.count);
     return node;
   }
 
@@ -128,10 +126,10 @@ class RunWriter {
     Json::Value node;
     node["name"] = Text(record.name);
     node["rule"] = PlaceNode(run_.rules[record.rule].place);
-    node["ruleIndex"] = Number(record.rule);
+    node["ruleIndex"] = JsonNumber(record.rule);
     node["line"] = line(record.line);
     node["value"] = Text(record.value);
-    node["count"] = Number(record.count);
+    node["count"] = JsonNumber(record.count);
     return node;
   }
 
@@ -192,16 +190,16 @@ Json::Value EntryNode(const EntryStory& entry) {
 Json::Value FrameNode(const FrameStory& frame) {
   Json::Value node;
   node["text"] = Text(frame.text);
-  node["line"] = Number(frame.line.number);
+  node["line"] = JsonNumber(frame.line.number);
   node["form"] = std::string(NameOf(frame.form));
-  node["fate"] = std::string(NameOf(frame.fate));
+  node["fate"] = std::string(FateOf(frame));
   node["name"] = Text(frame.name);
   node["why"] = Text(WhyFate(frame));
   if (frame.ignoredLevel > 0) {
     node["ignoredFor"] = Text(frame.ignoredName);
     node["ignoredLevel"] = frame.ignoredLevel;
   }
-  node["block"] = Number(frame.block);
+  node["block"] = JsonNumber(frame.block);
   return node;
 }
 
@@ -212,7 +210,7 @@ Json::Value StackNode(const StackStory& stack) {
   node["blocks"] = ArrayOf(stack.blocks, [](const BlockStory& block) {
     Json::Value told;
     told["heading"] = Text(block.heading);
-    told["frames"] = Number(block.frames);
+    told["frames"] = JsonNumber(block.frames);
     told["namesTheStack"] = block.namesTheStack;
     return told;
   });
@@ -227,10 +225,10 @@ Json::Value RecordWayNode(const Story& story, const RunStory& run, const RecordW
   node["value"] = Text(way.value);
   node["why"] = Text(way.why);
   node["edit"] = Text(way.edit);
-  node["rule"] = way.rule ? Number(*way.rule) : Json::Value();
+  node["rule"] = way.rule ? JsonNumber(*way.rule) : Json::Value();
   node["line"] = Json::Value();
   if (way.line.number > 0) {
-    node["line"]["number"] = Number(way.line.number);
+    node["line"]["number"] = JsonNumber(way.line.number);
     node["line"]["text"] = Text(story.textOf(run, way.line));
   }
   if (!way.rule) return node;
@@ -251,7 +249,7 @@ Json::Value RecordWayNode(const Story& story, const RunStory& run, const RecordW
 Json::Value TemplateWayNode(const Story& story, const TemplateWay& way) {
   const RunStory& run = story.runs[way.run];
   Json::Value node;
-  node["run"] = Number(way.run);
+  node["run"] = JsonNumber(way.run);
   node["featureId"] = Text(run.featureId);
   node["place"] = PlaceNode(way.told->place);
   node["text"] = Text(way.told->text);
@@ -275,13 +273,6 @@ Json::Value KeyAsJson(const Story& story, const std::string& key) {
   return node;
 }
 
-void PrintKeyAsJson(const Story& story, const std::string& key, std::ostream& out) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  out << Json::writeString(builder, KeyAsJson(story, key)) << '\n';
-}
-
 Json::Value StoryAsJson(const Story& story) {
   Json::Value root;
   root["log"] = Text(story.logName);
@@ -295,11 +286,4 @@ Json::Value StoryAsJson(const Story& story) {
   root["stack"] = story.stack ? StackNode(*story.stack) : Json::Value();
   root["faults"] = ArrayOf(story.faults, Text);
   return root;
-}
-
-void PrintStoryAsJson(const Story& story, std::ostream& out) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  out << Json::writeString(builder, StoryAsJson(story)) << '\n';
 }

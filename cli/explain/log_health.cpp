@@ -1,6 +1,7 @@
 // What there is to say about the text of a log.
 
-#include "cli/explain/story_parts.h"
+#include "cli/explain/log_health.h"
+
 #include "cli/output/lines.h"
 #include "cli/output/utf8.h"
 #include "regex/expression.h"

@@ -1,3 +1,5 @@
+#include "cli/explain/page_story.h"
+
 #include <json/json.h>
 
 #include <algorithm>
@@ -6,8 +8,8 @@
 #include <set>
 #include <utility>
 
+#include "cli/explain/json_story.h"
 #include "cli/explain/key_story.h"
-#include "cli/explain/print_story.h"
 #include "cli/output/lines.h"
 #include "cli/output/page_shell.h"
 #include "cli/output/utf8.h"

@@ -9,7 +9,6 @@
 #include "rules/rule_syntax.h"
 #include "util/file_util.h"
 #include "util/limits.h"
-#include "util/string_util.h"
 
 namespace {
 
@@ -263,8 +262,7 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
   const std::string record = RecordName(rule.name, key);
   makers_.try_emplace(record, selecting_);
   if (isStack) {
-    stackPatterns_.try_emplace({run().featureId, record},
-                               StringUtil::EraseString(std::string(AppliedPattern(pattern)), std::string(kStackMark)));
+    stackPatterns_.try_emplace({run().featureId, record}, StackExpression(AppliedPattern(pattern)));
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "util/limits.h"
+
 namespace {
 
 template <typename Enum, size_t kCount>
@@ -29,6 +31,8 @@ std::string WhyScanEnded(const RunStory& run) {
 
 std::string WhyFate(const FrameStory& frame) {
   const std::string noise = "\"" + frame.ignoredName + "\" of level " + std::to_string(frame.ignoredLevel);
+  if (frame.isCut) return "cut by the limit of " + std::to_string(kMaxStackLines) + " lines";
+  if (frame.isNamed() && frame.name.empty()) return "its name is empty and leaves no line";
   switch (frame.fate) {
     case FrameFate::kKept:
       return "kept";
@@ -38,15 +42,10 @@ std::string WhyFate(const FrameStory& frame) {
       return "kept although it holds " + noise + ", as all frames of its block are noise";
     case FrameFate::kBeforePanic:
       return "dropped for " + noise + ": all frames of its block are noise, and it is made to begin further down";
-    case FrameFate::kCut:
-    case FrameFate::kCutHeading:
-      return "cut by the limit of 30 lines";
     case FrameFate::kHeading:
       return "its plain name heads its block";
-    case FrameFate::kNoFrames:
-      return "dropped, no frame follows it";
     default:
-      return "its name is empty and leaves no line";
+      return "dropped, no frame follows it";
   }
 }
 
@@ -62,10 +61,11 @@ std::string_view NameOf(FrameForm form) {
   return NameIn(kNames, form);
 }
 
-std::string_view NameOf(FrameFate fate) {
-  static constexpr std::array<std::string_view, 9> kNames = {
-      "kept", "ignored", "ignored-but-kept", "before-panic", "cut", "heading", "cut-heading", "no-frames", "empty"};
-  return NameIn(kNames, fate);
+std::string_view FateOf(const FrameStory& frame) {
+  static constexpr std::array<std::string_view, 6> kNames = {"kept",         "ignored", "ignored-but-kept",
+                                                             "before-panic", "heading", "no-frames"};
+  if (frame.isCut) return frame.fate == FrameFate::kHeading ? "cut-heading" : "cut";
+  return frame.isNamed() && frame.name.empty() ? "empty" : NameIn(kNames, frame.fate);
 }
 
 std::string_view NameOf(ScanEnd end) {

@@ -11,6 +11,7 @@
 
 #include "analysis/run_observer.h"
 #include "cli/rule_files/rule_places.h"
+#include "stack/stack_observer.h"
 
 // The whole story of one call of the library, for every form in which it is told. Texts are those of the log and of the
 // rule files, whatever bytes they hold. What grows with the log is kept in part: see FirstOf.
@@ -164,28 +165,23 @@ struct RunStory {
 
 enum class FrameForm { kJava, kNative, kKernel, kHyphen, kCause, kOther };
 
-enum class FrameFate {
-  kKept,
-  kIgnored,         // for the name of a library or function in it
-  kIgnoredButKept,  // ditto, but its whole block is
-  kBeforePanic,     // all of its block is noise, and this precedes the first panic, dumper or scheduler frame: the cut
-  kCut,             // by the limit of lines
-  kHeading,         // opens a block: replaced by the plain name of its exception
-  kCutHeading,      // as kHeading, and cut by the limit of lines
-  kNoFrames,        // opens a cause without frames, and is dropped
-  kEmpty,           // has an empty name
-};
-
 // A line of "STACK" before it is filtered.
 struct FrameStory {
   std::string text;
   LogLine line;  // of the log that the stack was cut from; number 0 when not known
   FrameForm form = FrameForm::kOther;
   FrameFate fate = FrameFate::kKept;
+  bool isCut = false;       // by the limit of lines
   std::string name;         // what stands for the line in the filtered stack
   std::string ignoredName;  // the name in it that makes it noise, if there is one...
   int ignoredLevel = 0;     // ...and the level that lists it, from 1
   size_t block = 0;         // an index of StackStory::blocks
+
+  // Whether a line of the filtered stack is made from it, if it is not cut and its name not empty.
+  bool isNamed() const {
+    return fate == FrameFate::kKept || fate == FrameFate::kIgnoredButKept || fate == FrameFate::kHeading;
+  }
+  bool isInFilteredStack() const { return isNamed() && !isCut && !name.empty(); }
 };
 
 // The frames of one exception, in the order of the filtered stack.
@@ -243,7 +239,7 @@ std::string WhyFate(const FrameStory& frame);
 
 std::string_view NameOf(VerdictKind kind);
 std::string_view NameOf(FrameForm form);
-std::string_view NameOf(FrameFate fate);
+std::string_view FateOf(const FrameStory& frame);
 std::string_view NameOf(ScanEnd end);
 std::string_view NameOf(LineFate fate);
 

@@ -3,7 +3,10 @@
 #include <algorithm>
 
 #include "cli/check/wrong_type.h"
-#include "cli/explain/story_parts.h"
+#include "cli/explain/entry_story.h"
+#include "cli/explain/log_health.h"
+#include "cli/explain/run_teller.h"
+#include "cli/explain/stack_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "entry/compiled_rules.h"
@@ -34,8 +37,7 @@ std::string IdFault(const Story& story) {
 std::string ResultFault(const Story& story) {
   const auto stack = story.result.find(kStackKey);
   const std::string filtered = stack == story.result.end() ? "" : stack->second;
-  if (filtered != (story.stack ? story.stack->filtered : "")) return "the result holds another stack than is told of";
-  return story.stack ? StackFault(*story.stack) : "";
+  return filtered == (story.stack ? story.stack->filtered : "") ? "" : "the result holds another stack than is told of";
 }
 
 std::vector<std::string> HealthOf(const std::string& path) {

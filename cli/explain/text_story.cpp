@@ -1,9 +1,10 @@
+#include "cli/explain/text_story.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
 
 #include "cli/explain/key_story.h"
-#include "cli/explain/print_story.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
@@ -295,8 +296,7 @@ class TextWriter {
   void printFrame(const FrameStory& frame) {
     out_ << "  ";
     if (frame.line.number > 0) out_ << "line " << frame.line.number << ": ";
-    const bool isKept =
-        frame.fate == FrameFate::kKept || frame.fate == FrameFate::kHeading || frame.fate == FrameFate::kIgnoredButKept;
+    const bool isKept = frame.isInFilteredStack();
     out_ << FormFor(frame.form) << ", " << paint(isKept ? kGood : kBad, WhyFate(frame)) << ": "
          << Shown(isKept ? frame.name : frame.text) << '\n';
   }

@@ -130,9 +130,5 @@ std::vector<std::string> Differences(const TextMap& expected, const TextMap& act
 void UpdateExpected(const GoldenCase& golden, const TextMap& actual) {
   Json::Value root(Json::objectValue);
   for (const auto& [key, value] : actual) root[key] = value;
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  builder["enableYAMLCompatibility"] = true;  // no blank before a colon
-  WriteWholeFile(golden.path + "/expected.json", Json::writeString(builder, root) + "\n");
+  WriteWholeFile(golden.path + "/expected.json", JsonPage(root, /*isTight=*/true));
 }

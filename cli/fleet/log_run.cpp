@@ -6,6 +6,11 @@
 #include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 
+std::string ValueOf(const TextMap& results, const std::string& key) {
+  const auto found = results.find(key);
+  return found == results.end() ? "" : found->second;
+}
+
 TextMap Analyze(const LogRun& run, RunObserver* observer) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
   const LogFile file(run.log.path);

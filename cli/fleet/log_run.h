@@ -9,6 +9,9 @@
 
 using TextMap = std::map<std::string, std::string>;
 
+// The value of a key; empty without one.
+std::string ValueOf(const TextMap& results, const std::string& key);
+
 // A log under the rules of a directory.
 struct LogRun {
   LogEntry log;

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "cli/explain/print_story.h"
+#include "cli/explain/page_story.h"
 #include "cli/live/own_program.h"
 #include "cli/output/input_error.h"
 #include "cli/output/utf8.h"

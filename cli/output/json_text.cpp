@@ -4,14 +4,26 @@
 
 #include "cli/output/utf8.h"
 
+namespace {
+
+Json::StreamWriterBuilder BuilderOf(const char* indentation) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = indentation;
+  builder["emitUTF8"] = true;
+  return builder;
+}
+
+}  // namespace
+
 std::string JsonLine(const Json::Value& value) {
-  static const Json::StreamWriterBuilder kBuilder = [] {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return builder;
-  }();
+  static const Json::StreamWriterBuilder kBuilder = BuilderOf("");
   return Json::writeString(kBuilder, value);
+}
+
+std::string JsonPage(const Json::Value& value, bool isTight) {
+  Json::StreamWriterBuilder builder = BuilderOf("  ");
+  builder["enableYAMLCompatibility"] = isTight;
+  return Json::writeString(builder, value) + "\n";
 }
 
 std::string JsonString(std::string_view text) { return JsonLine(ValidUtf8(text)); }

@@ -11,6 +11,9 @@
 // `value` on one line, in UTF-8 and without a line end.
 std::string JsonLine(const Json::Value& value);
 
+// `value` indented, in UTF-8 and with a line end. A tight page has no blank before a colon.
+std::string JsonPage(const Json::Value& value, bool isTight = false);
+
 // `text` as a JSON string; bytes that are no UTF-8 become U+FFFD.
 std::string JsonString(std::string_view text);
 

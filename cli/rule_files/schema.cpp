@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "cli/output/json_text.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -11,13 +12,13 @@ namespace {
 using Form = MemberRow::NameForm;
 
 // Kinds of objects with the name of their definition and its title.
-const std::map<ObjectKind, std::pair<const char*, const char*>> kDefinitions = {
-    {ObjectKind::kMatchRoot, {"matchRoot", "Rules for the lines of logs (match_rule.json)"}},
+const std::map<ObjectKind, std::pair<const char*, std::string>> kDefinitions = {
+    {ObjectKind::kMatchRoot, {"matchRoot", std::string("Rules for the lines of logs (") + kMatchFileName + ")"}},
     {ObjectKind::kSegmentFrame, {"segmentFrame", "An element of the segment frame table"}},
     {ObjectKind::kFrameEntry, {"frameEntry", "A frame entry"}},
     {ObjectKind::kPlainRule, {"plainRule", "A rule that is gone once it has all its parameters"}},
     {ObjectKind::kSegmentRule, {"segmentRule", "A rule that stays"}},
-    {ObjectKind::kAssembleRoot, {"assembleRoot", "Templates of the results (assemble_rule.json)"}},
+    {ObjectKind::kAssembleRoot, {"assembleRoot", std::string("Templates of the results (") + kAssembleFileName + ")"}},
     {ObjectKind::kSection, {"section", "The feature ids of an event type"}},
     {ObjectKind::kTemplates, {"templates", "The result keys of a feature id"}},
 };
@@ -91,7 +92,5 @@ std::string SchemaOf(ObjectKind root) {
   schema["allOf"].append(ReferenceTo(root));
   schema["$schema"] = "http://json-schema.org/draft-07/schema#";
   Define(root, schema["definitions"]);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, schema) + "\n";
+  return JsonPage(schema);
 }

@@ -11,9 +11,9 @@
 #include "regex/selectivity.h"
 #include "rules/rule_syntax.h"
 #include "tests/support/plain_engine.h"
+#include "tests/support/run_notes.h"
 #include "tests/support/standard_search.h"
 #include "tests/support/temp_dir.h"
-#include "tests/support/transcript.h"
 
 namespace {
 
@@ -173,7 +173,7 @@ TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
 
     std::stringstream content(log);
     Analysis engine(1, "event", &frame, {});
-    Transcript watching;
+    RunNotes watching;
     if (i % 4 == 0) engine.observe(&watching);
     engine.setWindow(generator.oneIn(3) ? LineReader::kWindow : 1 + generator.below(4096));
     engine.rawInfoPosition(content);

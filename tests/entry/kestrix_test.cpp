@@ -8,8 +8,8 @@
 #include "entry/compiled_rules.h"
 #include "tests/support/log_fake.h"
 #include "tests/support/rule_text.h"
+#include "tests/support/run_notes.h"
 #include "tests/support/temp_dir.h"
-#include "tests/support/transcript.h"
 
 TEST(KestrixAnalysis, RefusesADirectoryThatIsNotThere) {
   TakeLog();
@@ -61,7 +61,7 @@ TEST(CompiledRules, TellsWhatIsDecided) {
              {"name":"LayerOneCmd", "keyWords":"cmd", "v_c":"(c)"}],
     "segmentRule":[{"name":"s", "keyWords":"kill", "num":9, "v_y":"(y)"}]}})j");
   dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"PID":"p.v_x+no.v_x", "STACK":"p.v_s"}}})");
-  Transcript told;
+  RunNotes told;
   const TextMap result = CompiledRules(dir.path()).analysis({"/other"}, "anr", &told);
   EXPECT_EQ(Kestrix::analysis("/other", dir.path(), "anr"), result);
   // Two ids of an entry: the second one's frame has the rules twice, and no template.
@@ -149,7 +149,7 @@ TEST(KestrixAnalysis, LeavesOutPiledRulesThatCannotComeIntoPlayOnly) {
   for (size_t count = 0; count <= lines.size(); ++count) {
     dir.write("log", log);
     TakeLog();
-    Transcript whole;
+    RunNotes whole;
     const TextMap expected = CompiledRules(dir.path()).analysis({"/log"}, "anr", &whole);
     const Texts expectedLog = TakeLog();
     EXPECT_EQ(expected, Kestrix::analysis("/log", dir.path(), "anr")) << log;

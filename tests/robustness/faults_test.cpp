@@ -15,8 +15,8 @@
 #include "rules/rule.h"
 #include "tests/support/log_fake.h"
 #include "tests/support/rule_text.h"
+#include "tests/support/run_notes.h"
 #include "tests/support/temp_dir.h"
-#include "tests/support/transcript.h"
 #include "util/file_util.h"
 #include "util/limits.h"
 #include "util/sha256_util.h"
@@ -182,7 +182,7 @@ TEST(System, ALogMayChangeBeforeItIsCut) {
 }
 
 // Calls back at the first line at or behind an offset.
-class AtOffset : public Transcript {
+class AtOffset : public RunNotes {
  public:
   AtOffset(size_t offset, std::function<void()> action) : offset_(offset), action_(std::move(action)) {}
   void onLine(std::string_view /*line*/, size_t offset, LineFate /*fate*/) override {

@@ -1,5 +1,5 @@
-#ifndef TESTS_SUPPORT_TRANSCRIPT_H
-#define TESTS_SUPPORT_TRANSCRIPT_H
+#ifndef TESTS_SUPPORT_RUN_NOTES_H
+#define TESTS_SUPPORT_RUN_NOTES_H
 
 #include <string>
 #include <vector>
@@ -7,7 +7,7 @@
 #include "analysis/run_observer.h"
 
 // Writes down what an analysis tells, a line each.
-struct Transcript : RunObserver {
+struct RunNotes : RunObserver {
   std::vector<std::string> lines;
 
   void onRun(const std::string& id, const FeatureFrame& frame, const Analysis& /*run*/) override {
@@ -43,4 +43,4 @@ struct Transcript : RunObserver {
   }
 };
 
-#endif  // TESTS_SUPPORT_TRANSCRIPT_H
+#endif  // TESTS_SUPPORT_RUN_NOTES_H
