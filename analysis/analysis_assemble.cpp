@@ -57,7 +57,7 @@ std::string Analysis::assembleTrace(const std::string& path, const std::string& 
 
 void Analysis::setStackRegex(const std::string& name, const std::string& pattern) {
   if (pattern.find(kStackMark) == std::string::npos) return;
-  stackPatterns_.try_emplace(name, StringUtil::EraseString(pattern, std::string(kStackMark)));
+  stackPatterns_.try_emplace(name, StackExpression(pattern));
 }
 
 void Analysis::processResult(std::map<std::string, std::string>& result) const {

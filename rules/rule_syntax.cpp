@@ -4,9 +4,9 @@
 
 #include "util/string_util.h"
 
-std::string MatchRuleFile(const std::string& configDir) { return configDir + "/match_rule.json"; }
+std::string MatchRuleFile(const std::string& configDir) { return configDir + "/" + kMatchFileName; }
 
-std::string AssembleRuleFile(const std::string& configDir) { return configDir + "/assemble_rule.json"; }
+std::string AssembleRuleFile(const std::string& configDir) { return configDir + "/" + kAssembleFileName; }
 
 std::string EventTypeOf(const std::string& featureId) {
   return StringUtil::GetRleftSubstr(StringUtil::GetRightSubstr(featureId, "_"), "_");
@@ -28,6 +28,10 @@ bool TakeTerm(std::string_view& rest, std::string_view mark, std::string_view& t
     rest.remove_prefix(std::min(rest.size(), term.size() + mark.size()));
   } while (term.empty());
   return true;
+}
+
+std::string StackExpression(std::string_view applied) {
+  return StringUtil::EraseString(std::string(applied), std::string(kStackMark));
 }
 
 std::string RecordName(const std::string& rule, const std::string& param) { return rule + "." + param; }

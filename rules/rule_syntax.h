@@ -13,6 +13,8 @@
 // --- The files ---
 
 // The two files in a directory of rules.
+inline constexpr char kMatchFileName[] = "match_rule.json";
+inline constexpr char kAssembleFileName[] = "assemble_rule.json";
 std::string MatchRuleFile(const std::string& configDir);
 std::string AssembleRuleFile(const std::string& configDir);
 
@@ -47,7 +49,10 @@ inline constexpr char kSegmentCommand[] = "segmentRule";  // a rule that may fir
 inline constexpr char kParamPrefix[] = "v_";
 
 // Whether the loader refuses a rule: only a segment rule may span lines.
-constexpr bool IsRefused(std::string_view command, int32_t num) { return num >= 1 && command == kPlainCommand; }
+inline constexpr int32_t kMaxPlainNum = 0;
+constexpr bool IsRefused(std::string_view command, int32_t num) {
+  return num > kMaxPlainNum && command == kPlainCommand;
+}
 
 // A record whose name holds one of these begins the segment part of a log.
 inline constexpr std::array<std::string_view, 2> kSegmentBegins = {"LayerOneCmd", "LayerTwoCmd"};
@@ -82,6 +87,9 @@ constexpr std::string_view AppliedPattern(std::string_view text) {
 constexpr bool IsStackPattern(std::string_view text) {
   return AppliedPattern(text).find(kStackMark) != std::string_view::npos;
 }
+
+// The expression for the frames of a stack: an applied pattern without its marks "@T@".
+std::string StackExpression(std::string_view applied);
 
 // The name of the record that a rule's parameter makes.
 std::string RecordName(const std::string& rule, const std::string& param);

@@ -9,7 +9,6 @@
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_util.h"
-#include "util/string_util.h"
 
 namespace {
 
@@ -162,7 +161,7 @@ class ExpressionCheck {
   }
 
   void checkStackPattern(const PlacedText& pattern, const std::string& applied, size_t offset) {
-    const std::string text = StringUtil::EraseString(applied, std::string(kStackMark));
+    const std::string text = StackExpression(applied);
     // A mark in the middle is rare: then the place of a fault is that of the whole.
     const bool isInFront = applied == std::string(kStackMark) + text;
     const std::string filled = WithVariablesAs(text, kSampleValue);

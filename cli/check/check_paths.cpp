@@ -2,6 +2,8 @@
 // with all in front of it, and the first part whose expression takes the whole path of the log ends the test there: the
 // log passes when that is the last part, or when the path is what stands there, letter for letter.
 
+#include <limits.h>
+
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -18,7 +20,7 @@
 
 namespace {
 
-constexpr size_t kMaxPathSize = 4095;
+constexpr size_t kMaxPathSize = PATH_MAX - 1;
 constexpr char kPathOfLog[] = "(?:/[^/]+)+";
 constexpr char kUsualPath[] = "(?:/[\\w.,:+@~-]+)+";
 constexpr char kDotStep[] = "\\./";  // the library reads no such path

@@ -17,7 +17,6 @@
 #include "regex/regex_tree.h"
 #include "rules/rule_syntax.h"
 #include "util/limits.h"
-#include "util/string_util.h"
 
 namespace {
 
@@ -265,7 +264,7 @@ class ValueCheck {
     const PlacedText& pattern = param.pattern;
     const bool isStack = IsStackPattern(pattern.text());
     const std::string applied(AppliedPattern(pattern.text()));
-    const std::string expression = isStack ? StringUtil::EraseString(applied, std::string(kStackMark)) : applied;
+    const std::string expression = isStack ? StackExpression(applied) : applied;
     if (expression.empty()) return;  // that is a matter of its marks
     LineSet& taken = lines_.ofPattern(expression);
     if (taken.isEmpty()) {
@@ -454,7 +453,7 @@ class ValueCheck {
   static std::string ExpressionIn(const std::string& text) {
     const std::string applied(AppliedPattern(text));
     if (text.starts_with(kRegexMark)) return text.substr(kRegexMark.size());
-    return StringUtil::EraseString(applied, std::string(kStackMark));
+    return StackExpression(applied);
   }
 
   const RuleModel& model_;

@@ -175,14 +175,13 @@ void AddCheck(CLI::App& program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
   command
       ->add_option("DIR", options->rules,
-                   "Directory of match_rule.json and assemble_rule.json, or a match rule file, or \"-\" for one "
-                   "rule file on standard input")
+                   DirectoryOfRules() + ", or a match rule file, or \"-\" for one rule file on standard input")
       ->type_name("");
   command->add_option("FILE", options->assembleFile, "The assemble rule file, when the first names a match rule file")
       ->type_name("");
   command->add_option("--as-file", options->asFile, "With \"-\": which of the two files is read")
       ->type_name("NAME")
-      ->check(CLI::IsMember({"match_rule.json", "assemble_rule.json"}));
+      ->check(CLI::IsMember({kMatchFileName, kAssembleFileName}));
   command->add_option("--config", options->config, "With \"-\": the directory of the other rule file")
       ->type_name("DIR");
   command

@@ -22,6 +22,7 @@
 #include "cli/output/output_file.h"
 #include "cli/output/page_shell.h"
 #include "cli/output/terminal.h"
+#include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 
 // Embedded when the program is built.
@@ -78,7 +79,7 @@ bool AddLine(const std::string& line, const Options& options, Input& input) {
     ++input.empty;
   } else if (value.isString()) {
     input.table.add(value.asString(), root["path"].asString(), stack.isString() ? stack.asString() : "",
-                    TextIn(results, "REASON"), TextIn(root, "event"));
+                    TextIn(results, kReasonKey), TextIn(root, "event"));
     ++input.grouped;
   } else {
     ++input.without;

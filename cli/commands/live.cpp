@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
 #include "cli/live/file_watch.h"
 #include "cli/live/live_desk.h"
@@ -92,10 +93,10 @@ ExitStatus Run(Options options) {
 void AddLive(CLI::App& program, ExitStatus& status) {
   CLI::App* command = program.add_subcommand("live", "Show in a browser what each save of the rules changes in logs");
   const auto options = std::make_shared<Options>();
-  command->add_option("LOG", options->input.logs, "The log files, each of at most 32 MiB")->type_name("")->required();
-  command->add_option("--config", options->input.configDir, "Directory of match_rule.json and assemble_rule.json")
-      ->type_name("DIR")
+  command->add_option("LOG", options->input.logs, "The log files, each of at most " + MaxLogSizeText())
+      ->type_name("")
       ->required();
+  AddConfigOption(*command, options->input.configDir);
   command
       ->add_option("--event", options->input.event,
                    "Event type whose rules apply; by default, for each log, that which finds most in it")

@@ -2,6 +2,9 @@
 
 #include "cli/library/input.h"
 #include "cli/output/terminal.h"
+#include "rules/rule_syntax.h"
+
+std::string DirectoryOfRules() { return std::string("Directory of ") + kMatchFileName + " and " + kAssembleFileName; }
 
 void AddLogOption(CLI::App& command, std::string& log) {
   command.add_option("LOG", log, "The log file, of at most " + MaxLogSizeText())->required();
@@ -20,7 +23,7 @@ void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir
 }
 
 void AddConfigOption(CLI::App& command, std::string& dir) {
-  AddRulesOption(command, "--config", dir, "Directory of match_rule.json and assemble_rule.json");
+  AddRulesOption(command, "--config", dir, DirectoryOfRules());
 }
 
 void AddEventOption(CLI::App& command, std::string& type) {

@@ -9,6 +9,9 @@
 
 // The options that several commands take, each declared once.
 
+// "Directory of ..." and the names of the two files.
+std::string DirectoryOfRules();
+
 void AddLogOption(CLI::App& command, std::string& log);
 
 // A log that may be compressed, or stand on standard input: for LogFile::ofArgument().

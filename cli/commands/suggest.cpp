@@ -9,6 +9,7 @@
 #include "cli/library/input.h"
 #include "cli/output/json_text.h"
 #include "cli/output/terminal.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -82,8 +83,8 @@ void PrintAsText(const std::vector<Suggestion>& suggestions, bool inColour, std:
     out << Painted(inColour, "1", "Suggestion " + std::to_string(number)) << ": "
         << Counted(suggestion.draft.rules.size(), "rule") << '\n';
     PrintTaking(suggestion, out);
-    out << "\n  match_rule.json\n"
-        << Indented(MatchText({suggestion.draft})) << "\n  assemble_rule.json\n"
+    out << "\n  " << kMatchFileName << "\n"
+        << Indented(MatchText({suggestion.draft})) << "\n  " << kAssembleFileName << "\n"
         << Indented(AssembleText({suggestion.draft}));
   }
 }

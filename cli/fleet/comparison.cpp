@@ -3,14 +3,10 @@
 #include <algorithm>
 
 #include "cli/library/no_fingerprint.h"
+#include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 
 namespace {
-
-std::string ValueOf(const TextMap& results, const std::string& key) {
-  const auto found = results.find(key);
-  return found == results.end() ? "" : found->second;
-}
 
 size_t LogsOf(const GroupMove& move) {
   size_t logs = 0;
@@ -81,8 +77,8 @@ void Comparison::addStep(const std::string& path, const TextMap& before, const T
             path,
             ValueOf(before, kStackKey),
             ValueOf(after, kStackKey),
-            ValueOf(before, "REASON"),
-            ValueOf(after, "REASON")};
+            ValueOf(before, kReasonKey),
+            ValueOf(after, kReasonKey)};
   ++step.count;
 }
 

@@ -6,6 +6,7 @@
 #include "cli/lsp/names.h"
 #include "cli/output/json_text.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
@@ -31,11 +32,11 @@ constexpr Mark kParamMarks[] = {
     {kStackMark, "Nothing is searched in the line: from it on the pattern cuts a stack out of the log."},
 };
 constexpr Mark kFilterKeys[] = {
-    {"STACK", "The call stack. It is filtered and gives \"FINGERPRINT\" and the frames."},
-    {"REASON", "The one key that values are appended to."},
-    {"FST_FRAME", "The first frame; without it the filter names one."},
-    {"SEC_FRAME", "The second frame; without it the filter names one."},
-    {"LAST_FRAME", "The last frame; without it the filter names one."},
+    {kStackKey, "The call stack. It is filtered and gives \"FINGERPRINT\" and the frames."},
+    {kReasonKey, "The one key that values are appended to."},
+    {kFrameKeys[0], "The first frame; without it the filter names one."},
+    {kFrameKeys[1], "The second frame; without it the filter names one."},
+    {kFrameKeys[2], "The last frame; without it the filter names one."},
 };
 
 class Completions {

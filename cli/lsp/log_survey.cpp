@@ -16,6 +16,7 @@
 #include "cli/library/library_call.h"
 #include "cli/lsp/transport.h"
 #include "cli/output/json_text.h"
+#include "cli/output/output_file.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"
 
@@ -40,14 +41,6 @@ Fields TellLog(const LogRun& run, bool withRecords) {
   return fields;
 }
 
-void WriteAll(int pipe, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(pipe, text.data(), text.size());
-    if (written < 0 && errno != EINTR) _exit(1);
-    if (written > 0) text.remove_prefix(static_cast<size_t>(written));
-  }
-}
-
 // In the survey's own process: a line of JSON for each log.
 void Run(int pipe, const std::string& folder, const std::set<std::string>& eventTypes, const SurveyLogs& logs) {
   PrepareLibrary(false);
@@ -69,9 +62,9 @@ void Run(int pipe, const std::string& folder, const std::set<std::string>& event
         line["log"] = ValidUtf8(run.log.path);
         line["fields"] = JsonTexts(reply.fields);
         line["isLast"] = run.log.event == *eventTypes.rbegin();
-        WriteAll(pipe, JsonLine(line) + "\n");
+        if (!WriteAll(pipe, JsonLine(line) + "\n")) _exit(1);
       });
-  WriteAll(pipe, "{\"done\":true}\n");
+  if (!WriteAll(pipe, "{\"done\":true}\n")) _exit(1);
 }
 
 void WriteFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/output/terminal.h"
 #include "rules/rule_syntax.h"
 
 namespace {
@@ -138,7 +139,7 @@ std::string WhyNoName(NameKind kind, const std::string& text) {
   }
   if (kind == NameKind::kParam &&
       (!text.starts_with(kParamPrefix) || text.size() == std::string(kParamPrefix).size())) {
-    return "the name of a parameter begins with \"v_\"";
+    return "the name of a parameter begins with " + Quoted(kParamPrefix);
   }
   if (kind == NameKind::kFeatureId && EventTypeOf(text).empty()) {
     return "a feature id is a prefix, \"_\", the event type, \"_\" and a suffix";

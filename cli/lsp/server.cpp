@@ -22,6 +22,8 @@
 #include "cli/lsp/log_survey.h"
 #include "cli/lsp/transport.h"
 #include "cli/output/json_text.h"
+#include "cli/output/output_file.h"
+#include "rules/rule_syntax.h"
 
 // One loop waits for the client and for the survey of the logs. Messages are answered in their order; the findings of a
 // text are made when no message is waiting, so that of several keystrokes only the last one is checked, and the survey
@@ -72,8 +74,8 @@ int VersionIn(const Json::Value& document) {
 }
 
 std::optional<FileKind> KindOf(const std::string& name) {
-  if (name == "match_rule.json") return FileKind::kMatch;
-  if (name == "assemble_rule.json") return FileKind::kAssemble;
+  if (name == kMatchFileName) return FileKind::kMatch;
+  if (name == kAssembleFileName) return FileKind::kAssemble;
   return std::nullopt;
 }
 
@@ -214,16 +216,7 @@ class Server {
 
   void send(Json::Value message) {
     message["jsonrpc"] = "2.0";
-    const std::string framed = Framed(message);
-    std::string_view rest = framed;
-    while (!rest.empty()) {
-      const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
-      if (written < 0 && errno != EINTR) {
-        isOver_ = true;
-        return;
-      }
-      if (written > 0) rest.remove_prefix(static_cast<size_t>(written));
-    }
+    if (!WriteAll(STDOUT_FILENO, Framed(message))) isOver_ = true;
   }
 
   void answer(const Json::Value& id, const Json::Value& result) {

@@ -107,7 +107,7 @@ std::vector<MemberRow> MadeRows() {
       {.object = Object::kPlainRule,
        .name = "num",
        .value = Value::kInteger,
-       .maximum = 0,
+       .maximum = kMaxPlainNum,
        .meaning = "Belongs to " + Quoted(kSegmentCommand) + "."},
       {.object = Object::kSegmentRule,
        .name = "num",

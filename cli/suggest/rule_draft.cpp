@@ -118,8 +118,8 @@ std::string AssembleText(const std::vector<Draft>& drafts) {
 
 bool MakeClean(Draft& draft) {
   while (true) {
-    const JsonFile matchFile("match_rule.json", MatchText({draft}));
-    const JsonFile assembleFile("assemble_rule.json", AssembleText({draft}));
+    const JsonFile matchFile(kMatchFileName, MatchText({draft}));
+    const JsonFile assembleFile(kAssembleFileName, AssembleText({draft}));
     const RuleModel model(matchFile, assembleFile);
     const std::vector<Finding> findings = CheckRules(model);
     if (findings.empty()) return true;

@@ -8,6 +8,7 @@
 #include "cli/fleet/line_look.h"
 #include "cli/library/input.h"
 #include "cli/suggest/suggest.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -35,8 +36,8 @@ std::vector<Draft> DraftsOf(const std::vector<Draft>& drafts, const std::string&
 }
 
 bool AreClean(const std::vector<Draft>& drafts) {
-  const JsonFile matchFile("match_rule.json", MatchText(drafts));
-  const JsonFile assembleFile("assemble_rule.json", AssembleText(drafts));
+  const JsonFile matchFile(kMatchFileName, MatchText(drafts));
+  const JsonFile assembleFile(kAssembleFileName, AssembleText(drafts));
   return CheckRules(RuleModel(matchFile, assembleFile)).empty();
 }
 
