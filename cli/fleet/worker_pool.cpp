@@ -21,8 +21,11 @@
 
 namespace {
 
-constexpr size_t kMaxTasks = 1024;                                    // ahead of the oldest one that is not done
-constexpr size_t kMaxHeldBytes = 64 * 1024 * 1024;                    // of replies that wait for their turn
+constexpr size_t kMaxTasks = 1024 * 1024;                             // ahead of the oldest one that is not done
+constexpr size_t kMaxKeptBytes = 8 * 1024 * 1024;                     // of replies that wait; more go to the file
+constexpr size_t kMaxHeldBytes = 64 * 1024 * 1024;                    // of replies, where there is no room for a file
+constexpr size_t kMaxSpilledBytes = 8UL * 1024 * 1024 * 1024;         // of the file
+constexpr size_t kMaxHandedOver = 256;                                // replies, before the workers are looked at again
 constexpr std::chrono::nanoseconds kForever = std::chrono::hours(1);  // a wait is simply taken up again
 constexpr int kInterrupts[] = {SIGINT, SIGTERM};
 
@@ -172,6 +175,24 @@ bool WaitUninterrupted(std::vector<pollfd>& events, std::chrono::nanoseconds lim
   return ready >= 0;
 }
 
+// --- What waits for its turn: a request, and the reply ---
+
+std::string EncodedTask(const Fields& request, const Reply& reply) {
+  Fields all = {std::to_string(request.size()), reply.fault};
+  all.insert(all.end(), request.begin(), request.end());
+  all.insert(all.end(), reply.fields.begin(), reply.fields.end());
+  return Encoded(all);
+}
+
+void DecodeTask(std::string_view message, Fields& request, Reply& reply) {
+  Fields all;
+  Decode(message, all);
+  const auto begin = all.begin() + 2;
+  const auto end = begin + std::stol(all[0]);
+  request.assign(begin, end);
+  reply = {Fields(end, all.end()), std::move(all[1])};
+}
+
 std::string ReasonOf(int status) {
   if (!WIFSIGNALED(status)) return "the analysis ended its process";
   const int signal = WTERMSIG(status);
@@ -206,16 +227,17 @@ void WorkerPool::dispatch(const Source& source) {
   isWaiting_ = false;
   for (Worker& worker : workers_) {
     if (worker.task != nullptr) continue;
-    if (isAtEnd_ || isWaiting_ || tasks_.size() >= kMaxTasks || heldBytes_ >= kMaxHeldBytes) return;
+    if (isAtEnd_ || isWaiting_ || tasks_.size() >= kMaxTasks) return;
+    if (heldBytes_ >= kMaxHeldBytes || spill_.size() >= kMaxSpilledBytes) return;
     Fields request;
     const Next next = source(request);
     isAtEnd_ = next == Next::kEnd;
     isWaiting_ = next == Next::kWait;
     if (next != Next::kRequest) return;
     if (worker.pid == -1) start(worker);
-    worker.task = &tasks_.emplace_back(Task{std::move(request), {}, false});
+    worker.task = &tasks_.emplace_back(Task{Encoded(request), {}, false});
     worker.deadline = Clock::now() + limit_;
-    Send(worker.socket, Encoded(worker.task->request));  // one that is gone is noticed when its reply is read
+    Send(worker.socket, worker.task->message);  // one that is gone is noticed when its reply is read
   }
 }
 
@@ -238,6 +260,7 @@ void WorkerPool::start(Worker& worker) {
 }
 
 std::chrono::nanoseconds WorkerPool::timeLeft() const {
+  if (!tasks_.empty() && tasks_.front().isDone) return std::chrono::nanoseconds(0);
   std::chrono::nanoseconds left = kForever;
   for (const Worker& worker : workers_) {
     if (worker.task != nullptr && limit_.count() > 0) left = std::min(left, worker.deadline - Clock::now());
@@ -272,12 +295,20 @@ void WorkerPool::receive(Worker& worker) {
   finish(worker, {std::move(fields), ""});
 }
 
-void WorkerPool::finish(Worker& worker, Reply reply) {
+void WorkerPool::finish(Worker& worker, const Reply& reply) {
   if (worker.task == nullptr) return;
-  for (const std::string& field : reply.fields) heldBytes_ += field.size();
-  worker.task->reply = std::move(reply);
-  worker.task->isDone = true;
-  worker.task = nullptr;
+  Task& task = *std::exchange(worker.task, nullptr);
+  Fields request;
+  Decode(task.message, request);
+  std::string message = EncodedTask(request, reply);
+  task.isDone = true;
+  if (heldBytes_ + message.size() > kMaxKeptBytes && &task != &tasks_.front() && spill_.append(message, task.spilled)) {
+    task.message = std::string();
+    ++spilledTasks_;
+    return;
+  }
+  heldBytes_ += message.size();
+  task.message = std::move(message);
 }
 
 void WorkerPool::endOverdue() {
@@ -303,9 +334,15 @@ std::string WorkerPool::end(Worker& worker) {
 }
 
 void WorkerPool::handOver(const Sink& sink) {
-  while (!tasks_.empty() && tasks_.front().isDone && interruptSignal == 0) {
-    sink(tasks_.front().request, tasks_.front().reply);
-    for (const std::string& field : tasks_.front().reply.fields) heldBytes_ -= field.size();
+  Fields request;
+  Reply reply;
+  for (size_t i = 0; i < kMaxHandedOver && !tasks_.empty() && tasks_.front().isDone && interruptSignal == 0; ++i) {
+    const Task task = std::move(tasks_.front());
     tasks_.pop_front();
+    const bool isSpilled = task.message.empty();
+    DecodeTask(isSpilled ? spill_.read(task.spilled) : task.message, request, reply);
+    if (!isSpilled) heldBytes_ -= task.message.size();
+    if (isSpilled && --spilledTasks_ == 0) spill_.clear();
+    sink(request, reply);
   }
 }

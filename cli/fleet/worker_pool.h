@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/fleet/spill_file.h"
+
 // A message between the program and a worker.
 using Fields = std::vector<std::string>;
 
@@ -38,16 +40,18 @@ class WorkerPool {
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  // Hands each request to a worker and each reply to `sink`, in the order of the requests. What waits for its turn is
-  // bounded in number and size. An interrupt ends the process as soon as `sink` has returned.
+  // Hands each request to a worker and each reply to `sink`, in the order of the requests. What waits for its turn
+  // behind a slow job is bounded in memory, where the larger part of it goes to a file, and in number. An interrupt
+  // ends the process as soon as `sink` has returned.
   void run(const Source& source, const Sink& sink);
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  // A million of these may wait, so it is small.
   struct Task {
-    Fields request;
-    Reply reply;
+    std::string message;  // the request; with the reply when it is done; empty when that is in `spill_`
+    SpillFile::Place spilled;
     bool isDone = false;
   };
 
@@ -63,7 +67,7 @@ class WorkerPool {
   void start(Worker& worker);
   void waitForEvents();
   void receive(Worker& worker);
-  void finish(Worker& worker, Reply reply);
+  void finish(Worker& worker, const Reply& reply);
   void endOverdue();
   std::string end(Worker& worker);
   void handOver(const Sink& sink);
@@ -73,7 +77,9 @@ class WorkerPool {
   Job job_;
   std::vector<Worker> workers_;
   std::deque<Task> tasks_;  // in the order of the requests, done or not
-  size_t heldBytes_ = 0;    // of replies in `tasks_`
+  size_t heldBytes_ = 0;    // of done tasks' messages in memory
+  SpillFile spill_;
+  size_t spilledTasks_ = 0;
   bool isWaiting_ = false;  // for standard input
   bool isAtEnd_ = false;
 };
