@@ -5,12 +5,14 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/fleet/replay.h"
+#include "cli/fleet/unfinished_output.h"
 #include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
 #include "cli/output/utf8.h"
@@ -20,12 +22,14 @@ namespace {
 struct Options {
   ReplayOptions replay;
   std::string configDir;
+  std::string resume;  // empty: standard output
   bool timing = false;
 };
 
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix batch --config rules --event java_crash logs > results.ndjson\n"
+    "  kestrix batch --config rules --event java_crash logs --resume results.ndjson\n"
     "\n"
     "Exit status: 0 every log was analysed, 1 a log has an \"error\", 2 wrong usage or rule files that cannot be read.";
 
@@ -41,33 +45,42 @@ Fields AnalyzeToJson(const LogRun& run) {
   return {JsonLine(object), milliseconds};
 }
 
-// Past std::cout: an interrupt leaves whole lines only, and a reader gets each as soon as it is there.
-void WriteLine(const std::string& line) {
-  if (WriteAll(STDOUT_FILENO, line + '\n')) return;
-  throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
+std::string PathMember(const LogEntry& log) { return "{\"path\":" + JsonString(log.path) + ","; }
+
+// How the line of a log begins.
+std::string HeadOf(const LogEntry& log) {
+  std::string head = PathMember(log);
+  if (!IsUtf8(log.path)) head += "\"encodedPath\":" + JsonString(PercentEncoded(log.path)) + ",";
+  head += "\"event\":" + JsonString(log.event) + ",";
+  return log.as.empty() ? head : head + "\"as\":" + JsonString(log.as) + ",";
 }
 
 std::string LineOf(const LogEntry& log, const Reply& reply, bool hasTiming) {
-  std::string line = "{\"path\":" + JsonString(log.path);
-  if (!IsUtf8(log.path)) line += ",\"encodedPath\":" + JsonString(PercentEncoded(log.path));
-  line += ",\"event\":" + JsonString(log.event);
-  if (!log.as.empty()) line += ",\"as\":" + JsonString(log.as);
-  if (!reply.fault.empty()) return line + ",\"error\":" + JsonString(reply.fault) + "}";
-  line += ",\"results\":" + reply.fields[0];
-  if (hasTiming) line += ",\"ms\":" + reply.fields[1];
-  return line + "}";
+  if (!reply.fault.empty()) return HeadOf(log) + "\"error\":" + JsonString(reply.fault) + "}\n";
+  const std::string ms = hasTiming ? ",\"ms\":" + reply.fields[1] : "";
+  return HeadOf(log) + "\"results\":" + reply.fields[0] + ms + "}\n";
 }
 
 ExitStatus Run(const Options& options) {
   std::signal(SIGPIPE, SIG_DFL);  // a reader that has seen enough ends the run, whatever was inherited
-  ExitStatus status = kSuccess;
+  std::optional<UnfinishedOutput> before;
+  if (!options.resume.empty()) before.emplace(options.resume);
+  const int file = before ? before->file() : STDOUT_FILENO;
+  bool hasErrors = false;
   const auto finds = [](const Fields& fields) { return fields[0] != "{}"; };
   const auto print = [&](const LogEntry& log, const std::vector<Reply>& replies) {
-    if (!replies.front().fault.empty()) status = kNegative;
-    WriteLine(LineOf(log, replies.front(), options.timing));
+    hasErrors = hasErrors || !replies.front().fault.empty();
+    // Past std::cout: an interrupt leaves whole lines only, and a reader gets each as soon as it is there.
+    if (WriteAll(file, LineOf(log, replies.front(), options.timing))) return;
+    const std::string name = before ? options.resume : "standard output";
+    throw std::system_error(errno, std::generic_category(), name + " cannot be written");
   };
-  Replay(options.replay, {options.configDir}, {AnalyzeToJson, finds, print});
-  return status;
+  const auto isDone = [&before](const LogEntry& log) {
+    return before && (log.event.empty() ? before->takeAll(PathMember(log)) : before->take(HeadOf(log)));
+  };
+  Replay(options.replay, {options.configDir}, {AnalyzeToJson, finds, print, isDone});
+  if (before) before->finish();
+  return hasErrors || (before && before->hasErrors()) ? kNegative : kSuccess;
 }
 
 }  // namespace
@@ -77,6 +90,10 @@ void AddBatch(CLI::App& program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
   AddReplayOptions(*command, options->replay);
   AddConfigOption(*command, options->configDir);
+  command
+      ->add_option("--resume", options->resume,
+                   "Write to this file, and where an earlier run left it unfinished, go on at its end")
+      ->type_name("OUT");
   command->add_flag("--timing", options->timing, "Add \"ms\", the milliseconds that each log took");
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

@@ -160,7 +160,11 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   const auto source = [&](LogRun& run) {
     if (tried.empty() || next == tried.back().events.size() * configs.size()) {
       LogEntry log;
-      const LogList::Next found = logs.next(log);
+      LogList::Next found = logs.next(log);
+      while (found == LogList::Next::kEntry && work.isDone(log)) {
+        progress.skip();
+        found = logs.next(log);
+      }
       if (found == LogList::Next::kWait) return WorkerPool::Next::kWait;
       if (found == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
       tried.emplace_back(log, known);

@@ -40,6 +40,9 @@ struct ReplayWork {
 
   // Gets the replies for a log, one for each directory of rules.
   std::function<void(const LogEntry& log, const std::vector<Reply>& replies)> sink;
+
+  // Whether an earlier run has done the log, which is then left out.
+  std::function<bool(const LogEntry& log)> isDone = [](const LogEntry&) { return false; };
 };
 
 // Analyses each log under each of the directories of rules, and shows on a terminal how far it is. A log without an

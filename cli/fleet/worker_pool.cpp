@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr size_t kMaxTasks = 1024 * 1024;                             // ahead of the oldest one that is not done
+constexpr size_t kMaxTasks = 128 * 1024;                              // ahead of the oldest one that is not done
 constexpr size_t kMaxKeptBytes = 8 * 1024 * 1024;                     // of replies that wait; more go to the file
 constexpr size_t kMaxHeldBytes = 64 * 1024 * 1024;                    // of replies, where there is no room for a file
 constexpr size_t kMaxSpilledBytes = 8UL * 1024 * 1024 * 1024;         // of the file

@@ -48,7 +48,7 @@ class WorkerPool {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // A million of these may wait, so it is small.
+  // A hundred thousand of these may wait, so it is small.
   struct Task {
     std::string message;  // the request; with the reply when it is done; empty when that is in `spill_`
     SpillFile::Place spilled;

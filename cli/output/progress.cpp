@@ -50,15 +50,16 @@ void Progress::hide() {
 void Progress::draw() {
   const double seconds = std::max(std::chrono::duration<double>(Clock::now() - begin_).count(), 1e-3);
   const double rate = static_cast<double>(done_) / seconds;
-  std::string line = std::to_string(done_);
+  const size_t all = skipped_ + done_;
+  std::string line = std::to_string(all);
   if (total_) {
-    const size_t total = std::max(*total_, done_);
-    const size_t filled = kBarWidth * done_ / total;
+    const size_t total = std::max(*total_, all);
+    const size_t filled = kBarWidth * all / total;
     line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] " + line + "/" +
            std::to_string(total);
   }
   line += " logs, " + std::to_string(static_cast<long>(rate + 0.5)) + "/s";
-  if (total_) line += ", " + Duration(static_cast<double>(std::max(*total_, done_) - done_) / rate) + " left";
+  if (total_) line += ", " + Duration(static_cast<double>(std::max(*total_, all) - all) / rate) + " left";
   std::cerr << '\r' << line << "\033[K" << std::flush;
   isShown_ = true;
 }

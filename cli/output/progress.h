@@ -19,6 +19,9 @@ class Progress {
   // One more is done.
   void step();
 
+  // One more was done before, by another run.
+  void skip() { ++skipped_; }
+
   // Makes room for other output on the same terminal.
   void hide();
 
@@ -31,6 +34,7 @@ class Progress {
   bool isShown_ = false;
   std::optional<size_t> total_;
   size_t done_ = 0;
+  size_t skipped_ = 0;
   Clock::time_point begin_;
   Clock::time_point drawn_;
 };

@@ -26,6 +26,46 @@ TEST(Batch, PrintsTheSameWithAnyNumberOfWorkers) {
   for (const char* jobs : {"2", "8"}) EXPECT_TRUE(output == OutputOf(kCases, batch + jobs)) << jobs;
 }
 
+TEST(Batch, GoesOnWhereAnOutputEnds) {
+  const TempDir dir;
+  for (const std::string event : {"", " --event crash"}) {
+    const std::string batch = "kestrix batch --config broken logs none -j 1" + event;
+    const std::string whole = OutputOf(kCases, batch + " | tee " + dir.path("whole"));
+    const std::string out = dir.path("out");
+    const size_t size = whole.size() - std::string("-> 0\n").size();
+    for (const size_t kept : {size_t{0}, size_t{1}, whole.find('\n'), whole.find('\n') + 1, size / 2, size - 1, size}) {
+      const std::string part = "head -c " + std::to_string(kept) + " " + dir.path("whole") + " >" + out + "; ";
+      EXPECT_EQ("-> 1\n", OutputOf(kCases, part + batch + " --resume " + out)) << kept << event;
+      EXPECT_EQ("-> 0\n", OutputOf(kCases, "cmp " + out + " " + dir.path("whole"))) << kept << event;
+    }
+  }
+}
+
+TEST(Batch, GoesOnWithTheSameLogsOnly) {
+  const TempDir dir;
+  const std::string out = dir.path("out");
+  const std::string batch = "kestrix batch --config broken --event crash logs none";
+  EXPECT_EQ("-> 1\n", OutputOf(kCases, batch + " >" + out));
+  const struct {
+    const char* what;
+    std::string commands;
+    const char* says;
+  } kOthers[] = {
+      {"another list", batch + " logs/map1.txt --resume " + out + "; cat " + out + " | wc -l", "9\n-> 0\n"},
+      {"fewer logs", "kestrix batch --config broken --event crash logs --resume " + out,
+       "out:8: there are more results than logs\n-> 2\n"},
+      {"other logs", "kestrix batch --config broken --event crash logs/map1.txt --resume " + out,
+       "out:1: not the result of the log that comes here, {\"path\":\"logs/map1.txt\",\"event\":\"crash\",...\n-> 2\n"},
+      {"no file", "kestrix batch --config broken --event crash logs --resume logs", "logs: Is a directory\n-> 2\n"},
+      {"in use", "flock " + out + " " KESTRIX_PROGRAM " batch --config broken --event crash logs --resume " + out,
+       "out: another run is writing it\n-> 2\n"},
+  };
+  for (const auto& c : kOthers) {
+    const std::string output = OutputOf(kCases, c.commands);
+    EXPECT_TRUE(output.ends_with(c.says)) << c.what << '\n' << output;
+  }
+}
+
 TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
   const std::string endless = "yes logs/quiet.txt | kestrix batch - --config old --event crash | ";
   EXPECT_EQ(R"({"path":"logs/quiet.txt","event":"crash","results":{}})"
