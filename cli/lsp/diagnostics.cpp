@@ -19,9 +19,10 @@ constexpr size_t kFieldsOfAProblem = 9;
 
 // The findings as a worker hands them over: both texts are in the request.
 Fields TellFindings(const Fields& request) {
+  static RuleCheck check;  // of the worker
   const RuleSnapshot rules(request[0], request[1], request[2]);
   Fields fields;
-  for (const Finding& finding : CheckRules(rules.model)) {
+  for (const Finding& finding : check.check(rules.model)) {
     const FindingCode& code = DescriptionOf(finding.code);
     const auto number = [](size_t value) { return std::to_string(value); };
     fields.insert(fields.end(), {finding.file == &rules.matchFile ? "match" : "assemble", std::string(code.name),

@@ -112,6 +112,14 @@ RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFil
   }
 }
 
+RuleModel::RuleModel(const RuleModel& whole, const PlacedEntry& entry)
+    : matchFile(whole.matchFile), assembleFile(whole.assembleFile), entries({entry}) {
+  for (const PlacedId& id : entry.ids) {
+    const PlacedTemplates* templates = whole.templatesOf(id);
+    if (templates != nullptr) assembling[id.eventType][id.id] = *templates;
+  }
+}
+
 const PlacedTemplates* RuleModel::templatesOf(const PlacedId& id) const {
   const auto section = assembling.find(id.eventType);
   if (section == assembling.end()) return nullptr;

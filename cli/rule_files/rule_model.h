@@ -76,6 +76,9 @@ struct RuleModel {
 
   RuleModel(const JsonFile& match, const JsonFile& assemble);
 
+  // Of one entry of `whole` and its templates alone.
+  RuleModel(const RuleModel& whole, const PlacedEntry& entry);
+
   // The templates that are read for `id`; null when there are none.
   const PlacedTemplates* templatesOf(const PlacedId& id) const;
 };

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/check/checks.h"
 #include "cli/lsp/cursor.h"
 #include "cli/lsp/names.h"
 #include "cli/lsp/project.h"
@@ -128,6 +129,42 @@ TEST(NamesIn, PlacesHoldTheirNames) {
     if (!place.isDefinition) ++references;
   }
   EXPECT_GT(references, 50U);
+}
+
+std::vector<std::string> Told(const std::vector<Finding>& findings, const RuleSnapshot& rules) {
+  std::vector<std::string> told;
+  for (const Finding& finding : findings) {
+    told.push_back(std::string(finding.file == &rules.matchFile ? "match " : "assemble ") +
+                   std::to_string(finding.span.begin) + "-" + std::to_string(finding.span.end) + " " + finding.message +
+                   (finding.fix ? " " + finding.fix->text : ""));
+  }
+  return told;
+}
+
+// What is remembered from text to text must not differ from what is found afresh.
+TEST(RuleCheck, FindsTheSameWhenItIsKept) {
+  const std::string folder = KESTRIX_SOURCE_DIR "/examples/rules";
+  std::string match = ReadFile(folder + "/match_rule.json");
+  std::string assemble = ReadFile(folder + "/assemble_rule.json");
+  RuleCheck kept;
+  size_t count = 0;
+  for (size_t i = 0; i < 15; ++i) {
+    const size_t place = i * 7919 % (match.size() / 2);
+    const auto insert = [place](std::string& text, const char* before, const char* what) {
+      const size_t at = text.find(before, place);
+      if (at != std::string::npos) text.insert(at, what);
+    };
+    if (i % 5 == 0) insert(match, "\n", "\n");
+    if (i % 5 == 1) match.replace(match.find("@&@", place), 3, "@|@");
+    if (i % 5 == 2) insert(match, "v_", "x");
+    if (i % 5 == 3) insert(match, "(", "(a*)*");
+    if (i % 5 == 4) assemble.replace(assemble.find(".v_"), 1, ".x");
+    const RuleSnapshot rules(folder, match, assemble);
+    const std::vector<Finding> fresh = CheckRules(rules.model);
+    ASSERT_EQ(Told(fresh, rules), Told(kept.check(rules.model), rules)) << i;
+    count += fresh.size();
+  }
+  EXPECT_GT(count, 15U);
 }
 
 TEST(PathOf, IsTheOtherWayOfUriOf) {
