@@ -1,10 +1,12 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/fleet/comparison_report.h"
+#include "cli/fleet/explanation_pages.h"
 #include "cli/fleet/replay.h"
 #include "cli/output/output_file.h"
 
@@ -15,34 +17,55 @@ struct Options {
   ComparedRules rules;
   std::string format = "text";
   std::string file;
+  std::string explanations;
 };
 
 constexpr char kExample[] =
     "Example:\n"
-    "  kestrix diff --old shipped --new rules --event java_crash logs --format html -o diff.html\n"
+    "  kestrix diff --old shipped --new rules --event java_crash logs --format html -o diff.html --explain pages\n"
     "\n"
     "Exit status: 0 nothing moved, 1 something moved or a log failed, 2 wrong usage or rule files that "
     "cannot be read.";
 
-void Print(const Comparison& comparison, const Options& options, bool inColour, std::ostream& out) {
+void Print(const Comparison& comparison, const Options& options, const std::vector<LogPages>& pages, bool inColour,
+           std::ostream& out) {
   if (options.format == "json") {
     PrintAsJson(comparison, options.rules, out);
   } else if (options.format == "html") {
-    PrintAsHtml(comparison, options.rules, out);
+    PrintAsHtml(comparison, options.rules, pages, out);
   } else {
     PrintAsText(comparison, options.rules, inColour, out);
   }
 }
 
+// Two for each log that differs.
+std::vector<LogPages> Explain(const std::vector<LogEntry>& logs, const ComparedRules& rules,
+                              const ExplanationOptions& explanations) {
+  std::vector<LogRun> runs;
+  for (const LogEntry& log : logs) runs.insert(runs.end(), {{log, rules.before}, {log, rules.after}});
+  const std::vector<std::string> links = WriteExplanations(runs, explanations);
+  std::vector<LogPages> pages;
+  for (size_t i = 0; i < links.size(); i += 2) pages.push_back({links[i], links[i + 1]});
+  return pages;
+}
+
 ExitStatus Run(Options options) {
+  const ExplanationOptions explanations{options.explanations, options.file, options.replay.checkPath,
+                                        options.replay.workers};
+  CheckExplanations(explanations, options.format);
   options.rules.event = options.replay.logs.event;
   Comparison comparison;
+  std::vector<LogEntry> changed;
   const auto finds = [](const Fields& fields) { return !fields.empty(); };
-  const auto add = [&comparison](const LogEntry& log, const std::vector<Reply>& replies) {
+  const auto add = [&](const LogEntry& log, const std::vector<Reply>& replies) {
+    const size_t known = comparison.changed().size();
     comparison.add(log.path, ResultOf(replies[0]), ResultOf(replies[1]));
+    if (comparison.changed().size() > known) changed.push_back(log);
   };
   Replay(options.replay, {options.rules.before, options.rules.after}, {AnalyzeToFields, finds, add});
-  PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(comparison, options, inColour, out); });
+  std::vector<LogPages> pages;
+  if (!options.explanations.empty()) pages = Explain(changed, options.rules, explanations);
+  PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(comparison, options, pages, inColour, out); });
   return comparison.isMoved() || !comparison.faulty().empty() ? kNegative : kSuccess;
 }
 
@@ -56,6 +79,11 @@ void AddDiff(CLI::App& program, ExitStatus& status) {
   AddRulesOption(*command, "--new", options->rules.after, "Directory of the rule files as they are to be");
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file);
+  command
+      ->add_option("--explain", options->explanations,
+                   "With --format html -o FILE: a folder to write the explanation of each log that differs to, under "
+                   "both rules; the page links to it")
+      ->type_name("DIR");
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

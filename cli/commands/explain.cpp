@@ -36,8 +36,6 @@ struct Options {
   std::string file;  // empty: standard output
 };
 
-constexpr size_t kMaxPageVerdicts = 60'000;  // that a page holds for a run: 2,000 lines of 30 rules
-
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix explain crash.txt --config rules --event java_crash --key ROOT_CAUSE\n"

@@ -13,6 +13,7 @@
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
+#include "cli/fleet/explanation_pages.h"
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/stability.h"
 #include "cli/library/input.h"
@@ -36,6 +37,8 @@ struct Options {
   std::string format = "text";
   std::string file;  // empty: standard output
   bool stability = false;
+  std::string configDir;     // of the rules, for explanations
+  std::string explanations;  // folder of their pages; empty: none
 };
 
 constexpr size_t kTopFrames = 3;
@@ -44,7 +47,7 @@ constexpr size_t kMaxComplaints = 10;  // about single lines
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix batch --config rules --event java_crash logs | kestrix groups\n"
-    "  kestrix groups results.ndjson --format html -o groups.html\n"
+    "  kestrix groups results.ndjson --format html -o groups.html --explain pages --config rules\n"
     "\n"
     "Exit status: 0 there are groups, 1 there is none or a line cannot be read, 2 wrong usage or a file that cannot be "
     "read.";
@@ -220,7 +223,19 @@ Json::Value ToJson(const std::vector<Group>& groups, const Input& input, const O
 
 // --- HTML ---
 
+// The links to the explanations of the groups' examples, in their order.
+std::vector<std::string> Explain(const std::vector<Group>& groups, const Options& options) {
+  std::vector<LogRun> runs;
+  for (const Group& group : groups) {
+    for (const auto& [path, event] : group.examples) runs.push_back({{path, event, "", ""}, options.configDir});
+  }
+  return WriteExplanations(runs, {options.explanations, options.file, false, {}});
+}
+
 void PrintAsHtml(const std::vector<Group>& groups, const Input& input, Options options, std::ostream& out) {
+  std::vector<std::string> links;
+  if (!options.explanations.empty()) links = Explain(groups, options);
+  auto link = links.begin();
   options.stability = options.key == kFingerprintKey;
   Json::Value root = ToJson(groups, input, options);
   for (Json::ArrayIndex i = 0; i < root["groups"].size(); ++i) {
@@ -232,6 +247,7 @@ void PrintAsHtml(const std::vector<Group>& groups, const Input& input, Options o
       Json::Value example;
       example["path"] = path;
       example["event"] = event;
+      if (link != links.end()) example["page"] = *link++;
       item["examples"].append(example);
     }
   }
@@ -249,6 +265,7 @@ void Print(const std::vector<Group>& groups, const Input& input, const Options& 
 }
 
 ExitStatus Run(const Options& options) {
+  CheckExplanations({options.explanations, options.file, false, {}}, options.format);
   const Input input = Read(options);
   const std::vector<Group> groups = input.table.sorted();
   PrintTo(options.file, [&](bool /*inColour*/, std::ostream& out) { Print(groups, input, options, out); });
@@ -266,6 +283,15 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       command->add_option("--by", options->key, "The result to group by, by default " + options->key)->type_name("KEY");
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file);
+  CLI::Option* config =
+      command->add_option("--config", options->configDir, "Directory of the rule files, for the explanations")
+          ->type_name("DIR");
+  command
+      ->add_option("--explain", options->explanations,
+                   "With --format html -o FILE: a folder to write the explanation of each group's first logs to; the "
+                   "page links to it")
+      ->type_name("DIR")
+      ->needs(config);
   command
       ->add_flag("--stability", options->stability,
                  "Show which groups would merge if times, line numbers and the like were masked, or with fewer frames")

@@ -5,13 +5,13 @@ const textOf = (index) => index < 0 ? undefined : data.texts[index];
 
 // A log with what became of it: {path, kinds, keys: Map key -> [before, after], fault}.
 function collectLogs() {
-  const logs = data.changed.map(({ path, keys }) => {
+  const logs = data.changed.map(({ path, keys, pages }) => {
     const changes = new Map(keys.map(([key, before, after]) => [textOf(key), [textOf(before), textOf(after)]]));
     const all = [...changes.values()];
     const kinds = new Set(["changed"]);
     const fingerprint = changes.get("FINGERPRINT");
     if (fingerprint && fingerprint.every((each) => each !== undefined)) kinds.add("moved");
-    return { path, keys: changes, kinds, all };
+    return { path, keys: changes, kinds, all, pages };
   });
   const byPath = new Map(logs.map((log) => [log.path, log]));
   const mark = (path, kind, fault) => {
@@ -44,11 +44,12 @@ const state = { kind: "", key: "", text: "" };
 
 // --- Groups ---
 
-function nameOfGroup(value, reason, frames) {
+// The reason is left out where it is that of the group above.
+function nameOfGroup(value, reason, frames, above) {
   const [reasonLine] = linesOf(reason || "");
-  return make("div", "", make("div", "lead", make("strong", "", visible(reasonLine || "no REASON")), " ",
-    value ? fingerprintButton(value) : make("span", "faint", "no fingerprint")),
-  make("ul", "frames faint", ...frames.slice(0, 3).map((frame) => make("li", "", visible(frame)))));
+  return make("div", "", make("div", "lead", reason === above ? null
+    : make("strong", "", visible(reasonLine || "no REASON")), " ", value ? fingerprintButton(value)
+    : make("span", "faint", "no fingerprint")), make("ul", "frames faint", ...frames.slice(0, 3).map((frame) => make("li", "", visible(frame)))));
 }
 
 const framesOf = (stack) => linesOf(stack).filter((line) => /[.:(+]/.test(line));
@@ -60,8 +61,8 @@ function drawStep(kind, step) {
   });
   return make("li", "", make("div", "lead", make("strong", "number", counted(step.logs, "log")),
     kind === "merged" ? " from" : " to"),
-  kind === "merged" ? nameOfGroup(step.old, step.reason.old, framesOf(step.stack.old))
-    : nameOfGroup(step.new, step.reason.new, framesOf(step.stack.new)),
+  kind === "merged" ? nameOfGroup(step.old, step.reason.old, framesOf(step.stack.old), step.reason.new)
+    : nameOfGroup(step.new, step.reason.new, framesOf(step.stack.new), step.reason.old),
   make("div", "small faint", `such as ${visible(step.example)}`), sides);
 }
 
@@ -74,7 +75,7 @@ function drawMove({ kind, steps }) {
     make("span", "faint number", counted(total, "log"))));
   card.append(kind === "merged" ? nameOfGroup(first.new, first.reason.new, framesOf(first.stack.new))
     : nameOfGroup(first.old, first.reason.old, framesOf(first.stack.old)));
-  card.append(listOf(steps, (step) => drawStep(kind, step), { few: 3, className: "logs" }));
+  card.append(listOf(steps, (step) => drawStep(kind, step), { few: 3, className: "logs steps" }));
   card.dataset.text = JSON.stringify(steps).toLowerCase();
   return card;
 }
@@ -110,9 +111,7 @@ function drawLog(log) {
     .map((kind) => make("span", `tag ${KINDS[kind][1]}`, KINDS[kind][0]));
   const details = make("details", "", make("summary", "", visible(log.path), " ", tags));
   const what = [...log.keys.keys()].join(", ");
-  if (what || log.fault) details.append();
   details.addEventListener("toggle", () => {
-    if (details.children.length > 1 + tags.length && details.dataset.isDrawn) return;
     if (details.dataset.isDrawn) return;
     details.dataset.isDrawn = true;
     if (log.fault) details.append(make("p", "bad", visible(log.fault)));
@@ -121,9 +120,11 @@ function drawLog(log) {
         : after === undefined ? make("p", "", make("span", "bad", "removed "), code(before))
           : sidesOf(before, after, [data.old, data.new]));
     }
-    const command = (config) => copyButton(`kestrix explain with ${config}`,
-      explainCommand(log.path, config, data.event), "the command");
-    details.append(make("p", "small", "Copy: ", command(data.old), " \u00b7 ", command(data.new)));
+    const explanation = (config, page) => page ? pageLink(page, `explanation under ${config}`)
+      : copyButton(`kestrix explain with ${config}`, explainCommand(log.path, config, data.event), "the command");
+    const [before, after] = log.pages || [];
+    details.append(make("p", "small", log.pages ? "" : "Copy: ", explanation(data.old, before), " \u00b7 ",
+      explanation(data.new, after)));
   });
   return make("li", "", details, what ? make("div", "small faint mono", what) : null);
 }

@@ -144,7 +144,7 @@ Json::Value ToJson(const Comparison& comparison, const ComparedRules& rules) {
 
 // Adds what the page shows of each log: its keys with their values before and after, as numbers of "texts", since many
 // logs have them in common; -1 for none.
-void AddChangedLogs(const Comparison& comparison, Json::Value& root) {
+void AddChangedLogs(const Comparison& comparison, const std::vector<LogPages>& pages, Json::Value& root) {
   std::map<const std::string*, int> numbers;
   Json::Value& texts = root["texts"] = Json::arrayValue;
   const auto numberOf = [&](const std::string* text) {
@@ -157,6 +157,8 @@ void AddChangedLogs(const Comparison& comparison, Json::Value& root) {
   for (const ChangedLog& log : comparison.changed()) {
     Json::Value& item = logs.append(Json::Value());
     item["path"] = log.path;
+    const size_t index = logs.size() - 1;
+    if (index < pages.size()) item["pages"] = JsonTexts({pages[index].before, pages[index].after});
     item["keys"] = Json::arrayValue;
     for (const KeyStep& step : log.keys) {
       Json::Value& key = item["keys"].append(Json::Value(Json::arrayValue));
@@ -196,9 +198,10 @@ void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::
   out << JsonLine(ToJson(comparison, rules)) << '\n';
 }
 
-void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
+void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, const std::vector<LogPages>& pages,
+                 std::ostream& out) {
   Json::Value root = ToJson(comparison, rules);
   root["event"] = rules.event;
-  AddChangedLogs(comparison, root);
+  AddChangedLogs(comparison, pages, root);
   PrintPage({"kestrix diff", kReportBody, {kComparisonPageScript}}, root, out);
 }

@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 #include "cli/fleet/comparison.h"
 
@@ -19,7 +20,14 @@ void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool 
 // One JSON object.
 void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::ostream& out);
 
-// One page that needs no other file.
-void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, std::ostream& out);
+// Where the explanations of a log stand, as links; empty where there is none.
+struct LogPages {
+  std::string before;
+  std::string after;
+};
+
+// One page that needs no other file. It leads to `pages`: none, or those of each log that differs, in their order.
+void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, const std::vector<LogPages>& pages,
+                 std::ostream& out);
 
 #endif  // CLI_FLEET_COMPARISON_REPORT_H

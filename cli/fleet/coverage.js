@@ -7,7 +7,8 @@ function drawRule(rule) {
   const share = make("i");
   share.style.setProperty("--share", `${data.logs ? rule.fired / data.logs * 100 : 0}%`);
   const reason = rule.idle && rule.idle.reason;
-  return make("tr", "", make("td", "count", number(rule.fired), make("div", "bar", share)),
+  return make("tr", "", make("td", "count", number(rule.fired), make("span", "narrow", ` of ${counted(data.logs, "log")}`),
+    make("div", "bar", share)),
     make("th", "", rule.rule, make("div", "place", rule.place)), make("td", "", rule.feature),
     make("td", "small", reason ? [make("span", rule.fired ? "faint" : "bad", visible(reason)),
       make("span", "faint", ` in ${counted(rule.idle.logs, "log")}, such as ${visible(rule.idle.example)}`)] : ""));

@@ -36,8 +36,9 @@ function drawAlikes(group) {
 function drawExamples(group) {
   const rest = group.count - group.examples.length;
   const made = make("details", "", make("summary", "", counted(group.count, "log")));
-  made.append(listOf(group.examples, ({ path, event }) => make("li", "", visible(path), " ",
-    copyButton("copy kestrix explain", explainCommand(path, "DIR", event), "the command")), { few: 10, className: "logs" }));
+  made.append(listOf(group.examples, ({ path, event, page }) => make("li", "", page ? pageLink(page, visible(path))
+    : [visible(path), " ", copyButton("copy kestrix explain", explainCommand(path, "DIR", event), "the command")]),
+  { few: 10, className: "logs" }));
   if (rest > 0) made.append(make("p", "faint small", `and ${number(rest)} more`));
   return made;
 }

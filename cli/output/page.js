@@ -158,6 +158,13 @@ function searchField(label, search) {
   return field;
 }
 
+// A link to a file beside the page.
+function pageLink(path, ...children) {
+  const anchor = make("a", "", ...children);
+  anchor.href = path.split("/").map(encodeURIComponent).join("/");
+  return anchor;
+}
+
 const nameOfLog = (path) => path.replace(/.*\//, "");
 
 // A command line for a shell.

@@ -85,6 +85,15 @@ class Page(unittest.TestCase):
         log.write_bytes(b"".join(line + b"\n" for line in lines))
         return self.make(log, config, "own")
 
+    def change_rules(self):
+        config = self.scratch / "changed"
+        shutil.copytree(EXAMPLES / "rules", config, dirs_exist_ok=True)
+        match = config / "match_rule.json"
+        text = match.read_text(encoding="utf-8").replace("Process: @&@, PID: ", "process: @&@, PID: ", 1)
+        match.write_text(text.replace(r"\\bat [^ ()]+\\([^()]*\\)|Caused", r"\\bat [^ ()]+chart[^()]+\\([^()]*\\)|Caused", 1),
+                         encoding="utf-8")
+        return config
+
     def open(self, page, selected=""):
         self.browser.get("about:blank")  # else only the hash might change
         self.browser.get(f"{page.as_uri()}#{selected}" if isinstance(page, pathlib.Path) else page)
@@ -229,7 +238,14 @@ class OneLog(Page):
         self.open(self.make(EXAMPLES / "logs/java_crash.txt", EXAMPLES / "rules", "java_crash"), "line-31")
         self.assertLessEqual(self.script("return document.documentElement.scrollWidth"), 390)
         self.assertTrue(self.one(".line.picked").is_displayed())
+        top = self.script("const {top} = document.getElementById('card').getBoundingClientRect(); return top")
+        self.assertTrue(0 < top < 600, "the card is in sight")
         self.assert_usable("narrow")
+        page = self.run_program("diff", "--old", EXAMPLES / "rules", "--new", self.change_rules(), "--event", "java_crash",
+                                EXAMPLES / "logs", status=1)
+        self.open(page)
+        self.assertLessEqual(self.script("return document.documentElement.scrollWidth"), 390)
+        self.assert_usable("narrow comparison")
 
     def test_100000_lines(self):
         lines = [b"line %d of a log that goes on and on, with text to fill it up" % i for i in range(1, 100001)]
@@ -322,23 +338,21 @@ class Reports(Page):
             (folder / f"{i}.txt").write_text(text.replace("parseHeight", f"parse{i % 5}"), encoding="utf-8")
         return folder
 
-    def change_rules(self):
-        config = self.scratch / "changed"
-        shutil.copytree(EXAMPLES / "rules", config, dirs_exist_ok=True)
-        match = config / "match_rule.json"
-        text = match.read_text(encoding="utf-8").replace("Process: @&@, PID: ", "process: @&@, PID: ", 1)
-        match.write_text(text.replace(r"\\bat [^ ()]+\\([^()]*\\)|Caused", r"\\bat [^ ()]+chart[^()]+\\([^()]*\\)|Caused", 1),
-                         encoding="utf-8")
-        return config
-
     def test_comparison(self):
         page = self.run_program("diff", "--old", EXAMPLES / "rules", "--new", self.change_rules(), "--event", "java_crash",
-                                self.write_logs(12), status=1)
+                                "--explain", self.scratch / "pages of it", self.write_logs(12), status=1)
         self.open(page)
         self.assertIn("12 of 12 logs differ", self.one("#top").text)
         self.assertIn("5 groups merged into", self.one("article.card").text)
         self.click(self.one("#log-list li:first-child summary"))
         self.assertIn("PROCESS", self.one("#log-list li:first-child details").text)
+        links = [link.get_attribute("href") for link in self.all("#log-list li:first-child details a")]
+        self.assertEqual(2, len(links))
+        for link, has_process in zip(links, (True, False)):
+            self.open(link)
+            self.assertEqual(has_process, "PROCESS" in self.script("return Object.keys(story.result)"))
+        self.assertEqual(24, len(list((self.scratch / "pages of it").iterdir())))
+        self.open(page)
         self.one(".filters input").send_keys("/7.txt")
         self.assertEqual("1 of 12 logs", self.one("#shown").text)
         self.assert_usable("comparison")
@@ -347,11 +361,14 @@ class Reports(Page):
         logs = self.write_logs(12)
         lines = subprocess.run([PROGRAM, "batch", logs, "--config", EXAMPLES / "rules", "--event", "java_crash"],
                                check=True, capture_output=True).stdout
-        self.open(self.run_program("groups", stdin=lines))
+        self.open(self.run_program("groups", "--explain", self.scratch / "group pages", "--config", EXAMPLES / "rules",
+                                   stdin=lines))
         self.assertIn("5 groups of 12 logs", self.one("#top").text)
         self.assertEqual(5, len(self.all("article.card")))
         self.assertIn("Unable to start activity", self.all("article.card")[0].text)
         self.assert_usable("groups")
+        self.open(self.script("return document.querySelector('article.card .logs a').href"))
+        self.assertIn("Unable to start activity", self.one("#top").text)
         self.open(self.run_program("coverage", logs, "--config", EXAMPLES / "rules", "--event", "java_crash", status=1))
         self.assertIn("never fired", self.one("#top").text)
         self.assertEqual("12", self.all("#rules .count")[0].text)
