@@ -111,9 +111,8 @@ class Live {
 
   detail(key, from, to) {
     if (from === undefined || key === "FINGERPRINT") return null;
-    if (to === undefined) return make("div", "small faint", "was ", code(from));
-    return key === "STACK" || from.includes("\n") ? sidesOf(from, to)
-      : make("div", "small faint", "was ", code(from));
+    const isLong = to !== undefined && (key === "STACK" || from.includes("\n"));
+    return isLong ? sidesOf(from, to) : make("div", "small faint was", make("span", "", "was"), code(from));
   }
 
   summary() {

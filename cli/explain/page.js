@@ -368,7 +368,7 @@ function drawHead() {
   fact("fingerprint", result.FINGERPRINT && fingerprintButton(result.FINGERPRINT));
   const heading = make("h1", isEmpty ? "bad" : "", make("span", "tag", visible(story.event)), " ", visible(title));
   byId("top").replaceChildren(heading, facts,
-    make("div", "facts", make("span", "", visible(`${story.log} \u00b7 rules of ${story.config}`))),
+    make("div", "facts", make("span", "", visible(`${story.log} \u00b7 rules in ${story.config}`))),
     ...story.faults.map((fault) => make("p", "bad", "Error of the program: " + fault)));
 }
 
@@ -548,9 +548,10 @@ const parseLine = (key) => {
   return found && { line: Number(found[1]), last: Number(found[2] || found[1]), log: Number(found[3] || 0) };
 };
 
+const isNarrow = () => getComputedStyle(byId("log")).position === "sticky";  // the log stays above the story then
+
 function scrollStoryTo(element) {
-  const isNarrow = getComputedStyle(byId("log")).position === "sticky";  // the log stays above the story then
-  element.style.scrollMarginTop = `${isNarrow ? byId("log").offsetHeight + 8 : byId("card").offsetHeight + 8}px`;
+  element.style.scrollMarginTop = `${isNarrow() ? byId("log").offsetHeight + 8 : byId("card").offsetHeight + 8}px`;
   for (let parent = element; parent; parent = parent.parentElement) if (parent.tagName === "DETAILS") parent.open = true;
   element.scrollIntoView({ block: "start" });
 }
@@ -678,7 +679,8 @@ function selectLine(log, line) {
   }
   const [first] = mark ? mark.rules : [];
   for (const { run, index } of mark ? mark.rules : []) itemOf(ruleKey(run, index))?.classList.add("linked");
-  if (first) scrollStoryTo(itemOf(ruleKey(first.run, first.index)));
+  if (isNarrow()) scrollStoryTo(byId("card"));
+  else if (first) scrollStoryTo(itemOf(ruleKey(first.run, first.index)));
 }
 
 const itemOf = (key) => byId("sections").querySelector(`[data-key="${CSS.escape(key)}"]`);
@@ -755,7 +757,7 @@ function selectKey(told) {
     ...told.templates.map((each) => walkOf(told, each)));
   const item = itemOf(resultKey(told.key));
   item.closest("tr").classList.add("picked");
-  scrollStoryTo(item.closest("tr"));
+  scrollStoryTo(isNarrow() ? byId("card") : item.closest("tr"));
 }
 
 function clearSelection() {
@@ -793,7 +795,9 @@ const here = () => location.hash.slice(1);
 
 // The selection anew, after a redraw, with both panes where they were.
 function selectInPlace(linesTop, storyTop) {
+  const top = scrollY;  // of a narrow window, in which all scrolls together
   select(here());
+  scrollTo(0, top);
   view.pane.scrollTop = linesTop;
   byId("story").scrollTop = storyTop;
 }
