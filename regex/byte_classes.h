@@ -2,18 +2,41 @@
 #define REGEX_BYTE_CLASSES_H
 
 #include <array>
+#include <bit>
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <unordered_set>
 
 using ByteSet = std::bitset<256>;
 
-// Gives bytes that no set tells apart one class, and returns the number of classes.
-inline size_t ChooseByteClasses(const std::unordered_set<ByteSet>& sets, std::array<uint8_t, 256>& classOf) {
+// The one byte of a set; nothing when there are none or several.
+inline std::optional<char> OnlyByte(const ByteSet& bytes) {
+  static const ByteSet kWord = ~ByteSet() >> 192;
+  if (bytes.count() != 1) return std::nullopt;
+  size_t begin = 0;
+  while ((bytes >> begin & kWord).none()) begin += 64;
+  return static_cast<char>(begin + static_cast<size_t>(std::countr_zero((bytes >> begin & kWord).to_ullong())));
+}
+
+// Gives bytes that no set tells apart one class, and returns the number of classes. Most sets are of one byte, which
+// has a class of its own.
+template <typename ByteSets>
+size_t ChooseByteClasses(const ByteSets& sets, std::array<uint8_t, 256>& classOf) {
+  ByteSet alone;
+  std::unordered_set<ByteSet> others;
+  for (const ByteSet& set : sets) {
+    const size_t size = set.count();
+    if (size == 1) {
+      alone |= set;
+    } else if (size > 0) {
+      others.insert(set);
+    }
+  }
   size_t count = 1;
   classOf.fill(0);
-  for (const ByteSet& set : sets) {
+  for (const ByteSet& set : others) {
     std::array<std::array<uint16_t, 2>, 256> split{};  // per class the classes of its two parts, from 1
     count = 0;
     for (size_t b = 0; b < set.size(); ++b) {
@@ -21,6 +44,14 @@ inline size_t ChooseByteClasses(const std::unordered_set<ByteSet>& sets, std::ar
       if (part == 0) part = static_cast<uint16_t>(++count);
       classOf[b] = static_cast<uint8_t>(part - 1);
     }
+  }
+  std::array<uint16_t, 256> members{};
+  for (const uint8_t byteClass : classOf) ++members[byteClass];
+  for (size_t b = 0; b < alone.size(); ++b) {
+    if (!alone[b] || members[classOf[b]] == 1) continue;
+    --members[classOf[b]];
+    classOf[b] = static_cast<uint8_t>(count);
+    members[count++] = 1;
   }
   return count;
 }

@@ -159,8 +159,8 @@ uint32_t LineAutomaton::buildRepeat(const RegexNode& pattern, uint32_t next) {
 
 // The line feed has a class of its own.
 void LineAutomaton::chooseClasses() {
-  std::unordered_set<ByteSet> sets = {ByteSet().set('\n')};
-  for (const Node& node : nodes_) sets.insert(node.bytes);
+  std::vector<ByteSet> sets = {ByteSet().set('\n')};
+  for (const Node& node : nodes_) sets.push_back(node.bytes);
   rowLen_ = static_cast<uint32_t>(ChooseByteClasses(sets, classOf_));
   byteOf_.resize(rowLen_);
   for (size_t b = 0; b < classOf_.size(); ++b) byteOf_[classOf_[b]] = static_cast<uint8_t>(b);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "regex/byte_classes.h"
@@ -25,6 +26,7 @@ using Kind = RegexNode::Kind;
 
 constexpr uint32_t kNone = UINT32_MAX;
 constexpr size_t kMaxCached = 1024 * 1024;  // bytes of the cache, about; past that it is emptied...
+constexpr int kSearchesUncached = 4;        // a state costs as much as some transitions
 constexpr int kMaxTimesFull = 16;           // ...and after so many times no longer used
 constexpr size_t kMaxPrefix = 64;
 
@@ -48,10 +50,9 @@ bool AppendPrefix(const RegexNode& node, std::string& prefix) {
   const auto append = [&prefix](const RegexNode& part) { return AppendPrefix(part, prefix); };
   switch (node.kind) {
     case Kind::kByte: {
-      if (node.bytes.count() != 1 || prefix.size() == kMaxPrefix) return false;
-      size_t byte = 0;
-      while (!node.bytes[byte]) ++byte;
-      prefix += static_cast<char>(byte);
+      const std::optional<char> byte = OnlyByte(node.bytes);
+      if (!byte || prefix.size() == kMaxPrefix) return false;
+      prefix += *byte;
       return true;
     }
     case Kind::kSequence:
@@ -129,7 +130,9 @@ RegexMachine::RegexMachine(const RegexTree& tree) : simulations_(1) {
   onlyAtStart_ = reachedFrom(start_, false).empty();
   firstBytes_ = firstBytesFrom(start_);
   AppendPrefix(tree.root, prefix_);
-  chooseClasses();
+  hasWordBoundary_ = std::any_of(code_.begin(), code_.end(), [](const Instruction& instruction) {
+    return instruction.assertion == Kind::kWordBoundary || instruction.assertion == Kind::kNotWordBoundary;
+  });
 }
 
 RegexMachine::~RegexMachine() = default;
@@ -241,16 +244,12 @@ uint32_t RegexMachine::buildAssertion(const RegexNode& node, uint32_t next) {
 }
 
 void RegexMachine::chooseClasses() {
-  std::unordered_set<ByteSet> sets;
-  for (const Instruction& instruction : code_) {
-    sets.insert(instruction.bytes);
-    hasWordBoundary_ = hasWordBoundary_ || instruction.assertion == Kind::kWordBoundary ||
-                       instruction.assertion == Kind::kNotWordBoundary;
-  }
+  std::vector<ByteSet> sets;
+  for (const Instruction& instruction : code_) sets.push_back(instruction.bytes);
   if (hasWordBoundary_) {
     ByteSet wordBytes;
     for (size_t b = 0; b < wordBytes.size(); ++b) wordBytes[b] = IsWordByte(static_cast<char>(b));
-    sets.insert(wordBytes);
+    sets.push_back(wordBytes);
   }
   classCount_ = ChooseByteClasses(sets, classOf_);
 }
@@ -306,6 +305,7 @@ size_t RegexMachine::nextBegin(std::string_view subject, size_t pos) const {
 bool RegexMachine::search(std::string_view subject, RegexSpan& match) {
   Simulation& simulation = simulations_[0];
   simulation.threads.clear();
+  if (searches_ < kSearchesUncached && ++searches_ == kSearchesUncached) chooseClasses();
   bool found = false;
   State* state = nullptr;  // of the threads, while it is known
   for (size_t pos = 0;; ++pos) {
@@ -464,7 +464,7 @@ bool RegexMachine::mayCache(State*& state) {
     cachedSize_ = 0;
     state = nullptr;
   }
-  return caches_;
+  return caches_ && searches_ == kSearchesUncached;
 }
 
 // The cached state of the threads behind the byte `before`.

@@ -102,6 +102,7 @@ class RegexMachine {
   std::map<std::vector<uint32_t>, State> states_;
   size_t cachedSize_ = 0;
   int timesFull_ = 0;
+  int searches_ = 0;  // the first few are made without the cache
 };
 
 #endif  // REGEX_REGEX_MACHINE_H

@@ -1,7 +1,6 @@
 #include "regex/selectivity.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -45,15 +44,6 @@ std::vector<RegexNode> StretchesOfSequence(const std::vector<RegexNode>& parts, 
   return stretches;
 }
 
-// The one byte of a set; nothing when there are none or several.
-std::optional<char> OnlyByte(const ByteSet& bytes) {
-  static const ByteSet kWord = ~ByteSet() >> 192;
-  if (bytes.count() != 1) return std::nullopt;
-  size_t begin = 0;
-  while ((bytes >> begin & kWord).none()) begin += 64;
-  return static_cast<char>(begin + static_cast<size_t>(std::countr_zero((bytes >> begin & kWord).to_ullong())));
-}
-
 bool AppendLiteral(const RegexNode& node, std::string& text) {
   if (node.kind == Kind::kSequence) {
     return std::all_of(node.parts.begin(), node.parts.end(),
@@ -72,6 +62,28 @@ std::optional<std::string> AsLiteral(const RegexNode& node) {
   std::string text;
   if (!AppendLiteral(node, text)) return std::nullopt;
   return text;
+}
+
+std::string LongestText(const RegexNode& node) {
+  const bool isPassed =
+      node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup || (node.kind == Kind::kRepeat && node.min > 0);
+  std::string longest;
+  if (!isPassed && node.kind != Kind::kByte) return longest;
+  std::string run;
+  if (AppendLiteral(node, run)) return run;
+  run.clear();
+  for (const RegexNode& part : node.parts) {
+    std::string text;
+    if (AppendLiteral(part, text)) {
+      run += text;
+    } else {
+      text = LongestText(part);
+      if (text.size() > longest.size()) longest = std::move(text);
+      run.clear();
+    }
+    if (run.size() > longest.size()) longest = run;
+  }
+  return longest;
 }
 
 double Selectivity(const RegexNode& node) {
