@@ -5,6 +5,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "analysis/line_finder.h"
@@ -167,7 +168,8 @@ class Analysis {
 
   RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
-  size_t recordsNeeded(const std::string& name) const;
+  std::unordered_map<std::string, size_t> recordsTaken() const;
+  size_t recordsFilled(const std::string& name) const;
   bool hasVariableToFill(const FeatureRule& rule) const;
   static bool hasVariableOf(const FeatureRule& rule, const std::string& record);
 

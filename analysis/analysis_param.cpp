@@ -74,28 +74,42 @@ void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int
   if (records_.nameCount() > nameCount) newNames_.push_back(name);
 }
 
-// How many records of a name can matter, of those that come first. Templates take the first one. A variable that stands
-// in a text several times takes as many; a value with variables of its own may take more, which RecordList notices.
+// How many records of each name can matter, of those that come first, variables aside: templates take the first one.
 // "@L@" uncovers any number where the name is taken without it too.
-size_t Analysis::recordsNeeded(const std::string& name) const {
-  const std::string variable = VariableOf(name);
-  size_t most = std::any_of(templates_.begin(), templates_.end(), [&](const auto& entry) {
-    const std::vector<std::string> names = splitAssembleParam(entry.second);
-    return std::find(names.begin(), names.end(), name) != names.end();
-  });
-  bool isLast = false;
-  bool isPlain = false;
+std::unordered_map<std::string, size_t> Analysis::recordsTaken() const {
+  struct Use {
+    bool isLast = false;
+    bool isPlain = false;
+  };
+  std::unordered_map<std::string, Use> uses;
   for (const FeatureRule& rule : frame_->rules) {
     const bool isOpen = hasVariable(rule);
     for (const auto& [key, text] : rule.params) {
-      if (RecordName(rule.name, key) != name) continue;
       const bool isMarked = AppliedPattern(text).size() < text.size();
-      isLast = isLast || isMarked || isOpen;
-      isPlain = isPlain || !isMarked || isOpen;
+      Use& use = uses[RecordName(rule.name, key)];
+      use.isLast = use.isLast || isMarked || isOpen;
+      use.isPlain = use.isPlain || !isMarked || isOpen;
     }
-    if (isOpen) most = std::max(most, MostOccurrences(rule, variable));
   }
-  return isLast && isPlain ? SIZE_MAX : most;
+  std::unordered_map<std::string, size_t> taken;
+  for (const auto& [key, text] : templates_) {
+    for (const std::string& name : splitAssembleParam(text)) taken[name] = 1;
+  }
+  for (const auto& [name, use] : uses) {
+    if (use.isLast && use.isPlain) taken[name] = SIZE_MAX;
+  }
+  return taken;
+}
+
+// How many records of the name variables can take. One that stands in a text several times takes as many; a value with
+// variables of its own may take more, which RecordList notices.
+size_t Analysis::recordsFilled(const std::string& name) const {
+  const std::string variable = VariableOf(name);
+  size_t most = 0;
+  for (const FeatureRule& rule : frame_->rules) {
+    if (hasVariable(rule)) most = std::max(most, MostOccurrences(rule, variable));
+  }
+  return most;
 }
 
 bool Analysis::checkVariable(const FeatureRule& rule, const std::string& open, const std::string& close) const {

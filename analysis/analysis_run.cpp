@@ -44,12 +44,17 @@ bool Analysis::scanWhole(ByteSource& log) {
   const bool keepsNeeded = keepsNeeded_ && observer_ == nullptr;
   const auto hasVariables = [this](const FeatureRule& rule) { return hasVariable(rule); };
   // A log of one window is read before any of it is examined, and only variables can miss a record.
-  const bool mayStartOver =
-      log.size() > window_ || (keepsNeeded && std::any_of(frame_->rules.begin(), frame_->rules.end(), hasVariables));
+  const bool anyVariable = keepsNeeded && std::any_of(frame_->rules.begin(), frame_->rules.end(), hasVariables);
+  const bool mayStartOver = log.size() > window_ || anyVariable;
   const auto rules = mayStartOver ? frame_->rules : std::list<FeatureRule>();
   const auto records = records_;
   const auto stackPatterns = stackPatterns_;
-  if (keepsNeeded) records_.keepAtMost([this](const std::string& name) { return recordsNeeded(name); });
+  if (keepsNeeded) {
+    records_.keepAtMost([this, anyVariable, taken = recordsTaken()](const std::string& name) {
+      const auto known = taken.find(name);
+      return std::max(known == taken.end() ? 0 : known->second, anyVariable ? recordsFilled(name) : 0);
+    });
+  }
   rawInfoPosition(reader, 0);
   const bool isWhole = reader.isWhole();
   if (isWhole && !records_.hasMissed()) return true;
