@@ -99,6 +99,12 @@ std::optional<RegexNode> ReadKeyWords(std::string_view keyWords) {
 
 PatternSearch::PatternSearch(std::vector<FeatureRule> rules) : rules_(std::move(rules)) {
   inPlay_.assign(rules_.size(), false);
+  texts_ = std::make_unique<LiteralSearch>(rules_);
+}
+
+// From now on the automaton searches.
+void PatternSearch::endTexts() {
+  texts_.reset();
   readRules();
 }
 
@@ -156,6 +162,7 @@ void PatternSearch::chooseBySelectivity(Conditions& rule) {
 }
 
 void PatternSearch::chooseBy(std::string_view sample) {
+  if (texts_ != nullptr) endTexts();
   if (patterns_.empty()) return;
   std::vector<size_t> counts(patterns_.size(), 0);
   size_t lines = 0;
@@ -181,7 +188,11 @@ void PatternSearch::chooseByCounts(Conditions& rule, const std::vector<size_t>& 
 void PatternSearch::setInPlay(const std::vector<bool>& inPlay) {
   if (inPlay == inPlay_) return;
   inPlay_ = inPlay;
-  lookForChosen();
+  for (size_t i = 0; i < inPlay_.size() && texts_ != nullptr; ++i) {
+    if (inPlay_[i] && !texts_->hasTexts(i)) return endTexts();
+  }
+  if (texts_ == nullptr) return lookForChosen();
+  onlyLiteral_ = texts_->onlyText(inPlay_);
 }
 
 void PatternSearch::lookForChosen() {
@@ -203,10 +214,13 @@ void PatternSearch::lookForChosen() {
 }
 
 void PatternSearch::findLines(std::string_view text, std::vector<size_t>& starts) {
+  if (texts_ != nullptr && texts_->isSlow()) endTexts();
   if (needsEveryLine_) {
     AppendAllLines(text, starts);
   } else if (onlyLiteral_ != nullptr) {
     FindText(*onlyLiteral_, text, starts);
+  } else if (texts_ != nullptr) {
+    texts_->findLines(text, inPlay_, starts);
   } else {
     find(automaton_, wanted_, text, starts);
     mendWornOut();
@@ -214,6 +228,7 @@ void PatternSearch::findLines(std::string_view text, std::vector<size_t>& starts
 }
 
 void PatternSearch::findMatches(std::string_view text, std::vector<size_t>& starts) {
+  if (texts_ != nullptr) return texts_->findLines(text, inPlay_, starts);
   std::vector<bool> wanted(patterns_.size(), false);
   for (size_t i = 0; i < conditions_.size(); ++i) {
     if (!inPlay_[i]) continue;
@@ -242,6 +257,7 @@ void PatternSearch::mendWornOut() {
 }
 
 void PatternSearch::classify(std::string_view line) {
+  if (texts_ != nullptr) return texts_->classify(line, metTexts_);
   made(automaton_).classify(line, met_);
   if (!automaton_->isWornOut()) return;
   mendWornOut();
@@ -249,6 +265,7 @@ void PatternSearch::classify(std::string_view line) {
 }
 
 bool PatternSearch::mayMatch(size_t rule) const {
+  if (texts_ != nullptr) return metTexts_[rule];
   const std::vector<uint32_t>& match = conditions_[rule].match;
   return std::all_of(match.begin(), match.end(), [this](uint32_t pattern) { return met_[pattern]; });
 }
@@ -256,6 +273,7 @@ bool PatternSearch::mayMatch(size_t rule) const {
 size_t PatternSearch::memory() const {
   size_t bytes = 0;
   for (const FeatureRule& rule : rules_) bytes += kRuleOverhead + rule.keyWords.size();
+  if (texts_ != nullptr) bytes += texts_->memory();
   for (const auto* automaton : {automaton_.get(), matchAutomaton_.get()}) {
     if (automaton != nullptr) bytes += automaton->memory();
   }

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "analysis/literal_search.h"
 #include "regex/line_automaton.h"
 #include "regex/regex_tree.h"
 #include "regex/selectivity.h"
@@ -22,7 +23,8 @@ std::optional<RegexNode> ReadKeyWords(std::string_view keyWords);
 // Finds the lines that a list of rules may do something with, in one pass for all of them. Each rule has necessary
 // conditions, derived from its text alone: stretches all of which a line that it matches holds, and what a match must
 // hold to yield anything. One of them, the rarest as far as known, is looked for. What is made of the rules serves
-// every log; which of them are in play may change at any time. Not for several threads at once.
+// every log; which of them are in play may change at any time. A search begins with fixed texts alone, which cost
+// nothing to get ready; an automaton follows where it pays. Not for several threads at once.
 class PatternSearch {
  public:
   // `rules` in the order in which they are tried.
@@ -64,6 +66,7 @@ class PatternSearch {
     uint32_t chosen = kNone;           // the one that is looked for; kNone: every line
   };
 
+  void endTexts();
   void readRules();
   Conditions read(const FeatureRule& rule);
   uint32_t add(RegexNode pattern, double bits);
@@ -76,6 +79,8 @@ class PatternSearch {
   void mendWornOut();
 
   std::vector<FeatureRule> rules_;
+  std::unique_ptr<LiteralSearch> texts_;  // the search to begin with; null when it is over
+  std::vector<bool> metTexts_;            // per rule, whether the classified line has a text of it
   size_t widestLoop_ = kNearlyAllCharacters;
   std::vector<RegexNode> patterns_;
   std::vector<double> selectivity_;           // per pattern

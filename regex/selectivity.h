@@ -11,6 +11,9 @@
 // The text that the node stands for when it takes one text only, wherever that stands in a line.
 std::optional<std::string> AsLiteral(const RegexNode& node);
 
+// The longest text that every match of the node holds, as far as the tree shows it; it may be empty.
+std::string LongestText(const RegexNode& node);
+
 // How much the node singles out, in bits: 7 for each byte of a fixed text, 0 for a node that takes every line.
 double Selectivity(const RegexNode& node);
 

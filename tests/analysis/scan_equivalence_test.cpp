@@ -26,7 +26,7 @@ int CaseCount(const char* variable, int quick) {
 // Makes texts out of few pieces, so that rules and lines often meet and often nearly do.
 class Generator {
  public:
-  explicit Generator(unsigned seed) : random_(seed), isLong_(oneIn(5)) {}
+  explicit Generator(unsigned seed) : random_(seed), isLong_(oneIn(5)), hasTexts_(oneIn(3)) {}
 
   size_t below(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(random_); }
   bool oneIn(size_t n) { return below(n) == 0; }
@@ -40,7 +40,8 @@ class Generator {
   }
 
   std::string line() {
-    return repeat(0, 7, {"a", "b", "ab", "c", "1", "12", " ", "=", "\t", "pid", "x\r", "\xc3\xa4", ".", "-"});
+    return (hasTexts_ && oneIn(2) ? pick(kTexts) : "") +
+           repeat(0, 7, {"a", "b", "ab", "c", "1", "12", " ", "=", "\t", "pid", "x\r", "\xc3\xa4", ".", "-"});
   }
 
   // At most two loops, none inside another: the plain form takes for ever on more.
@@ -80,6 +81,10 @@ class Generator {
   std::string key() { return pick({"v_a", "v_b"}); }
   std::string variable() { return oneIn(6) ? "@{" + name() + "." + key() + "}@" : ""; }
   std::string keyWords() {
+    if (hasTexts_ && !oneIn(30)) {
+      const std::string text = repeat(0, 1, {"a", "1", "pid"}) + pick(kTexts);
+      return pick({"", "", "@R@" + regex(), "@R@", pick(kTexts) + "@|@", "b@&@"}) + text + variable();
+    }
     if (oneIn(3)) return "@R@" + regex() + variable();
     return repeat(0, 2, {"a", "ab", "1", "pid", "=", " "}) +
            (oneIn(2) ? pick({"@|@", "@&@"}) + repeat(0, 2, {"b", "12", "c", "@|@", "@&@"}) : "") + variable();
@@ -117,8 +122,10 @@ class Generator {
   }
 
  private:
+  const std::vector<std::string> kTexts = {"pid=", "abab", "ab12", "b12ab", "12 ab", "x\rab"};
   std::mt19937 random_;
   bool isLong_;    // the log has lines around the longest that is examined; expressions are plain then
+  bool hasTexts_;  // each rule asks for a fixed text of some length
   int loops_ = 0;  // that the expression may still have
 };
 
