@@ -304,6 +304,18 @@ const tests = {
     await editor.stop();
   },
 
+  async 'kestrix.json beside the rules names the logs first'() {
+    const editor = examples('settings');
+    const log = path.join(source, 'examples/logs/kernel_panic.txt');
+    fs.writeFileSync(path.join(editor.folder, 'kestrix.json'), JSON.stringify({logs: [path.relative(editor.folder, log)]}));
+    await editor.start({options: {logs: [path.join(source, 'examples/logs')]}});
+    await editor.until(() => editor.refreshed.includes('codeLens'), 'the log');
+    const lenses = await editor.ask('textDocument/codeLens', {textDocument: {uri: editor.uris.match}});
+    const fires = lenses.map(({command}) => command.title).filter(title => title.startsWith('fires'));
+    assert.ok(fires.includes('fires in 1 of 1 log') && fires.includes('fires in 0 of 1 log'), `${fires}`);
+    await editor.stop();
+  },
+
   async 'the extension for VS Code starts the server, and its lenses run'() {
     const extension = path.join(source, 'editors/vscode');
     const {serverOf, optionsOf, commandLine} = require(path.join(extension, 'session.js'));
