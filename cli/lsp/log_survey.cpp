@@ -14,6 +14,7 @@
 #include "cli/explain/tell_story.h"
 #include "cli/fleet/replay.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/lsp/transport.h"
 #include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
@@ -27,7 +28,9 @@ const std::string kFired = "fired";    // feature id, rule
 const std::string kRecord = "record";  // feature id, name and "=" and value
 
 Fields TellLog(const LogRun& run, bool withRecords) {
-  const Story story = TellStory({run.log.path, run.config, run.log.event, false, {}, ""});
+  const LogFile file(run.log.path);
+  const Story story =
+      TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   Fields fields;
   for (const RunStory& told : story.runs) {
     for (const RuleStory& rule : told.rules) {

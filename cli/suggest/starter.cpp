@@ -1,12 +1,9 @@
 #include "cli/suggest/starter.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include "cli/check/checks.h"
 #include "cli/fleet/line_look.h"
-#include "cli/library/input.h"
 #include "cli/suggest/suggest.h"
 #include "rules/rule_syntax.h"
 
@@ -45,9 +42,7 @@ class StarterMaker {
  public:
   void add(const std::string& path) {
     StarterLog log{path, "", false};
-    CheckedLogPath(path);
-    std::ifstream stream(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    const std::string text = TextOfLog(path);
     const std::vector<std::string_view> lines = LogLines(text);
     std::vector<LineRange> troubles = TroublesIn(lines);
     // A head with a stack says more than one without.

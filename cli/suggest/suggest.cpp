@@ -15,6 +15,7 @@
 #include "cli/fleet/replay.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
+#include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/rule_model.h"
 #include "rules/rule_syntax.h"
@@ -36,7 +37,9 @@ const std::string kStackLine = "stack";
 const std::string kResult = "result";
 
 Fields TellTaking(const LogRun& run) {
-  const Story story = TellStory({run.log.path, run.config, run.log.event, false, {}, ""});
+  const LogFile file(run.log.path);
+  const Story story =
+      TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   std::set<size_t> ruleLines;
   for (const RunStory& told : story.runs) {
     for (const RuleStory& rule : told.rules) {
@@ -119,13 +122,13 @@ auto RankOf(const Suggestion& suggestion) {
                          suggestion.draft.rules.size());
 }
 
+}  // namespace
+
 std::string TextOfLog(const std::string& path) {
-  CheckedLogPath(path);
-  std::ifstream stream(path, std::ios::binary);
+  const LogFile file(path);
+  std::ifstream stream(file.path(), std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
-
-}  // namespace
 
 DraftFolder::DraftFolder(const std::vector<Draft>& drafts) {
   std::string pattern = (std::filesystem::temp_directory_path() / "kestrix-XXXXXX").string();

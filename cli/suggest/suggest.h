@@ -40,6 +40,9 @@ struct SuggestRequest {
 // The best first; those that take nothing are not among them. Throws InputError.
 std::vector<Suggestion> Suggest(const SuggestRequest& request);
 
+// Of a log that may be compressed. Throws InputError.
+std::string TextOfLog(const std::string& path);
+
 // A folder for rule files that is gone with the object.
 class DraftFolder {
  public:
