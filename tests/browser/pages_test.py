@@ -480,6 +480,32 @@ class Live(Page):
             self.assertEqual(best[0]["match"].strip(), told.strip())
         self.assert_usable("suggestions")
 
+    def test_findings_and_places_of_rules(self):
+        noted = self.folder / "noted"
+        editor = self.folder / "editor"
+        editor.write_text(f'#!/bin/sh\necho "$@" >{noted}\n', encoding="utf-8")
+        editor.chmod(0o755)
+        _, address = self.start("logs/java_crash.txt", "--editor", f"{editor} {{file}}:{{line}}")
+        self.load(address)
+        frame = r"\\bat [^ ()]+\\([^()]*\\)|Caused"
+        self.save(self.text.replace(frame, r"\\bat [^ ()]+chart[^()]+\\([^()]*\\)|Caused", 1).replace(
+            '"v_name": "Process: ', '"v_extra": "x(y)", "v_name": "Process: ', 1))
+        self.wait(lambda: self.all("#results .sides .old"), "the stack as it was")
+        self.assertTrue(self.all("#results .sides .side-head"))
+        self.wait(lambda: self.all("#rules article .finding"), "findings beside their rule")
+        item = self.one("#rules article:has(.finding)")
+        self.assertIn("process.v_extra", item.text)
+        line = 1 + self.match.read_text(encoding="utf-8").split('"v_extra"')[0].count("\n")
+        item.find_element(By.CSS_SELECTOR, ".finding .place").click()
+        self.wait(noted.exists, "the editor runs")
+        self.wait(lambda: noted.read_text(encoding="utf-8").endswith("\n"), "the editor has run")
+        self.assertEqual(f"{self.match}:{line}\n", noted.read_text(encoding="utf-8"))
+        self.open("about:blank")
+        _, address = self.start("logs/java_crash.txt")
+        self.load(address)
+        link = self.all("#rules article a.place")[0].get_attribute("href")
+        self.assertRegex(link, rf"^vscode://file{self.match}:\d+$")
+
     def test_list_of_logs(self):
         _, address = self.start(*sorted(f"logs/{event}.txt" for event in EVENTS))
         self.load(address)
