@@ -404,13 +404,16 @@ function generated(entries, rulesOfEach) {
   return [JSON.stringify(match, null, 2), JSON.stringify(assemble, null, 2)];
 }
 
+// Each keystroke changes a rule in the middle, and some move all lines behind them.
 async function measure(what, entries, rulesOfEach, keystrokes) {
   const editor = new Editor(`measure-${entries}`, ...generated(entries, rulesOfEach));
   await editor.start();
+  const words = `"word${Math.floor(entries / 2)} 1`;
   const times = [];
   for (let i = 0; i < keystrokes; ++i) {
+    const [from, to] = i % 4 === 3 ? ['{\n', '{\n\n'] : [words, i % 2 ? words.slice(0, -1) + '1' : words.slice(0, -1) + 'x1'];
     const begin = process.hrtime.bigint();
-    editor.edit('match', 'word0 1: ', i % 2 ? 'word0 1: ' : 'word0 1: '.replace('0', '0'));
+    editor.edit('match', editor.texts.match.includes(from) ? from : words.slice(0, -1) + 'x1', to);
     await editor.findings('match');
     times.push(Number(process.hrtime.bigint() - begin) / 1e6);
   }
