@@ -70,5 +70,5 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
 
 void CheckExplanations(const ExplanationOptions& options, const std::string& format) {
   if (options.folder.empty() || (format == "html" && !options.report.empty())) return;
-  throw InputError("--explain", "writes pages for a report to link to: it goes with --format html and -o FILE");
+  throw InputError("--explain", "goes with --format html and -o FILE, for a page that links to the explanations");
 }
