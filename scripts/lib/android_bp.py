@@ -6,7 +6,7 @@ import os
 import re
 import sys
 
-TOKEN = re.compile(r'\s+|//[^\n]*|("(?:[^"\\]|\\.)*")|([A-Za-z_]\w*)|([{}\[\]:,])')
+TOKEN = re.compile(r'\s+|//[^\n]*|("(?:[^"\\]|\\.)*")|([A-Za-z_]\w*)|([{}\[\]:,+])')
 # The tests of the program need a desk.
 DESK_ONLY = 'tests/cli/'
 # GCC alone knows -Wno-restrict; older headers of the device's crypto library do not pass -Wpedantic.
@@ -16,15 +16,19 @@ LIBRARIES = {'jsoncpp_lib': 'libjsoncpp', 'OpenSSL::Crypto': 'libcrypto', 'Andro
              'Android::base': 'libbase'}
 FILE_LISTS = ('srcs', 'data', 'corpus')
 FILES = ('src', 'version_script', 'dictionary')
-# The properties that each type of module may have here, with their types.
-COMMON = {'name': str, 'defaults': list, 'srcs': list, 'cflags': list, 'static_libs': list, 'shared_libs': list}
+# The properties that each type of module may have here, with their types; a map has properties of its own.
+COMMON = {'name': str, 'defaults': list, 'srcs': list, 'cflags': list, 'static_libs': list, 'shared_libs': list,
+          'host_supported': bool}
 PROPERTIES = {
-    'cc_defaults': COMMON | {'cpp_std': str, 'local_include_dirs': list, 'export_include_dirs': list,
-                             'dictionary': str},
-    'cc_library_shared': COMMON | {'system_ext_specific': bool, 'version_script': str, 'lto': dict},
+    'cc_defaults': COMMON | {'cpp_std': str, 'local_include_dirs': list, 'dictionary': str,
+                             'sanitize': {'integer_overflow': bool, 'misc_undefined': list}},
+    'cc_library_shared': COMMON | {'system_ext_specific': bool, 'version_script': str, 'lto': {'thin': bool},
+                                   'generated_headers': list, 'export_generated_headers': list},
     'cc_library_static': COMMON,
-    'cc_test': COMMON | {'data': list, 'require_root': bool, 'test_suites': list},
+    'cc_test': COMMON | {'data': list, 'require_root': bool, 'test_suites': list,
+                         'test_options': {'unit_test': bool}},
     'cc_fuzz': COMMON | {'corpus': list},
+    'genrule': {'name': str, 'srcs': list, 'out': list, 'cmd': str},
     'prebuilt_etc': {'name': str, 'system_ext_specific': bool, 'src': str, 'filename': str, 'sub_dir': str},
 }
 
@@ -75,7 +79,11 @@ class Parser:
             return dict(self.items('}', self.member))
         if taken == '[':
             return self.items(']', self.value)
-        return json.loads(taken)
+        value = json.loads(taken)
+        while self.token == '+':
+            self.take()
+            value += json.loads(self.take())
+        return value
 
     def modules(self):
         found = {}
@@ -105,18 +113,34 @@ def differences(what, android, cmake):
         yield f'{item}: twice in Android.bp'
 
 
-def property_faults(module):
+def property_faults(what, properties, known):
+    for key, value in properties.items():
+        kind = known.get(key)
+        if kind is None:
+            yield f'{what}: no property {key}'
+        elif not isinstance(value, dict if isinstance(kind, dict) else kind):
+            yield f'{what}: {key} is not of its type'
+        elif isinstance(kind, dict):
+            yield from property_faults(f'{what}.{key}', value, kind)
+
+
+def module_faults(module):
     known = PROPERTIES.get(module['type'])
     if known is None:
         yield f'{module["name"]}: no module type {module["type"]}'
         return
-    for key, value in module.items():
-        if key == 'type':
-            continue
-        if key not in known:
-            yield f'{module["name"]}: {module["type"]} has no property {key}'
-        elif not isinstance(value, known[key]):
-            yield f'{module["name"]}: {key} is not a {known[key].__name__}'
+    yield from property_faults(module['name'], {key: module[key] for key in module if key != 'type'}, known)
+
+
+def header_faults(module):
+    """What callers may include is what CMake installs, and each of it is copied."""
+    with open('cmake/KestrixInstall.cmake', encoding='utf-8') as file:
+        installed = re.search(r'foreach\(header ([^)]*)\)', file.read()).group(1).split()
+    yield from differences('a header for callers', module['out'], installed)
+    if module['srcs'] != module['out']:
+        yield f'{module["name"]}: srcs are not out'
+    copied = re.findall(r'\$\(location ([^)]*)\)', module['cmd'])
+    yield from differences(f'a file that {module["name"]} copies', copied, module['srcs'])
 
 
 def file_faults(module):
@@ -149,6 +173,7 @@ def main(blueprint, compile_commands):
         faults += differences(f'a source of {name}', whole_list(modules, name, 'srcs'), library)
         own = [flag for flag in whole_list(modules, name, 'cflags') if re.match('-[Wf]', flag)]
         faults += differences(f'a flag of {name}', own, flags)
+    faults += header_faults(modules['Kestrix_headers'])
     faults += differences('a source of KestrixTests', whole_list(modules, 'KestrixTests', 'srcs'), tests)
     faults += differences('a warning of KestrixTests', warnings(whole_list(modules, 'KestrixTests', 'cflags')),
                           warnings(flags))
@@ -159,9 +184,9 @@ def main(blueprint, compile_commands):
     if modules['Kestrix_flags'].get('cpp_std', '').partition('++')[2] != standard.partition('++')[2]:
         faults.append(f'cpp_std: not the standard of CMake, {standard}')
     for module in modules.values():
-        faults += property_faults(module)
+        faults += module_faults(module)
         faults += file_faults(module)
-        for key in ('defaults', 'required', 'static_libs'):
+        for key in ('defaults', 'static_libs', 'generated_headers', 'export_generated_headers'):
             faults += [f'{name}: a module that {module["name"]} needs, but not there'
                        for name in module.get(key, []) if name not in modules]
     print('\n'.join(faults), end='\n' if faults else '')

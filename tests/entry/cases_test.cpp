@@ -7,6 +7,7 @@
 
 #include "entry/kestrix.h"
 #include "tests/support/log_fake.h"
+#include "tests/support/project_files.h"
 #include "tests/support/rule_text.h"
 #include "util/string_util.h"
 
@@ -53,12 +54,13 @@ void ExpectCase(const fs::path& folder) {
 TEST(Cases, GiveTheExpectedMapAndLog) {
   android::base::SetProperty("persist.sys.Kestrix.debug", "true");  // accepts the logs wherever the folder lies
   int count = 0;
-  for (const auto& entry : fs::directory_iterator(KESTRIX_TEST_DATA)) {
+  const std::string cases = ProjectFile("tests/data");
+  for (const auto& entry : fs::directory_iterator(cases)) {
     if (!entry.is_directory()) continue;
     SCOPED_TRACE(entry.path());
     ExpectCase(entry.path());
     ++count;
   }
   android::base::SetProperty("persist.sys.Kestrix.debug", "false");
-  EXPECT_GT(count, 0) << "no case in " << KESTRIX_TEST_DATA;
+  EXPECT_GT(count, 0) << "no case in " << cases;
 }

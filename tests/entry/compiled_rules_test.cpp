@@ -9,6 +9,7 @@
 #include <random>
 
 #include "entry/kestrix.h"
+#include "tests/support/project_files.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -25,7 +26,7 @@ struct Call {
 // Each example log under the rules of each event type, cut at several places: whole, without its end, empty.
 std::vector<Call> ExampleCalls(const TempDir& dir) {
   std::vector<Call> calls;
-  for (const auto& file : std::filesystem::directory_iterator(EXAMPLES_DIR "/logs")) {
+  for (const auto& file : std::filesystem::directory_iterator(ProjectFile("examples/logs"))) {
     std::ifstream stream(file.path());
     const std::string log(std::istreambuf_iterator<char>(stream), {});
     for (const size_t size : {log.size(), log.size() / 2, size_t{200}, size_t{0}}) {
@@ -48,7 +49,7 @@ class WarmRules : public testing::Test {
 };
 
 TEST_F(WarmRules, AnswerInAnyOrderAsColdCallsDo) {
-  const std::string examples = EXAMPLES_DIR "/rules";
+  const std::string examples = ProjectFile("examples/rules");
   std::vector<Call> calls = ExampleCalls(dir_);
   ASSERT_GT(calls.size(), 50u);
   std::vector<TextMap> expected;

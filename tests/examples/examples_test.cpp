@@ -6,10 +6,11 @@
 #include <sstream>
 
 #include "entry/kestrix.h"
+#include "tests/support/project_files.h"
 
 namespace {
 
-const std::string kExamples = EXAMPLES_DIR;
+const std::string kExamples = ProjectFile("examples");
 
 // A value of several lines becomes an array of them, as the expected files have it for the reader's sake.
 Json::Value Lines(const std::string& value) {
