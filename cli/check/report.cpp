@@ -68,8 +68,7 @@ Excerpt ExcerptOf(std::string_view line, size_t from, size_t to) {
   if (begin > 0) excerpt = {"...", "   "};
   for (size_t i = begin; i < end; ++i) {
     const bool isTab = characters[i] == "\t";
-    const bool isControl = !isTab && characters[i].size() == 1 && static_cast<unsigned char>(characters[i][0]) < ' ';
-    const std::string shown = isControl || characters[i] == "\x7f" ? "?" : ValidUtf8(characters[i]);
+    const std::string shown = TextForPeople(characters[i]);
     excerpt.line += shown;
     if (i < first) excerpt.carets += isTab ? "\t" : std::string(static_cast<size_t>(WidthOf(shown)), ' ');
     // Below a tab there is one mark, since it is not known how wide a tab is.
@@ -159,18 +158,18 @@ void PrintAsText(const std::vector<Finding>& findings, bool inColour, std::ostre
     const TextPlace place = lines.placeOf(finding.span.begin);
     const size_t lineBegin = lines.begin(place.line);
     const std::string location =
-        finding.file->path + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ":";
+        LineForPeople(finding.file->path) + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ":";
     const char* colour = finding.severity == Severity::kError ? "1;31" : "1;35";
     out << paint("1", location) << ' ' << paint(colour, std::string(NameOf(finding.severity)) + ":") << ' '
-        << ValidUtf8(finding.message) << " [" << code.name << "]\n";
+        << LineForPeople(finding.message) << " [" << code.name << "]\n";
     const Excerpt excerpt =
         ExcerptOf(lines.line(place.line), finding.span.begin - lineBegin, finding.span.end - lineBegin);
     out << "    " << excerpt.line << "\n    " << paint("1;32", excerpt.carets) << '\n';
     // The cure stands below what it replaces, as compilers have it.
     if (finding.fix && finding.fix->text.find_first_not_of(' ') != std::string::npos &&
         finding.fix->span.begin == finding.span.begin) {
-      out << "    " << excerpt.carets.substr(0, excerpt.carets.find('^')) << paint("1;36", ValidUtf8(finding.fix->text))
-          << '\n';
+      out << "    " << excerpt.carets.substr(0, excerpt.carets.find('^'))
+          << paint("1;36", TextForPeople(finding.fix->text)) << '\n';
     }
   }
   out << Counted(CountOf(findings, Severity::kError), "error") << ", "

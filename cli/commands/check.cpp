@@ -111,13 +111,13 @@ std::string AnswerTo(const std::string& logPath, const PlacedEntry& entry) {
 
 void PrintEntriesFor(const std::string& logPath, const RuleModel& model) {
   const LineIndex lines(model.matchFile.text);
-  std::cout << "A log at " << Quoted(ValidUtf8(logPath)) << ":\n";
+  std::cout << "A log at " << Quoted(LineForPeople(logPath)) << ":\n";
   for (const PlacedEntry& entry : model.entries) {
     std::string ids;
     for (const PlacedId& id : entry.ids) ids += (ids.empty() ? "" : ", ") + id.id;
-    std::cout << "  " << ValidUtf8(entry.key) << " (" << model.matchFile.path << ":"
-              << lines.placeOf(entry.keySpan.begin).line << (ids.empty() ? "" : "; ") << ValidUtf8(ids)
-              << "): " << ValidUtf8(AnswerTo(logPath, entry)) << '\n';
+    std::cout << "  " << LineForPeople(entry.key) << " (" << LineForPeople(model.matchFile.path) << ":"
+              << lines.placeOf(entry.keySpan.begin).line << (ids.empty() ? "" : "; ") << LineForPeople(ids)
+              << "): " << LineForPeople(AnswerTo(logPath, entry)) << '\n';
   }
 }
 

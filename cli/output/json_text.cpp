@@ -1,5 +1,6 @@
 #include "cli/output/json_text.h"
 
+#include <cstdio>
 #include <memory>
 
 #include "cli/output/utf8.h"
@@ -13,17 +14,39 @@ Json::StreamWriterBuilder BuilderOf(const char* indentation) {
   return builder;
 }
 
+std::string EscapeOf(std::string_view control) {
+  unsigned code = static_cast<unsigned char>(control[0]);
+  for (const char c : control.substr(1)) code = code << 6 | (static_cast<unsigned char>(c) & 0x3fU);
+  char escape[8];
+  snprintf(escape, sizeof(escape), "\\u%04x", code & (control.size() == 2 ? 0x7ffU : 0xffffU));
+  return escape;
+}
+
+std::string WithControlsEscaped(std::string json) {
+  const std::string_view text = json;
+  std::string escaped;
+  size_t copied = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    const size_t size = text[at] == '\n' ? 0 : ControlLength(text.substr(at));
+    if (size == 0) continue;
+    escaped.append(text, copied, at - copied).append(EscapeOf(text.substr(at, size)));
+    copied = at + size;
+    at = copied - 1;
+  }
+  return copied == 0 ? json : escaped.append(text, copied);
+}
+
 }  // namespace
 
 std::string JsonLine(const Json::Value& value) {
   static const Json::StreamWriterBuilder kBuilder = BuilderOf("");
-  return Json::writeString(kBuilder, value);
+  return WithControlsEscaped(Json::writeString(kBuilder, value));
 }
 
 std::string JsonPage(const Json::Value& value, bool isTight) {
   Json::StreamWriterBuilder builder = BuilderOf("  ");
   builder["enableYAMLCompatibility"] = isTight;
-  return Json::writeString(builder, value) + "\n";
+  return WithControlsEscaped(Json::writeString(builder, value)) + "\n";
 }
 
 std::string JsonString(std::string_view text) { return JsonLine(ValidUtf8(text)); }

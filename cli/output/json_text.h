@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-// `value` on one line, in UTF-8 and without a line end.
+// `value` on one line, in UTF-8 and without a line end. Control characters are escaped, those too that JSON lets pass.
 std::string JsonLine(const Json::Value& value);
 
 // `value` indented, in UTF-8 and with a line end. A tight page has no blank before a colon.

@@ -1,10 +1,10 @@
 #include "cli/output/markup.h"
 
-#include "cli/output/utf8.h"
+#include "cli/output/terminal.h"
 
 std::string EscapedForMarkup(std::string_view text) {
   std::string escaped;
-  for (const char c : ValidUtf8(text)) {
+  for (const char c : TextForPeople(text)) {
     if (c == '&') {
       escaped += "&amp;";
     } else if (c == '<') {
@@ -14,7 +14,7 @@ std::string EscapedForMarkup(std::string_view text) {
     } else if (c == '"') {
       escaped += "&quot;";
     } else {
-      escaped += static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' ? '?' : c;
+      escaped += c;
     }
   }
   return escaped;

@@ -20,16 +20,23 @@ std::string Painted(bool inColour, std::string_view colour, std::string_view tex
   return "\x1b[" + std::string(colour) + "m" + std::string(text) + "\x1b[0m";
 }
 
+std::string TextForPeople(std::string_view text) {
+  const std::string valid = ValidUtf8(text);
+  std::string shown;
+  for (size_t at = 0; at < valid.size();) {
+    const bool isUsual = valid[at] == '\t' || valid[at] == '\n';
+    const size_t control = isUsual ? 0 : ControlLength(std::string_view(valid).substr(at));
+    shown += control > 0 ? '?' : valid[at];
+    at += std::max<size_t>(control, 1);
+  }
+  return shown;
+}
+
 std::string LineForPeople(std::string_view line) {
   const size_t first = line.find_first_not_of(" \t\r");
   if (first == std::string_view::npos) return "";
-  std::string text = ValidUtf8(line.substr(first, line.find_last_not_of('\r') - first + 1));
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c != '\t' && (c < ' ' || c == 0x7f); }, '?');
-  // U+0080 to U+009F are control characters, too.
-  for (size_t at = text.find('\xc2'); at != std::string::npos; at = text.find('\xc2', at + 1)) {
-    if (static_cast<unsigned char>(text[at + 1]) < 0xa0) text.replace(at, 2, "?");
-  }
+  std::string text = TextForPeople(line.substr(first, line.find_last_not_of('\r') - first + 1));
+  std::replace(text.begin(), text.end(), '\n', '?');
   return text;
 }
 

@@ -13,8 +13,11 @@ bool OutputTakesColours();
 // `text` in a colour, an SGR code like "1;31", when `inColour`.
 std::string Painted(bool inColour, std::string_view colour, std::string_view text);
 
-// One line as valid UTF-8, without the carriage return and indentation of the log. A control character must not reach
-// the terminal: a question mark stands for it.
+// `text` as valid UTF-8 with a question mark in place of each control character but tab and line feed: what logs and
+// rule files hold must not reach the terminal.
+std::string TextForPeople(std::string_view text);
+
+// One line of it, without the carriage return and indentation of the log.
 std::string LineForPeople(std::string_view line);
 
 // `text` in double quotes.

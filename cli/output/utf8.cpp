@@ -42,3 +42,13 @@ std::string ValidUtf8(std::string_view text) {
   }
   return valid;
 }
+
+size_t ControlLength(std::string_view text) {
+  if (text.empty()) return 0;
+  const auto byte = [text](size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0; };
+  if (byte(0) < ' ' || byte(0) == 0x7f) return 1;
+  if (byte(0) == 0xc2) return byte(1) < 0xa0 ? 2 : 0;  // U+0080 to U+009F
+  if (byte(0) != 0xe2 || (byte(1) & 0xfe) != 0x80) return 0;
+  const bool turns = byte(1) == 0x80 ? byte(2) >= 0xaa && byte(2) <= 0xae : byte(2) >= 0xa6 && byte(2) <= 0xa9;
+  return turns ? 3 : 0;  // U+202A to U+202E, U+2066 to U+2069
+}

@@ -14,6 +14,10 @@ size_t CharacterCount(std::string_view text);
 // Whether all of `text` is well-formed.
 bool IsUtf8(std::string_view text);
 
+// The bytes of the control character that `text`, which is UTF-8, begins with, tab and line feed among them, or of a
+// mark that turns the direction of text; 0 when it begins with none.
+size_t ControlLength(std::string_view text);
+
 // `text` with U+FFFD in place of each byte that is not part of a well-formed UTF-8 character. A log may hold any bytes;
 // JSON and terminals want UTF-8.
 std::string ValidUtf8(std::string_view text);

@@ -11,6 +11,7 @@
 #include "tests/cli/mistakes.h"
 #include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
+#include "util/string_util.h"
 
 namespace {
 
@@ -69,6 +70,40 @@ TEST(Check, ReadsAnyBytesWithoutHarm) {
     const std::string output =
         OutputOf(KESTRIX_SOURCE_DIR, "kestrix check " + path + " examples/rules/assemble_rule.json");
     EXPECT_TRUE(output.ends_with("-> 0\n") || output.ends_with("-> 1\n")) << i << "\n" << output;
+  }
+}
+
+// Names, keys, expressions and paths of rule files reach terminals and pages in many ways.
+TEST(Check, LetsNoControlCharacterOfARuleFileThrough) {
+  const auto withOdd = [](const std::string& json) {
+    return StringUtil::ReplaceStr(json, "~", R"(\u001b[31m\u009b\u0007\u202e)");
+  };
+  const TempDir dir;
+  dir.write("match_rule.json", withOdd(R"+({"featureFrame_~": {"dirOrFile": "/data/~", "subcataLog": "~(",
+    "featureId": "KX_hang_1,KX_h~_2", "rules": [
+      {"name": "n~", "depend": "d~", "keyWords": "@{k~}@", "v_~": "(~.*)"},
+      {"name": "m", "keyWords": "", "v_x": "(.*)", "v_~": ""}]}})+"));
+  dir.write("assemble_rule.json", withOdd(R"({"hang": {"KX_hang_1": {"K~": "t~", "L~": "m.v_x"}}})"));
+  const std::string log = dir.write("log.txt", "a\x1b[31mb\n");
+  const std::string rules = " --config " + dir.path() + " --event hang";
+  const std::vector<std::string> commands = {"check " + dir.path(),
+                                             "check " + dir.path() + " --as '/data/\x1b'",
+                                             "check " + dir.path() + " --format json",
+                                             "check " + dir.path() + " --format sarif",
+                                             "analyze " + log + rules,
+                                             "analyze " + log + rules + " --json",
+                                             "explain " + log + rules,
+                                             "explain " + log + rules + " --line 1",
+                                             "explain " + log + rules + " --format json",
+                                             "explain " + log + rules + " --format html",
+                                             "coverage " + log + rules,
+                                             "coverage " + log + rules + " --format html",
+                                             "batch " + log + rules};
+  for (const std::string& command : commands) {
+    const std::string output = OutputOf(KESTRIX_SOURCE_DIR, "kestrix " + command + " 2>&1");
+    for (const std::string_view control : {"\x1b", "\x07", "\u009b", "\u202e"}) {
+      EXPECT_EQ(std::string::npos, output.find(control)) << command << '\n' << output;
+    }
   }
 }
 

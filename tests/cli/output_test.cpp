@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "cli/output/input_error.h"
+#include "cli/output/json_text.h"
 #include "cli/output/lines.h"
 #include "cli/output/markup.h"
 #include "cli/output/output_file.h"
@@ -57,6 +58,27 @@ TEST(Utf8, TakesNoSurrogatesAndNoOverlongForms) {
 }
 
 TEST(Output, LetsNoControlCharacterThrough) {
+  const struct {
+    const char* what;
+    std::string text;
+    std::string shown;
+    std::string json;
+  } kCases[] = {
+      {"escape", "a\x1b[31m", "a?[31m", "a\\u001b[31m"},
+      {"zero", std::string("a\0b", 3), "a?b", "a\\u0000b"},
+      {"delete", "a\x7f", "a?", "a\\u007f"},
+      {"the short form of an escape", "a\u009b31m", "a?31m", "a\\u009b31m"},
+      {"a turn of the direction", "a\u202e|\u2066", "a?|?", "a\\u202e|\\u2066"},
+      {"beside these", "\u00a0\u2029\u202f\u2065\u206a", "\u00a0\u2029\u202f\u2065\u206a",
+       "\u00a0\u2029\u202f\u2065\u206a"},
+      {"half a character", "a\xc2", "a\uFFFD", "a\uFFFD"},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(c.shown, LineForPeople(c.text)) << c.what;
+    EXPECT_EQ(c.shown, EscapedForMarkup(c.text)) << c.what;
+    EXPECT_EQ('"' + c.json + '"', JsonString(c.text)) << c.what;
+    EXPECT_EQ('"' + c.json + "\"\n", JsonPage(ValidUtf8(c.text))) << c.what;
+  }
   EXPECT_EQ("a?b?c\td", LineForPeople(" \ta\x1b"
                                       "b\x7f"
                                       "c\td\r"));
