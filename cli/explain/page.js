@@ -558,7 +558,7 @@ function scrollStoryTo(element) {
 
 function showCard(title, ...children) {
   const close = button("close", () => go(""), "plain close");
-  byId("card").replaceChildren(make("h2", "", title, close), ...children);
+  byId("card").replaceChildren(make("h2", "", title, close), ...children.filter((child) => child));
   byId("card").hidden = false;
   byId("card").scrollTop = 0;
 }
@@ -615,7 +615,7 @@ function rangesOf(lines) {
 function drawSuggestion(told, i) {
   const rows = [["its rules take", told.ruleLines], ["its stack takes", told.stackLines], ["left out", told.leftOut],
     ["taken beside them", told.beside]].filter(([, lines]) => lines.length);
-  const file = (name, text) => [make("p", "", copyButton(name, text, "the text for")), code(text, "whole")];
+  const file = (name, text) => [make("p", "", "Copy ", copyButton(name, text, "the text for")), code(text, "whole")];
   const made = make("details", "item", make("summary", "", `Suggestion ${i + 1}: gives ${Object.keys(told.result).join(", ")}`),
     make("ul", "", ...rows.map(([what, lines]) => make("li", "", make("span", "faint", `${what} `), rangesOf(lines)))),
     ...file("match_rule.json", told.match), ...file("assemble_rule.json", told.assemble));
