@@ -15,6 +15,7 @@ namespace {
 struct Options {
   ReplayOptions replay;
   ComparedRules rules;
+  GroupingOptions grouping;
   std::string format = "text";
   std::string file;
   std::string explanations;
@@ -54,8 +55,8 @@ ExitStatus Run(Options options) {
                                         options.replay.workers};
   CheckExplanations(explanations, options.format);
   options.rules.event = options.replay.logs.event;
-  Comparison comparison;
   std::vector<LogEntry> changed;
+  Comparison comparison(GroupingOf(options.grouping));
   const auto finds = [](const Fields& fields) { return !fields.empty(); };
   const auto add = [&](const LogEntry& log, const std::vector<Reply>& replies) {
     const size_t known = comparison.changed().size();
@@ -77,6 +78,7 @@ void AddDiff(CLI::App& program, ExitStatus& status) {
   AddReplayOptions(*command, options->replay);
   AddRulesOption(*command, "--old", options->rules.before, "Directory of the rule files as they were");
   AddRulesOption(*command, "--new", options->rules.after, "Directory of the rule files as they are to be");
+  AddGroupingOptions(*command, options->grouping);
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file);
   command

@@ -81,3 +81,25 @@ void AddReplayOptions(CLI::App& command, ReplayOptions& options) {
   AddWorkerOptions(command, options.workers);
   AddPathTestOptions(command, options.logs.as, options.checkPath);
 }
+
+void AddGroupingOptions(CLI::App& command, GroupingOptions& options) {
+  command.add_option("--by", options.keys, "The results to group by, by default FINGERPRINT")
+      ->type_name("KEY[,KEY...]")
+      ->delimiter(',')
+      ->expected(1)
+      ->take_all();
+  command
+      .add_option("--top", options.top,
+                  "Group by the first N frames of the stack, too; in place of FINGERPRINT where --by names nothing")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000).description(""));
+  command
+      .add_option("--skip", options.skipFile,
+                  "Group by the frames without those in which an expression of this file is found: one a line, with a "
+                  "reason behind #")
+      ->type_name("FILE");
+}
+
+Grouping GroupingOf(const GroupingOptions& options) {
+  return {options.keys, options.top, options.skipFile.empty() ? FrameSkips() : FrameSkips(options.skipFile)};
+}

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/fleet/grouping.h"
 #include "cli/fleet/replay.h"
 
 // The options that several commands take, each declared once.
@@ -36,5 +37,17 @@ void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
 
 // The logs, the event type and the workers of a command that goes over many logs.
 void AddReplayOptions(CLI::App& command, ReplayOptions& options);
+
+// What the logs of a group have in common.
+struct GroupingOptions {
+  std::vector<std::string> keys;
+  size_t top = 0;
+  std::string skipFile;
+};
+
+void AddGroupingOptions(CLI::App& command, GroupingOptions& options);
+
+// Throws InputError for a file of frames that cannot be used.
+Grouping GroupingOf(const GroupingOptions& options);
 
 #endif  // CLI_COMMANDS_SHARED_OPTIONS_H

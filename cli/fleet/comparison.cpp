@@ -1,8 +1,9 @@
 #include "cli/fleet/comparison.h"
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 
-#include "cli/library/no_fingerprint.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 
@@ -63,12 +64,15 @@ void Comparison::addChanged(const std::string& path, const TextMap& before, cons
 }
 
 void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
-  const std::string from = ValueOf(before, kFingerprintKey);
-  const std::string to = ValueOf(after, kFingerprintKey);
-  const auto isNone = [](const std::string& fingerprint) {
-    return fingerprint.empty() || fingerprint == kNoFingerprint;
+  const auto groupOf = [this](const TextMap& results) {
+    return grouping_.valueOf([&results](std::string_view key) -> std::optional<std::string> {
+      const auto found = results.find(std::string(key));
+      return found == results.end() ? std::nullopt : std::optional(found->second);
+    });
   };
-  if (isNone(from) || isNone(to)) return;
+  const std::string from = groupOf(before).value_or("");
+  const std::string to = groupOf(after).value_or("");
+  if (from.empty() || to.empty()) return;
   GroupStep& step = steps_[{from, to}];
   if (step.count == 0)
     step = {from,

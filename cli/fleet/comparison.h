@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/fleet/grouping.h"
 #include "cli/fleet/log_run.h"
 
 struct FaultyLog {
@@ -38,7 +39,7 @@ struct ChangedLog {
   std::vector<KeyStep> keys;
 };
 
-// Logs that went from one fingerprint to another.
+// Logs that went from one group to another, each named by what its logs have in common: mostly the fingerprint.
 struct GroupStep {
   std::string before;
   std::string after;
@@ -53,7 +54,7 @@ struct GroupStep {
 enum class GroupMoveKind {
   kMerged,  // several groups, or parts of them, are one: all steps end in it
   kSplit,   // one group is several: all steps begin in it
-  kMoved,   // one group has another fingerprint: one step
+  kMoved,   // one group has another name: one step
 };
 
 struct GroupMove {
@@ -64,7 +65,8 @@ struct GroupMove {
 // The same logs under old and new rules.
 class Comparison {
  public:
-  Comparison() = default;
+  // Groups are those of `grouping`.
+  explicit Comparison(Grouping grouping = Grouping()) : grouping_(std::move(grouping)) {}
   Comparison(const Comparison&) = delete;
   Comparison& operator=(const Comparison&) = delete;
 
@@ -90,6 +92,7 @@ class Comparison {
   void addChanged(const std::string& path, const TextMap& before, const TextMap& after);
   void addStep(const std::string& path, const TextMap& before, const TextMap& after);
 
+  Grouping grouping_;
   size_t logs_ = 0;
   std::string lastPath_;
   std::vector<std::string> gained_;

@@ -48,8 +48,8 @@ const state = { kind: "", key: "", text: "" };
 function nameOfGroup(value, reason, frames, above) {
   const [reasonLine] = linesOf(reason || "");
   return make("div", "", make("div", "lead", reason === above ? null
-    : make("strong", "", visible(reasonLine || "no REASON")), " ", value ? fingerprintButton(value)
-    : make("span", "faint", "no fingerprint")), make("ul", "frames faint", ...frames.slice(0, 3).map((frame) => make("li", "", visible(frame)))));
+    : make("strong", "", visible(reasonLine || "no REASON")), " ", !value ? make("span", "faint", "no group")
+    : /^[0-9a-f]{64}$/.test(value) ? fingerprintButton(value) : make("span", "", visible(linesOf(value).join(", ")))), make("ul", "frames faint", ...frames.slice(0, 3).map((frame) => make("li", "", visible(frame)))));
 }
 
 const framesOf = (stack) => linesOf(stack).filter((line) => /[.:(+]/.test(line));

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "cli/output/json_text.h"
+#include "cli/output/lines.h"
 #include "cli/output/page_shell.h"
 #include "cli/output/side_by_side.h"
 #include "cli/output/terminal.h"
@@ -26,21 +27,28 @@ std::string Stillness(const Comparison& comparison) {
   return comparison.faulty().size() == comparison.logs() ? "nothing to compare" : "nothing moved";
 }
 
+// The name of a group on one line.
+std::string NameOf(const std::string& group) {
+  std::string name;
+  for (const std::string& line : LinesOf(group)) name += (name.empty() ? "" : ", ") + line;
+  return LineForPeople(name);
+}
+
 std::string TitleOf(const GroupMove& move) {
   switch (move.kind) {
     case GroupMoveKind::kMerged:
-      return Counted(move.steps.size(), "group") + " merged into " + move.steps[0].after;
+      return Counted(move.steps.size(), "group") + " merged into " + NameOf(move.steps[0].after);
     case GroupMoveKind::kSplit:
-      return move.steps[0].before + " split into " + Counted(move.steps.size(), "group");
+      return NameOf(move.steps[0].before) + " split into " + Counted(move.steps.size(), "group");
     default:
-      return move.steps[0].before + " moved to " + move.steps[0].after;
+      return NameOf(move.steps[0].before) + " moved to " + NameOf(move.steps[0].after);
   }
 }
 
 std::string TitleOf(const GroupMove& move, const GroupStep& step) {
   std::string title = Counted(step.count, "log");
-  if (move.kind == GroupMoveKind::kMerged) title += " of " + step.before;
-  if (move.kind == GroupMoveKind::kSplit) title += " to " + step.after;
+  if (move.kind == GroupMoveKind::kMerged) title += " of " + NameOf(step.before);
+  if (move.kind == GroupMoveKind::kSplit) title += " to " + NameOf(step.after);
   return title + ", such as " + step.example;
 }
 

@@ -1,13 +1,72 @@
 #include "cli/fleet/group_table.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <tuple>
 
+#include "cli/fleet/fields.h"
 #include "cli/output/lines.h"
+#include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 #include "stack/stack_util.h"
 
 namespace {
 
-constexpr size_t kMaxExamples = 50;  // of a group
+constexpr size_t kMaxHeldBytes = 16 * 1024 * 1024;
+constexpr size_t kFrames = 3;  // that are kept of a stack
+
+size_t SizeOf(const Group& group) {
+  size_t size = sizeof(Group) + 128 + 2 * group.value.size() + group.first.size() + group.last.size() +
+                group.stack.size() + group.reason.size();
+  for (const auto& [path, event] : group.examples) size += sizeof group.examples[0] + path.size() + event.size();
+  return size;
+}
+
+std::string EncodedGroup(const Group& group) {
+  Fields fields = {
+      std::to_string(group.count), std::to_string(group.before), group.first, group.last, group.stack, group.reason};
+  for (const auto& [path, event] : group.examples) {
+    fields.push_back(path);
+    fields.push_back(event);
+  }
+  return Encoded(fields);
+}
+
+Group DecodedGroup(const std::string& value, const std::string& text) {
+  Fields fields;
+  Decode(text, fields);
+  Group group = {value, std::stoul(fields[0]), std::stoul(fields[1]), fields[2], fields[3], fields[4], fields[5], {}};
+  for (size_t i = 6; i < fields.size(); i += 2) group.examples.emplace_back(fields[i], fields[i + 1]);
+  return group;
+}
+
+// The logs of an earlier run tell of a group only where it has no other.
+bool TellsBefore(const Group& a, const Group& b) {
+  const auto rank = [](const Group& group) { return std::tie(group.first, group.stack, group.reason); };
+  const bool isGone[] = {a.count == 0, b.count == 0};
+  return isGone[0] != isGone[1] ? isGone[1] : rank(a) < rank(b);
+}
+
+void Merge(Group& into, Group&& other, size_t maxExamples) {
+  if (TellsBefore(other, into)) {
+    std::swap(into, other);
+  }
+  if ((into.count == 0) == (other.count == 0)) {
+    into.last = std::max(into.last, other.last);
+    into.examples.insert(into.examples.end(), other.examples.begin(), other.examples.end());
+    std::sort(into.examples.begin(), into.examples.end());
+    into.examples.resize(std::min(into.examples.size(), maxExamples));
+  }
+  into.count += other.count;
+  into.before += other.before;
+}
+
+std::string FirstFrames(const std::string& stack) {
+  std::vector<std::string> frames = FramesOf(stack);
+  std::string text;
+  for (size_t i = 0; i < std::min(frames.size(), kFrames); ++i) text += (i == 0 ? "" : "\n") + frames[i];
+  return text;
+}
 
 }  // namespace
 
@@ -17,17 +76,98 @@ std::vector<std::string> FramesOf(std::string_view stack) {
   return frames;
 }
 
-void GroupTable::add(const std::string& value, const std::string& path, const std::string& stack,
-                     const std::string& reason, const std::string& event) {
-  Group& group = groups_[value];
-  if (group.count++ == 0) group = {value, 1, path, path, stack, reason, {}};
-  group.last = path;
-  if (group.examples.size() < kMaxExamples) group.examples.emplace_back(path, event);
+std::string DescendingKey(size_t number) {
+  std::string key;
+  for (int shift = 56; shift >= 0; shift -= 8) key += static_cast<char>(~(uint64_t{number} >> shift) & 0xff);
+  return key;
 }
 
-std::vector<Group> GroupTable::sorted() const {
-  std::vector<Group> groups;
-  for (const auto& [value, group] : groups_) groups.push_back(group);
-  std::stable_sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) { return a.count > b.count; });
-  return groups;
+std::string BySize(const Group& group) { return DescendingKey(group.count) + group.value; }
+
+// Puts a log in its place among those of the group, before it is counted.
+void GroupTable::note(Group& group, std::string path, const ResultLine& line) {
+  const bool isFirst = group.first.empty() || path <= group.first;
+  const bool isExample =
+      group.examples.size() < maxExamples_ || (maxExamples_ > 0 && path < group.examples.back().first);
+  if (!isFirst && !isExample && path <= group.last) return;
+  heldBytes_ -= SizeOf(group);
+  if (isFirst) {
+    std::string stack = line.result(kStackKey).value_or("");
+    if (!keepsStack_) stack = FirstFrames(stack);
+    std::string reason = line.result(kReasonKey).value_or("");
+    if (path != group.first || std::tie(stack, reason) < std::tie(group.stack, group.reason)) {
+      group.first = path;
+      group.stack = std::move(stack);
+      group.reason = std::move(reason);
+    }
+  }
+  if (isExample) {
+    std::pair<std::string, std::string> example(path, line.event());
+    group.examples.insert(std::upper_bound(group.examples.begin(), group.examples.end(), example), std::move(example));
+    group.examples.resize(std::min(group.examples.size(), maxExamples_));
+  }
+  group.last = std::max(group.last, std::move(path));
+  heldBytes_ += SizeOf(group);
+}
+
+Group& GroupTable::groupOf(const std::string& value) {
+  if (heldBytes_ > kMaxHeldBytes) spill();
+  const auto [place, isNew] = groups_.try_emplace(value);
+  if (isNew) {
+    place->second.value = value;
+    heldBytes_ += SizeOf(place->second);
+  }
+  return place->second;
+}
+
+void GroupTable::add(const std::string& value, const ResultLine& line) {
+  Group& group = groupOf(value);
+  if (group.count == 0 && group.before > 0) {
+    heldBytes_ -= SizeOf(group);
+    group = {value, 0, group.before, "", "", "", "", {}};
+    heldBytes_ += SizeOf(group);
+  }
+  note(group, line.path(), line);
+  ++group.count;
+}
+
+void GroupTable::addBefore(const std::string& value, const ResultLine& line) {
+  Group& group = groupOf(value);
+  if (group.count == 0) note(group, line.path(), line);
+  ++group.before;
+}
+
+void GroupTable::spill() {
+  for (const auto& [value, group] : groups_) spilled_.add(value, EncodedGroup(group));
+  groups_.clear();
+  heldBytes_ = 0;
+}
+
+void GroupTable::forEach(const std::function<std::string(const Group& group)>& keyOf,
+                         const std::function<void(const Group& group)>& visit) {
+  if (spilled_.empty()) {
+    std::vector<std::pair<std::string, const Group*>> order;
+    for (const auto& [value, group] : groups_) order.emplace_back(keyOf(group), &group);
+    std::sort(order.begin(), order.end());
+    for (const auto& [key, group] : order) visit(*group);
+    return;
+  }
+  spill();
+  ExternalSort ordered;
+  Group merged;
+  const auto pass = [&] {
+    if (merged.count + merged.before > 0) ordered.add(keyOf(merged), Encoded({merged.value, EncodedGroup(merged)}));
+  };
+  spilled_.forEach([&](const std::string& value, const std::string& text) {
+    Group part = DecodedGroup(value, text);
+    if (merged.count + merged.before > 0 && merged.value == value) return Merge(merged, std::move(part), maxExamples_);
+    pass();
+    merged = std::move(part);
+  });
+  pass();
+  Fields fields;
+  ordered.forEach([&](const std::string&, const std::string& text) {
+    Decode(text, fields);
+    visit(DecodedGroup(fields[0], fields[1]));
+  });
 }

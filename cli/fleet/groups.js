@@ -50,9 +50,10 @@ function drawGroup(group, i) {
   share.style.setProperty("--share", percent(group.share));
   const card = make("article", "card", make("div", "lead", make("strong", "number", number(group.count)),
     make("span", "faint number", percent(group.share)),
-    make("h3", "", visible(isByFingerprint ? reason || group.frames[0] || "no REASON" : lines[0] || group.value)),
+    make("h3", "", visible(data.nameLines === 0 || isByFingerprint ? reason || group.frames[0] || "no REASON"
+      : lines.slice(0, data.nameLines).join(", ") || group.value)),
     isByFingerprint ? fingerprintButton(group.value) : null), make("div", "bar", share));
-  if (!isByFingerprint && reason && data.by !== "REASON") card.append(make("p", "small", visible(reason)));
+  if (!isByFingerprint && data.nameLines && reason && data.by !== "REASON") card.append(make("p", "small", visible(reason)));
   if (group.frames.length) {
     card.append(make("ul", "frames", ...group.frames.map((frame) => make("li", "", visible(frame)))));
   }
@@ -82,13 +83,14 @@ function drawStability() {
     make("table", "", make("tbody", "", ...rows)));
 }
 
-drawTop(`${counted(data.groups.length, "group")} of ${counted(data.logs, "log")}`, `by ${data.by}`);
+drawTop(`${counted(data.groupCount, "group")} of ${counted(data.logs, "log")}`, `by ${data.by}`,
+  data.groupCount > data.groups.length ? `the largest ${number(data.groups.length)} are shown` : "");
 const largest = data.groups.length ? data.groups[0].share : 0;
 const shown = make("output", "faint small");
 shown.id = "shown";
 const list = make("div");
 list.id = "list";
-byId("report").append(make("div", "figures", figure(data.logs, "logs grouped"), figure(data.groups.length, "groups"),
+byId("report").append(make("div", "figures", figure(data.logs, "logs grouped"), figure(data.groupCount, "groups"),
   figure(data.groups.filter(({ count }) => count === 1).length, "groups of one log"),
   figure(data.without, `without ${data.by}`), figure(data.failed, "failed")),
 make("section", "", make("h2", "", largest ? `Groups: the largest holds ${percent(largest)}` : "No group"),

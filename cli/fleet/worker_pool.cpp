@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <string_view>
@@ -31,46 +30,7 @@ constexpr int kInterrupts[] = {SIGINT, SIGTERM};
 
 [[noreturn]] void ThrowErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
-// --- Messages: the size of what follows, then each field with its size in front ---
-
-using Size = uint64_t;
-
-void AppendSize(size_t size, std::string& text) {
-  const Size value = size;
-  text.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
-Size TakeSize(std::string_view& text) {
-  Size value = 0;
-  std::memcpy(&value, text.data(), sizeof value);
-  text.remove_prefix(sizeof value);
-  return value;
-}
-
-std::string Encoded(const Fields& fields) {
-  std::string body;
-  for (const std::string& field : fields) {
-    AppendSize(field.size(), body);
-    body += field;
-  }
-  std::string message;
-  AppendSize(body.size(), message);
-  return message += body;
-}
-
-// True when `received` holds a whole message; only ends of the same program write them.
-bool Decode(std::string_view received, Fields& fields) {
-  if (received.size() < sizeof(Size)) return false;
-  const Size bodySize = TakeSize(received);
-  if (received.size() < bodySize) return false;
-  fields.clear();
-  while (!received.empty()) {
-    const Size size = TakeSize(received);
-    fields.emplace_back(received.substr(0, size));
-    received.remove_prefix(size);
-  }
-  return true;
-}
+// --- Messages ---
 
 // False when the other end is gone.
 bool Send(int socket, std::string_view message) {
@@ -99,7 +59,8 @@ const std::string kThrew = "threw";
 [[noreturn]] void Work(int socket, const WorkerPool::Job& job) {
   Fields request;
   for (std::string received; Receive(socket, received);) {
-    if (!Decode(received, request)) continue;
+    if (MessageSize(received) == 0) continue;
+    Decode(received, request);
     received.clear();
     try {
       Fields reply = job(request);
@@ -284,7 +245,8 @@ void WorkerPool::receive(Worker& worker) {
     return;
   }
   Fields fields;
-  if (!Decode(worker.received, fields)) return;
+  if (MessageSize(worker.received) == 0) return;
+  Decode(worker.received, fields);
   worker.received.clear();
   if (fields.front() == kThrew) {
     end(worker);

@@ -10,10 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/fleet/fields.h"
 #include "cli/fleet/spill_file.h"
-
-// A message between the program and a worker.
-using Fields = std::vector<std::string>;
 
 struct Reply {
   Fields fields;      // what the job returned

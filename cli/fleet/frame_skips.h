@@ -1,0 +1,29 @@
+#ifndef CLI_FLEET_FRAME_SKIPS_H
+#define CLI_FLEET_FRAME_SKIPS_H
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "regex/regex.h"
+
+// Frames that say nothing about a failure: those in which one of some expressions is found.
+class FrameSkips {
+ public:
+  FrameSkips() = default;
+
+  // An expression on each line; where a "#" begins the line or follows a blank, the reason begins. Throws InputError
+  // that names the line and column of an expression that the library does not search itself.
+  explicit FrameSkips(const std::string& path);
+
+  void add(const std::string& expression) { expressions_.emplace_back(expression); }
+  bool empty() const { return expressions_.empty(); }
+
+  bool skips(const std::string& frame);
+
+ private:
+  std::vector<Regex> expressions_;
+  std::unordered_map<std::string, bool> known_;  // answers: frames come again and again
+};
+
+#endif  // CLI_FLEET_FRAME_SKIPS_H

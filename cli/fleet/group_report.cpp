@@ -1,0 +1,213 @@
+#include "cli/fleet/group_report.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <functional>
+#include <iomanip>
+#include <ostream>
+#include <set>
+#include <vector>
+
+#include "cli/fleet/stability.h"
+#include "cli/library/no_fingerprint.h"
+#include "cli/output/json_text.h"
+#include "cli/output/lines.h"
+#include "cli/output/page_shell.h"
+#include "cli/output/terminal.h"
+
+// Embedded when the program is built.
+extern const std::string_view kGroupsPageScript;
+
+namespace {
+
+constexpr size_t kTopFrames = 3;
+constexpr size_t kMaxCompared = 5000;  // groups, the largest, that are held against each other, or are on a page
+
+double ShareOf(size_t count, size_t all) {
+  return all == 0 ? 0 : static_cast<double>(count) / static_cast<double>(all);
+}
+
+std::string Percent(size_t count, size_t all) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f%%", 100 * ShareOf(count, all));
+  return text.data();
+}
+
+std::string Shown(const std::string& value) {
+  const std::vector<std::string> lines = LinesOf(value);
+  if (lines.size() < 2) return LineForPeople(value);
+  return LineForPeople(lines.front()) + " (and " + std::to_string(lines.size() - 1) + " more lines)";
+}
+
+// The frames below the name of a group: the first ones, or those that it was made by.
+std::vector<std::string> FramesBelow(const Group& group, Grouping& grouping) {
+  std::vector<std::string> frames = grouping.isByFrames() ? LinesOf(group.value) : FramesOf(group.stack);
+  if (grouping.isByFrames())
+    frames.erase(frames.begin(), frames.begin() + static_cast<long>(std::max<size_t>(grouping.nameLines(), 1)));
+  frames.resize(std::min(frames.size(), std::max(kTopFrames, grouping.top())));
+  return frames;
+}
+
+// --- Text ---
+
+void PrintStability(const std::vector<Group>& groups, std::ostream& out) {
+  const std::vector<Variant> variants = StabilityOf(groups);
+  out << "\n" << groups.size() << " groups as they are, and what there would be\n";
+  for (const Variant& variant : variants) {
+    out << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
+  }
+  std::set<std::vector<std::string>>
+      shown;  // a pair that one mask merges is merged by "all of these" too: once is enough
+  for (const Variant& variant : variants) {
+    for (const Merging& merging : variant.merging) {
+      if (!shown.insert(merging.values).second) continue;
+      out << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
+      for (const std::string& value : merging.values) out << "    " << Shown(value) << '\n';
+      out << "  which differ first in\n";
+      for (const std::string& line : {merging.differs.first, merging.differs.second}) {
+        out << "    " << LineForPeople(line) << '\n';
+      }
+    }
+  }
+}
+
+// What names a group: its values, or of frames the first.
+std::string TitleOf(const Group& group, Grouping& grouping) {
+  if (!grouping.isByFrames() && grouping.nameLines() == 1) return Shown(group.value);
+  std::vector<std::string> lines = LinesOf(group.value);
+  lines.resize(std::min(lines.size(), std::max<size_t>(grouping.nameLines(), 1)));
+  std::string title;
+  for (const std::string& line : lines) title += (title.empty() ? "" : ", ") + LineForPeople(line);
+  return title;
+}
+
+void PrintGroup(const Group& group, GroupReport& report, std::ostream& out) {
+  out << std::setw(8) << group.count << std::setw(8) << Percent(group.count, report.grouped) << "  "
+      << TitleOf(group, report.grouping) << '\n';
+  const std::string indent(18, ' ');
+  for (const std::string& frame : FramesBelow(group, report.grouping)) out << indent << LineForPeople(frame) << '\n';
+  out << indent << "first: " << LineForPeople(group.first) << '\n';
+  if (group.count > 1) out << indent << "last: " << LineForPeople(group.last) << '\n';
+}
+
+// --- JSON ---
+
+Json::Value ToJson(const Variant& variant) {
+  Json::Value object;
+  object["what"] = variant.what;
+  object["groups"] = JsonNumber(variant.groupCount);
+  object["merging"] = Json::arrayValue;
+  for (const Merging& merging : variant.merging) {
+    Json::Value item;
+    item["values"] = JsonTexts(merging.values);
+    item["logs"] = JsonNumber(merging.logs);
+    item["differs"] = JsonTexts({merging.differs.first, merging.differs.second});
+    object["merging"].append(item);
+  }
+  return object;
+}
+
+Json::Value ToJson(const Group& group, GroupReport& report) {
+  Json::Value item;
+  item["value"] = group.value;
+  item["count"] = JsonNumber(group.count);
+  item["share"] = ShareOf(group.count, report.grouped);
+  item["frames"] = JsonTexts(FramesBelow(group, report.grouping));
+  item["first"] = group.first;
+  item["last"] = group.last;
+  return item;
+}
+
+Json::Value StabilityToJson(const std::vector<Group>& groups) {
+  Json::Value variants(Json::arrayValue);
+  for (const Variant& variant : StabilityOf(groups)) variants.append(ToJson(variant));
+  return variants;
+}
+
+Json::Value TotalsToJson(const GroupReport& report) {
+  Json::Value root;
+  root["by"] = report.grouping.name();
+  root["logs"] = JsonNumber(report.grouped);
+  root["without"] = JsonNumber(report.without);
+  root["failed"] = JsonNumber(report.failed);
+  root["emptyStacks"] = JsonNumber(report.empty);
+  return root;
+}
+
+// The links to the explanations of the groups' examples, in their order.
+std::vector<std::string> Explain(const std::vector<Group>& groups, const GroupReport& report) {
+  std::vector<LogRun> runs;
+  for (const Group& group : groups) {
+    for (const auto& [path, event] : group.examples) runs.push_back({{path, event, "", ""}, report.configDir});
+  }
+  return WriteExplanations(runs, report.explanations);
+}
+
+// Calls `print` for each group, the largest first, and returns the first `kept` of them.
+std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
+                                const std::function<void(const Group& group)>& print) {
+  std::vector<Group> largest;
+  report.table.forEach(BySize, [&](const Group& group) {
+    if (count++ < kept) largest.push_back(group);
+    print(group);
+  });
+  return largest;
+}
+
+}  // namespace
+
+size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
+  size_t count = 0;
+  const std::vector<Group> largest = ForEachGroup(report, report.stability ? kMaxCompared : 0, count,
+                                                  [&](const Group& group) { PrintGroup(group, report, out); });
+  out << Counted(count, "group") << " of " << Counted(report.grouped, "log") << "; " << report.without << " without "
+      << LineForPeople(report.grouping.name()) << ", " << report.failed << " failed";
+  if (report.empty > 0) {
+    out << ", " << report.empty << " with an empty stack, whose FINGERPRINT \"" << kNoFingerprint << "\" is none";
+  }
+  out << '\n';
+  if (report.stability) PrintStability(largest, out);
+  return count;
+}
+
+// The groups are printed one by one: all of them together may not fit into memory.
+size_t PrintGroupsAsJson(GroupReport& report, std::ostream& out) {
+  size_t count = 0;
+  out << "{\"groups\":[";
+  const std::vector<Group> largest =
+      ForEachGroup(report, report.stability ? kMaxCompared : 0, count,
+                   [&](const Group& group) { out << (count > 1 ? "," : "") << JsonLine(ToJson(group, report)); });
+  Json::Value rest = TotalsToJson(report);
+  if (report.stability) rest["stability"] = StabilityToJson(largest);
+  out << "]," << JsonLine(rest).substr(1) << '\n';
+  return count;
+}
+
+size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out) {
+  size_t count = 0;
+  const std::vector<Group> largest = ForEachGroup(report, kMaxCompared, count, [](const Group&) {});
+  std::vector<std::string> links;
+  if (!report.explanations.folder.empty()) links = Explain(largest, report);
+  auto link = links.begin();
+  Json::Value root = TotalsToJson(report);
+  root["nameLines"] = JsonNumber(report.grouping.nameLines());
+  root["groupCount"] = JsonNumber(count);
+  root["groups"] = Json::arrayValue;
+  for (const Group& group : largest) {
+    Json::Value& item = root["groups"].append(ToJson(group, report));
+    item["reason"] = group.reason;
+    item["stack"] = group.stack;
+    item["examples"] = Json::arrayValue;
+    for (const auto& [path, event] : group.examples) {
+      Json::Value example;
+      example["path"] = path;
+      example["event"] = event;
+      if (link != links.end()) example["page"] = *link++;
+      item["examples"].append(example);
+    }
+  }
+  if (report.grouping.isByFingerprint()) root["stability"] = StabilityToJson(largest);
+  PrintPage({"kestrix groups", kReportBody, {kGroupsPageScript}}, root, out);
+  return count;
+}

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/fleet/frame_skips.h"
+#include "cli/fleet/group_table.h"
+#include "cli/fleet/grouping.h"
+#include "cli/fleet/result_line.h"
+#include "cli/output/input_error.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+TEST(ResultLine, ReadsWhatBatchPrintsAndOtherJsonAlike) {
+  const struct {
+    const char* what;
+    std::string line;
+    std::string read;  // "<path>|<event>|<result A>", "failed", or "none"
+  } kCases[] = {
+      {"as printed", R"({"path":"a","event":"e","results":{"A":"1"}})", "a|e|1"},
+      {"with all members",
+       R"({"path":"a","encodedPath":"%FF","event":"e","as":"/d","results":{"B":"","A":"1"},"ms":0.5})", "a|e|1"},
+      {"escapes", R"({"path":"a\"\\\/","event":"\t","results":{"A":"1\r\n2\b\f"}})", "a\"\\/|\t|1\r\n2\b\f"},
+      {"escapes of code units", R"({"path":"\u0001","event":"","results":{"A":"\u00e9\ud83d\ude00\n"}})",
+       "\x01||\xc3\xa9\xf0\x9f\x98\x80\n"},
+      {"key with escapes", R"({"path":"a","event":"","results":{"\u0041":"1"}})", "a||1"},
+      {"other order and blanks", R"( { "results" : {"A":"1\n"}, "path": "a" } )", "a||1\n"},
+      {"a number as result", R"({"path":"a","event":"e","results":{"A":1}})", "a|e|-"},
+      {"no results", R"({"path":"a","event":"e","results":{}})", "a|e|-"},
+      {"an error", R"({"path":"a","event":"e","error":"no such file"})", "failed"},
+      {"an error, other order", R"({"error":"no such file","path":"a"})", "failed"},
+      {"cut", R"({"path":"a","event":"e","results":{"A":"1)", "none"},
+      {"cut behind a backslash", R"({"path":"a","event":"e","results":{"A":"1\)", "none"},
+      {"cut at the end", R"({"path":"a","event":"e","results":{"A":"1"})", "none"},
+      {"more behind it", R"({"path":"a","event":"e","results":{"A":"1"}}{)", "none"},
+      {"no path", R"({"event":"e","results":{"A":"1"}})", "none"},
+      {"no object", R"(["path"])", "none"},
+  };
+  ResultLine line;
+  for (const auto& c : kCases) {
+    std::string read = "none";
+    if (line.read(c.line)) {
+      read = line.isFailed() ? "failed" : line.path() + "|" + line.event() + "|" + line.result("A").value_or("-");
+    }
+    EXPECT_EQ(c.read, read) << c.what;
+  }
+}
+
+// What is told of the groups, in order.
+std::string ToldOf(size_t groups, size_t logs, bool isReverse) {
+  GroupTable table(2, true);
+  ResultLine line;
+  for (size_t i = 0; i < logs; ++i) {
+    const size_t log = isReverse ? logs - 1 - i : i;
+    const std::string value = std::to_string(log % groups % (groups - groups / 3));
+    const std::string path = std::to_string(1'000'000 + log);
+    const std::string text =
+        R"({"path":")" + path + R"(","event":"","results":{"STACK":"of )" + path + std::string(2000, '.') + R"("}})";
+    if (line.read(text)) table.add(value, line);
+  }
+  std::string told;
+  table.forEach(BySize, [&](const Group& group) {
+    told += group.value + " " + std::to_string(group.count) + " " + group.first + " " + group.last + " " +
+            group.stack.substr(0, 10) + " " + std::to_string(group.examples.size()) + group.examples.back().first +
+            "\n";
+  });
+  return told;
+}
+
+TEST(GroupTable, CountsTheSameInAnyOrderAndFromAFile) {
+  EXPECT_EQ("0 3 1000000 1000003 of 1000000 21000002\n1 1 1000001 1000001 of 1000001 11000001\n", ToldOf(3, 4, false));
+  for (const size_t groups : {7U, 12'000U}) {  // the larger number is more than memory may hold
+    const std::string told = ToldOf(groups, 24'000, false);
+    EXPECT_TRUE(told == ToldOf(groups, 24'000, true)) << groups;
+    EXPECT_EQ(groups - groups / 3, static_cast<size_t>(std::count(told.begin(), told.end(), '\n')));
+  }
+}
+
+TEST(FrameSkips, AreReadWithTheirReasons) {
+  const TempDir dir;
+  FrameSkips skips(dir.write("skips", "# all of it\n\n^abort$  # ends the process\r\n  a#b\n\\bwait[#]1"));
+  const struct {
+    const char* frame;
+    bool isSkipped;
+  } kCases[] = {{"abort", true}, {"aborted", false}, {"xa#bx", true}, {"wait#1", true}, {"ends", false}, {"", false}};
+  for (const auto& c : kCases) EXPECT_EQ(c.isSkipped, skips.skips(c.frame)) << c.frame;
+}
+
+TEST(FrameSkips, NameTheFaultsPlace) {
+  const TempDir dir;
+  const struct {
+    const char* text;
+    const char* fault;
+  } kCases[] = {
+      {"good\n  a(b  # open", ":2:4: invalid expression: there is no \")\" for this \"(\""},
+      {"\xc3\xa9\xc3\xa9(?<=x)", ":1:3: "},
+      {"(a)\\1", ":1:4: "},  // not searched in linear time
+  };
+  for (const auto& c : kCases) {
+    const std::string file = dir.write("skips", c.text);
+    try {
+      const FrameSkips skips(file);
+      ADD_FAILURE() << c.text;
+    } catch (const InputError& error) {
+      EXPECT_TRUE(std::string(error.what()).starts_with(file + c.fault)) << error.what();
+    }
+  }
+}
+
+TEST(Grouping, TakesWhatCounts) {
+  const TempDir dir;
+  const std::string skipped = dir.write("skips", "^two$");
+  const struct {
+    const char* what;
+    std::vector<std::string> keys;
+    size_t top;
+    bool skips;
+    std::string value;
+    const char* name;
+  } kCases[] = {
+      {"nothing said", {}, 0, false, "f", "FINGERPRINT"},
+      {"one result", {"STACK"}, 0, false, "one\r\nRuntimeException\r\ntwo\r\nthree", "STACK"},
+      {"several", {"PID", "STACK"}, 0, false, "7\none RuntimeException two three", "PID, STACK"},
+      {"one is missing", {"PID", "TID"}, 0, false, "-", "PID, TID"},
+      {"frames, without the heads of blocks", {}, 2, false, "one\ntwo", "the first 2 frames"},
+      {"the frames that are left", {}, 2, true, "one\nthree", "the first 2 frames"},
+      {"all that are left", {}, 0, true, "one\nthree", "the frames"},
+      {"both", {"PID"}, 1, false, "7\none", "PID and the first 1 frame"},
+  };
+  for (const auto& c : kCases) {
+    Grouping grouping(c.keys, c.top, c.skips ? FrameSkips(skipped) : FrameSkips());
+    const auto value = grouping.valueOf([](std::string_view key) -> std::optional<std::string> {
+      if (key == "FINGERPRINT") return "f";
+      if (key == "PID") return "7";
+      if (key == "STACK") return "one\r\nRuntimeException\r\ntwo\r\nthree";
+      return std::nullopt;
+    });
+    EXPECT_EQ(c.value, value.value_or("-")) << c.what;
+    EXPECT_EQ(c.name, grouping.name()) << c.what;
+  }
+}
+
+}  // namespace
