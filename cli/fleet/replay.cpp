@@ -1,5 +1,7 @@
 #include "cli/fleet/replay.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <deque>
 #include <iostream>
@@ -153,6 +155,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   const std::set<std::string> known = KnownEventTypes(options.logs.event, configs);
   PrepareLibrary(options.checkPath);
 
+  const bool sharesTerminal = isatty(STDOUT_FILENO) != 0;
   Progress progress([&options] { return CountOf(options); });
   LogList logs(options.logs);
   std::deque<TriedLog> tried;  // that are not done, the one whose runs are set last
@@ -182,7 +185,9 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   RunInWorkers(options.workers, source, analyze, [&](const LogRun& /*run*/, const Reply& reply) {
     replies.push_back(reply);
     if (replies.size() < tried.front().events.size() * configs.size()) return;
-    progress.hide();
+    const bool isFaulty =
+        std::any_of(replies.begin(), replies.end(), [](const Reply& each) { return !each.fault.empty(); });
+    if (isFaulty || sharesTerminal) progress.hide();  // faults may be told on standard error
     HandOver(tried.front(), replies, work);
     progress.step();
     replies.clear();

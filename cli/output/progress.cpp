@@ -1,5 +1,6 @@
 #include "cli/output/progress.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,7 +12,9 @@
 namespace {
 
 constexpr std::chrono::milliseconds kInterval(100);  // between two drawings
-constexpr size_t kBarWidth = 24;                     // characters
+constexpr size_t kMinBar = 6;                        // characters; without room for them there is no bar
+constexpr size_t kMaxBar = 24;
+constexpr size_t kUsualWidth = 80;
 
 std::string Duration(double seconds) {
   const auto whole = static_cast<long>(seconds + 0.5);
@@ -24,6 +27,22 @@ std::string Duration(double seconds) {
   return text.data();
 }
 
+size_t TerminalWidth() {
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
+}
+
+// Without a rate until something is done.
+std::string Text(size_t skipped, size_t done, std::optional<size_t> total, double seconds) {
+  const size_t all = skipped + done;
+  std::string text = std::to_string(all) + (total ? "/" + std::to_string(std::max(*total, all)) : "") + " logs";
+  if (done == 0) return text;
+  const double rate = static_cast<double>(done) / std::max(seconds, 1e-3);
+  text += ", " + std::to_string(static_cast<long>(rate + 0.5)) + "/s";
+  if (total) text += ", " + Duration(static_cast<double>(std::max(*total, all) - all) / rate) + " left";
+  return text;
+}
+
 }  // namespace
 
 Progress::Progress(const std::function<std::optional<size_t>()>& total)
@@ -31,15 +50,14 @@ Progress::Progress(const std::function<std::optional<size_t>()>& total)
   if (!isOn_) return;
   total_ = total();
   begin_ = Clock::now();
+  draw();
 }
 
 Progress::~Progress() { hide(); }
 
 void Progress::step() {
   ++done_;
-  if (!isOn_ || Clock::now() - drawn_ < kInterval) return;
-  drawn_ = Clock::now();
-  draw();
+  if (isOn_ && (!isShown_ || Clock::now() - drawn_ >= kInterval)) draw();
 }
 
 void Progress::hide() {
@@ -48,18 +66,16 @@ void Progress::hide() {
 }
 
 void Progress::draw() {
-  const double seconds = std::max(std::chrono::duration<double>(Clock::now() - begin_).count(), 1e-3);
-  const double rate = static_cast<double>(done_) / seconds;
+  const std::string text = Text(skipped_, done_, total_, std::chrono::duration<double>(Clock::now() - begin_).count());
+  const size_t width = TerminalWidth() - 1;  // a full line would wrap
+  std::string line = text.substr(0, width);
   const size_t all = skipped_ + done_;
-  std::string line = std::to_string(all);
-  if (total_) {
-    const size_t total = std::max(*total_, all);
-    const size_t filled = kBarWidth * all / total;
-    line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] " + line + "/" +
-           std::to_string(total);
+  if (total_ && line.size() + kMinBar + 3 <= width) {
+    const size_t bar = std::min(kMaxBar, width - line.size() - 3);
+    const size_t filled = bar * all / std::max({*total_, all, size_t{1}});
+    line = "[" + std::string(filled, '#') + std::string(bar - filled, '.') + "] " + line;
   }
-  line += " logs, " + std::to_string(static_cast<long>(rate + 0.5)) + "/s";
-  if (total_) line += ", " + Duration(static_cast<double>(std::max(*total_, all) - all) / rate) + " left";
   std::cerr << '\r' << line << "\033[K" << std::flush;
   isShown_ = true;
+  drawn_ = Clock::now();
 }

@@ -6,8 +6,8 @@
 #include <functional>
 #include <optional>
 
-// The line that tells on standard error how far a run over many logs is, with its rate and the time left. Without a
-// terminal it does nothing.
+// The line that tells on standard error how far a run over many logs is, with its rate and the time left. It stays
+// while they are analysed, and is as long as the terminal is wide at most. Without a terminal it does nothing.
 class Progress {
  public:
   // `total` is asked on a terminal only, since counting takes time; it has no value when nobody knows.
@@ -22,7 +22,7 @@ class Progress {
   // One more was done before, by another run.
   void skip() { ++skipped_; }
 
-  // Makes room for other output on the same terminal.
+  // Makes room for other output on the same terminal, until the next step.
   void hide();
 
  private:

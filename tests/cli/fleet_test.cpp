@@ -1,7 +1,13 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
@@ -78,6 +84,56 @@ TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
       "\n-> 124\n",
       OutputOf(kCases, "mkfifo " + fifo + " && exec 3<>" + fifo + " && echo logs/quiet.txt >&3 && timeout -s INT 1 " +
                            KESTRIX_PROGRAM " batch - --config old --event crash <&3"));
+}
+
+// What `arguments` show on a terminal of that width, as standard error.
+std::string ShownOnTerminal(const std::string& arguments, unsigned short width) {
+  int ends[2];
+  char name[64];
+  const winsize size = {24, width, 0, 0};
+  if (openpty(&ends[0], &ends[1], name, nullptr, &size) != 0) return "";
+  OutputOf(kCases, KESTRIX_PROGRAM " " + arguments + " 2>" + name);
+  fcntl(ends[0], F_SETFL, O_NONBLOCK);
+  std::string shown;
+  char buffer[4096];
+  for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;) shown.append(buffer, static_cast<size_t>(got));
+  close(ends[0]);
+  close(ends[1]);
+  return shown.substr(0, shown.find("kestrix:"));  // that logs came up again
+}
+
+TEST(Progress, StaysOnATerminalAndNeverWraps) {
+  const TempDir dir;
+  std::string logs;
+  for (int i = 0; i < 2000; ++i) logs += " logs/quiet.txt";
+  const std::string list =
+      dir.write("list", OutputOf(kCases, "yes logs/quiet.txt | head -n 2000").substr(0, 2000 * 15));
+  const struct {
+    const char* what;
+    std::string arguments;
+    unsigned short width;
+    std::regex last;
+  } kRuns[] = {
+      {"length known", logs, 80, std::regex(R"(\[#+\.*\] \d+/2000 logs, \d+/s, \d+:\d\d left)")},
+      {"no room for a bar", logs, 40, std::regex(R"(\d+/2000 logs, \d+/s, \d+:\d\d left)")},
+      {"narrow", logs, 12, std::regex(R"(\d+/2000 l\S*|\d+/2000 lo\S*)")},
+      {"a list", " - <" + list, 80, std::regex(R"(\d+ logs, \d+/s)")},
+  };
+  for (const auto& run : kRuns) {
+    const std::string shown =
+        ShownOnTerminal("batch --config old --event crash" + run.arguments + " >/dev/null", run.width);
+    std::vector<std::string> lines;  // each from a carriage return to the erasure of the rest
+    for (size_t at = shown.find('\r'); at != std::string::npos; at = shown.find('\r', at + 1)) {
+      lines.push_back(shown.substr(at + 1, shown.find("\033[K", at) - at - 1));
+    }
+    ASSERT_GE(lines.size(), 3U) << run.what;
+    EXPECT_EQ("", lines.back()) << run.what;  // erased at the end
+    for (size_t i = 0; i + 1 < lines.size(); ++i) {
+      EXPECT_TRUE(!lines[i].empty() && lines[i].size() < run.width) << run.what << ": " << lines[i];
+    }
+    EXPECT_TRUE(std::regex_match(lines[lines.size() - 2], run.last)) << run.what << ": " << lines[lines.size() - 2];
+  }
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "kestrix batch --config old --event crash logs >/dev/null")) << "on a pipe";
 }
 
 TEST(Batch, EndsInALoopOfSymbolicLinks) {
