@@ -22,6 +22,7 @@
 #include "bench/ratio_table.h"
 #include "entry/compiled_rules.h"
 #include "entry/kestrix.h"
+#include "regex/expression.h"
 #include "rules/rule.h"
 #include "stack/stack_util.h"
 #include "tests/support/plain_engine.h"
@@ -229,6 +230,27 @@ void AddPlainForm(const std::string& log, std::vector<Ratio>& ratios) {
   }
 }
 
+// Values that hardly any line has, looked for in each line of a log: without and with the automaton that Expression
+// puts in front of the search.
+void AddRareValues(const std::string& log, std::vector<Ratio>& ratios) {
+  const std::pair<const char*, const char*> kValues[] = {
+      {"text in front", "failed q(\\d+)"}, {"text behind", "(\\w+) failed q\\d"}, {"no text", "(\\d+)[G-Z][0-9][G-Z]"}};
+  const auto forEachLine = [&log](auto& expression) {
+    Regex::Match match;
+    for (size_t pos = 0; pos < log.size(); pos = log.find('\n', pos) + 1) {
+      benchmark::DoNotOptimize(expression.search(std::string_view(log).substr(pos, log.find('\n', pos) - pos), match));
+    }
+  };
+  for (const auto& [name, value] : kValues) {
+    const std::string what = std::string("rare value, ") + name;
+    const auto plain = std::make_shared<Regex>(value);
+    const auto filtered = std::make_shared<Expression>(value);
+    Register(what + ", search", [forEachLine, plain] { forEachLine(*plain); });
+    Register(what + ", automaton", [forEachLine, filtered] { forEachLine(*filtered); });
+    ratios.push_back({what + ": search / automaton in front", what + ", search", what + ", automaton", 0});
+  }
+}
+
 void AddParts(Inputs& inputs, std::vector<Ratio>& ratios) {
   for (const size_t lines : {150000u, 300000u}) {
     Register("matching " + std::to_string(lines),
@@ -325,6 +347,7 @@ int main(int argc, char** argv) {
   table.addWorst();
   table.addWarm();
   AddPlainForm(plainLog, table.ratios);
+  AddRareValues(plainLog, table.ratios);
   AddParts(inputs, table.ratios);
   RatioTable report(std::move(table.ratios));
   benchmark::RunSpecifiedBenchmarks(&report);

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "analysis/analysis.h"
+#include "entry/compiled_rules.h"
 #include "entry/kestrix.h"
 #include "fuzz/input.h"
 #include "tests/support/plain_engine.h"
@@ -83,6 +84,15 @@ void CheckAnalysis(const FeatureFrame& frame, const std::string& log) {
   dir.write("assemble_rule.json", Json::writeString(writer, assemble));
   const auto result = SameAnswerAlways([] { return Kestrix::analysis("/log", dir.path(), "event"); });
   FUZZ_CHECK(result.contains("STACK") == result.contains("FINGERPRINT"));
+  // Kept rules answer as those that are read afresh, whatever log came before.
+  CompiledRules kept(dir.path());
+  kept.keep(1 << 20);
+  for (const std::string& next : {log, log.substr(log.size() / 2), std::string(), log}) {
+    dir.write("log", next);
+    const auto afresh = Kestrix::analysis("/log", dir.path(), "event");
+    FUZZ_CHECK(kept.analysis("/log", "event", nullptr) == afresh);
+  }
+  TakeLogLines();
 }
 
 }  // namespace
