@@ -9,7 +9,6 @@
 #include "cli/explain/stack_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
-#include "entry/compiled_rules.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 #include "util/file_util.h"
@@ -51,6 +50,11 @@ std::vector<std::string> HealthOf(const std::string& path) {
 }  // namespace
 
 Story TellStory(const Question& question) {
+  CompiledRules compiled(question.configDir);
+  return TellStory(question, compiled);
+}
+
+Story TellStory(const Question& question, CompiledRules& compiled) {
   Story story;
   story.logName = question.logName;
   story.logFile = question.logFile.empty() ? CheckedLogPathOfAnySize(question.logName) : question.logFile;
@@ -76,7 +80,7 @@ Story TellStory(const Question& question) {
   RunTeller runs(story, places);
   const AnalyzedLog log = {story.logPath, story.isStandIn ? story.logFile : ""};
   CallOrEnd(
-      rules, [&] { story.result = CompiledRules(rules.path).analysis(log, question.eventType, &runs); },
+      rules, [&] { story.result = compiled.analysis(log, question.eventType, &runs); },
       [&runs] { return runs.whatIsTried(); });
   story.stack = TellStack(story, runs);
   story.health = HealthOf(story.logFile);

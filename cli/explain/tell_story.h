@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/explain/story.h"
+#include "entry/compiled_rules.h"
 
 // What the user wants to know.
 struct Question {
@@ -24,5 +25,8 @@ struct Question {
 // Calls the library and writes down all that it does. Ends the program with one line when the library would end the
 // device's process. Throws InputError for files that cannot be read.
 Story TellStory(const Question& question);
+
+// The same with rules of that directory that are compiled already.
+Story TellStory(const Question& question, CompiledRules& compiled);
 
 #endif  // CLI_EXPLAIN_TELL_STORY_H

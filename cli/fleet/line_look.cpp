@@ -1,8 +1,11 @@
 #include "cli/fleet/line_look.h"
 
+#include <memory>
 #include <vector>
 
+#include "regex/line_automaton.h"
 #include "regex/regex.h"
+#include "regex/regex_reader.h"
 
 namespace {
 
@@ -25,9 +28,22 @@ constexpr Row kRows[] = {
     {LineLook::kHangHead, "heads of hangs", R"(\bANR in |----- pid \d+ at )"},
 };
 
+constexpr size_t kMaxTableSize = 1024 * 1024;  // bytes
+
+// Whether any row may fit: most lines of a log are turned away by this.
+bool MayLook(std::string_view line) {
+  static const auto automaton = [] {
+    std::vector<RegexNode> patterns;
+    for (const Row& row : kRows) patterns.push_back(ReadRegex(row.pattern).tree.value().root);
+    return std::make_unique<LineAutomaton>(patterns, kMaxTableSize);
+  }();
+  return automaton->mayMatch(line);
+}
+
 }  // namespace
 
 LineLook LookOf(std::string_view line) {
+  if (!MayLook(line)) return LineLook::kNone;
   static std::vector<Regex> patterns = [] {
     std::vector<Regex> compiled;
     for (const Row& row : kRows) compiled.emplace_back(row.pattern);

@@ -5,6 +5,7 @@
 #include "cli/explain/tell_story.h"
 #include "cli/fleet/untaken_lines.h"
 #include "cli/library/input.h"
+#include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/json_tree.h"
@@ -51,7 +52,8 @@ Fields TellRuleUse(const LogRun& run, bool checkPath) {
                                  .eventType = run.log.event,
                                  .hasPathTests = checkPath,
                                  .as = run.log.as,
-                                 .logFile = file.path()});
+                                 .logFile = file.path()},
+                                KeptRules(run.config));
   Fields rows;
   const auto append = [&rows](Fields row) {
     row.resize(kRowSize);

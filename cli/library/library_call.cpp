@@ -29,16 +29,6 @@ std::function<std::string()> abortPlace;
 // observer: what the place is made from is whole.
 void OnAbort(int /*signal*/) { EndWith(abortPlace() + ": " + kAnalysisAborted); }
 
-// The rules of a directory, compiled once for all logs of the process.
-CompiledRules& KeptRules(const std::string& configDir) {
-  static std::map<std::string, CompiledRules> kept;
-  const auto [rules, isNew] = kept.try_emplace(configDir, configDir);
-  if (isNew) {
-    for (auto& [dir, compiled] : kept) compiled.keep(kKeptRulesBytes / kept.size());
-  }
-  return rules->second;
-}
-
 }  // namespace
 
 void PrepareLibrary(bool checkPath) {
@@ -58,6 +48,15 @@ void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::fun
     EndWith(abortPlace() + ": " + error.what());
   }
   std::signal(SIGABRT, SIG_DFL);
+}
+
+CompiledRules& KeptRules(const std::string& configDir) {
+  static std::map<std::string, CompiledRules> kept;
+  const auto [rules, isNew] = kept.try_emplace(configDir, configDir);
+  if (isNew) {
+    for (auto& [dir, compiled] : kept) compiled.keep(kKeptRulesBytes / kept.size());
+  }
+  return rules->second;
 }
 
 std::map<std::string, std::string> AnalyzeOrThrow(const AnalyzedLog& log, const RuleDir& rules,

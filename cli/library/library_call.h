@@ -32,6 +32,10 @@ void CallOrEnd(const RuleDir& rules, const std::function<void()>& call, std::fun
 // What a process keeps of rules between two calls of AnalyzeOrThrow, about.
 inline constexpr size_t kKeptRulesBytes = 64 * 1024 * 1024;
 
+// The rules of a directory, compiled once for all logs of the process within that limit; files that have changed are
+// read again.
+CompiledRules& KeptRules(const std::string& configDir);
+
 // Kestrix::analysis, told to `observer`, which may be null. Rules are compiled by the first call and kept for the next;
 // files that have changed are read again. Throws a std::exception, after which the process should not
 // go on, for rules that the library stumbles over.
