@@ -56,8 +56,8 @@ void AddOutputOption(CLI::App& command, std::string& file) {
 void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
   command
       .add_option("-j,--jobs", options.jobs,
-                  "Worker processes; by default as many as there are cores. Each keeps the rules it has read; changed "
-                  "files are read again")
+                  "Worker processes; by default as many as there are cores. Each keeps the rules that it has compiled. "
+                  "Rule files that change meanwhile are read again with its next log")
       ->type_name("N")
       ->check(CLI::Range(1, 1024).description(""));
   command
@@ -65,6 +65,8 @@ void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {
                   "Seconds after which a log is given up, by default 60; 0 for no limit")
       ->type_name("SECONDS")
       ->check(CLI::Range(0, 1000000).description(""));
+  command.add_flag("--verbose", options.verbose,
+                   "Say on standard error how many workers there are, and how much memory each has for rules");
 }
 
 void AddReplayOptions(CLI::App& command, ReplayOptions& options) {

@@ -138,6 +138,10 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
                   const std::function<Fields(const LogRun& run)>& analyze,
                   const std::function<void(const LogRun& run, const Reply& reply)>& sink) {
   const size_t count = options.jobs > 0 ? options.jobs : std::max(std::thread::hardware_concurrency(), 1U);
+  if (options.verbose) {
+    std::cerr << "kestrix: " << Counted(count, "worker") << "; each keeps up to " << kKeptRulesBytes / 1024 / 1024
+              << " MiB of compiled rules from log to log\n";
+  }
   WorkerPool pool(count, std::chrono::seconds(options.secondsPerLog),
                   [&analyze](const Fields& request) { return Answer(request, analyze); });
   LogRun run;

@@ -11,6 +11,7 @@
 struct WorkerOptions {
   size_t jobs = 0;  // 0: as many as there are cores
   unsigned secondsPerLog = 60;
+  bool verbose = false;
 };
 
 // What the commands that go over many logs have in common.
