@@ -1,5 +1,7 @@
+#include <functional>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +20,8 @@ struct Options {
   std::vector<std::string> files = {"-"};
   GroupingOptions grouping;
   std::string format = "text";
-  std::string file;  // empty: standard output
+  std::string file;   // empty: standard output
+  std::string since;  // the results of an earlier run; empty: none
   bool stability = false;
   std::string configDir;     // of the rules, for explanations
   std::string explanations;  // folder of their pages; empty: none
@@ -31,17 +34,30 @@ constexpr char kExample[] =
     "Example:\n"
     "  kestrix batch --config rules --event java_crash logs | kestrix groups\n"
     "  kestrix groups results.ndjson --by PROCESS --top 2 --skip frames.skip\n"
+    "  kestrix groups today.ndjson --since yesterday.ndjson\n"
     "  kestrix groups results.ndjson --format html -o groups.html --explain pages --config rules\n"
     "\n"
     "Exit status: 0 there are groups, 1 there is none or a line cannot be read, 2 wrong usage or a file that cannot be "
     "read.";
+
+std::optional<std::string> ValueOf(const ResultLine& line, GroupReport& report) {
+  return report.grouping.valueOf([&line](std::string_view key) { return line.result(key); });
+}
+
+// A log of an earlier run.
+void AddBefore(const ResultLine& line, GroupReport& report) {
+  const auto value = ValueOf(line, report);
+  if (!value) return;
+  report.table.addBefore(*value, line);
+  ++report.groupedBefore;
+}
 
 void Add(const ResultLine& line, GroupReport& report) {
   if (line.isFailed()) {
     ++report.failed;
     return;
   }
-  const auto value = report.grouping.valueOf([&line](std::string_view key) { return line.result(key); });
+  const auto value = ValueOf(line, report);
   if (value) {
     report.table.add(*value, line);
     ++report.grouped;
@@ -53,7 +69,7 @@ void Add(const ResultLine& line, GroupReport& report) {
 }
 
 // Returns how many lines cannot be read.
-size_t Read(const std::vector<std::string>& files, GroupReport& report) {
+size_t Read(const std::vector<std::string>& files, const std::function<void(const ResultLine& line)>& add) {
   size_t unreadable = 0;
   ResultLine result;
   for (const std::string& file : files) {
@@ -61,7 +77,7 @@ size_t Read(const std::vector<std::string>& files, GroupReport& report) {
     for (std::string_view line; lines.next(line);) {
       if (line.empty()) continue;
       if (result.read(line)) {
-        Add(result, report);
+        add(result);
       } else if (++unreadable <= kMaxComplaints) {
         std::cerr << "kestrix: " << lines.name() << ":" << lines.number() << ": not a line of kestrix batch\n";
       }
@@ -85,9 +101,13 @@ ExitStatus Run(const Options& options) {
   CheckExplanations(explanations, options.format);
   GroupReport report(GroupingOf(options.grouping), isPage ? kMaxExamples : 0, isPage || options.stability);
   report.stability = options.stability;
+  report.isSince = !options.since.empty();
   report.configDir = options.configDir;
   report.explanations = explanations;
-  const size_t unreadable = Read(options.files, report);
+  size_t unreadable = 0;
+  if (report.isSince)
+    unreadable += Read({options.since}, [&report](const ResultLine& line) { AddBefore(line, report); });
+  unreadable += Read(options.files, [&report](const ResultLine& line) { Add(line, report); });
   size_t groups = 0;
   PrintTo(options.file, [&](bool /*inColour*/, std::ostream& out) { groups = Print(report, options.format, out); });
   return groups == 0 || unreadable > 0 ? kNegative : kSuccess;
@@ -112,10 +132,17 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
                    "page links to it")
       ->type_name("DIR")
       ->needs(config);
+  CLI::Option* since =
+      command
+          ->add_option("--since", options->since,
+                       "Tell which groups are new, growing and gone since an earlier run, of which this file has what "
+                       "kestrix batch printed")
+          ->type_name("OLD");
   command
       ->add_flag("--stability", options->stability,
                  "Show which groups would merge if times, line numbers and the like were masked, or with fewer frames")
-      ->excludes("--by", "--top", "--skip");
+      ->excludes("--by", "--top", "--skip")
+      ->excludes(since);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

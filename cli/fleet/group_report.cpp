@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <iomanip>
 #include <ostream>
 #include <set>
+#include <string_view>
 #include <vector>
 
 #include "cli/fleet/stability.h"
@@ -22,6 +24,7 @@ extern const std::string_view kGroupsPageScript;
 namespace {
 
 constexpr size_t kTopFrames = 3;
+constexpr size_t kMaxMergings = 3;     // that are told of a variant
 constexpr size_t kMaxCompared = 5000;  // groups, the largest, that are held against each other, or are on a page
 
 double ShareOf(size_t count, size_t all) {
@@ -51,25 +54,52 @@ std::vector<std::string> FramesBelow(const Group& group, Grouping& grouping) {
 
 // --- Text ---
 
+void PrintMerging(const Variant& variant, const Merging& merging, std::ostream& out) {
+  const auto& [left, right] = merging.differs;
+  out << "\n"
+      << variant.what << ", " << Counted(merging.values.size(), "group") << " of " << Counted(merging.logs, "log")
+      << " would be one, such as " << LineForPeople(merging.examples.first) << " and "
+      << LineForPeople(merging.examples.second) << ":\n";
+  if (left != merging.frame && right != merging.frame) out << "    " << LineForPeople(merging.frame) << "\n    ...\n";
+  out << "    " << LineForPeople(left) << "\n    " << LineForPeople(right) << '\n';
+}
+
 void PrintStability(const std::vector<Group>& groups, std::ostream& out) {
   const std::vector<Variant> variants = StabilityOf(groups);
   out << "\n" << groups.size() << " groups as they are, and what there would be\n";
   for (const Variant& variant : variants) {
     out << std::setw(8) << variant.groupCount << "  " << variant.what << '\n';
   }
-  std::set<std::vector<std::string>>
-      shown;  // a pair that one mask merges is merged by "all of these" too: once is enough
+  // What one mask merges is merged by "all of these" too: once is enough.
+  std::set<std::vector<std::string>> shown;
   for (const Variant& variant : variants) {
+    size_t count = 0;
     for (const Merging& merging : variant.merging) {
-      if (!shown.insert(merging.values).second) continue;
-      out << "\n" << variant.what << ", one group of " << merging.logs << " logs:\n";
-      for (const std::string& value : merging.values) out << "    " << Shown(value) << '\n';
-      out << "  which differ first in\n";
-      for (const std::string& line : {merging.differs.first, merging.differs.second}) {
-        out << "    " << LineForPeople(line) << '\n';
-      }
+      if (shown.insert(merging.values).second && ++count <= kMaxMergings) PrintMerging(variant, merging, out);
     }
+    if (count > kMaxMergings) out << "    and " << count - kMaxMergings << " more\n";
   }
+}
+
+// --- Over time ---
+
+enum class Change { kNew, kGrowing, kOther, kGone };
+
+constexpr std::string_view kChangeNames[] = {"new", "growing", "not growing", "gone"};
+
+// A group grows when its share of the logs does: one run may have more of them than the other.
+Change ChangeOf(const Group& group, const GroupReport& report) {
+  if (group.before == 0) return Change::kNew;
+  if (group.count == 0) return Change::kGone;
+  const bool isGrowing = ShareOf(group.count, report.grouped) > ShareOf(group.before, report.groupedBefore);
+  return isGrowing ? Change::kGrowing : Change::kOther;
+}
+
+// By kind of change, then the largest first.
+std::string ByChange(const Group& group, const GroupReport& report) {
+  const double change = ShareOf(group.count, report.grouped) - ShareOf(group.before, report.groupedBefore);
+  return std::to_string(static_cast<int>(ChangeOf(group, report))) +
+         DescendingKey(static_cast<size_t>(std::abs(change) * 1e12)) + group.value;
 }
 
 // What names a group: its values, or of frames the first.
@@ -87,8 +117,11 @@ void PrintGroup(const Group& group, GroupReport& report, std::ostream& out) {
       << TitleOf(group, report.grouping) << '\n';
   const std::string indent(18, ' ');
   for (const std::string& frame : FramesBelow(group, report.grouping)) out << indent << LineForPeople(frame) << '\n';
+  if (report.isSince) {
+    out << indent << "before: " << group.before << " (" << Percent(group.before, report.groupedBefore) << ")\n";
+  }
   out << indent << "first: " << LineForPeople(group.first) << '\n';
-  if (group.count > 1) out << indent << "last: " << LineForPeople(group.last) << '\n';
+  if (group.first != group.last) out << indent << "last: " << LineForPeople(group.last) << '\n';
 }
 
 // --- JSON ---
@@ -102,6 +135,8 @@ Json::Value ToJson(const Variant& variant) {
     Json::Value item;
     item["values"] = JsonTexts(merging.values);
     item["logs"] = JsonNumber(merging.logs);
+    item["frame"] = merging.frame;
+    item["examples"] = JsonTexts({merging.examples.first, merging.examples.second});
     item["differs"] = JsonTexts({merging.differs.first, merging.differs.second});
     object["merging"].append(item);
   }
@@ -114,6 +149,11 @@ Json::Value ToJson(const Group& group, GroupReport& report) {
   item["count"] = JsonNumber(group.count);
   item["share"] = ShareOf(group.count, report.grouped);
   item["frames"] = JsonTexts(FramesBelow(group, report.grouping));
+  if (report.isSince) {
+    item["change"] = std::string(kChangeNames[static_cast<int>(ChangeOf(group, report))]);
+    item["before"] = JsonNumber(group.before);
+    item["shareBefore"] = ShareOf(group.before, report.groupedBefore);
+  }
   item["first"] = group.first;
   item["last"] = group.last;
   return item;
@@ -132,6 +172,7 @@ Json::Value TotalsToJson(const GroupReport& report) {
   root["without"] = JsonNumber(report.without);
   root["failed"] = JsonNumber(report.failed);
   root["emptyStacks"] = JsonNumber(report.empty);
+  if (report.isSince) root["logsBefore"] = JsonNumber(report.groupedBefore);
   return root;
 }
 
@@ -144,11 +185,12 @@ std::vector<std::string> Explain(const std::vector<Group>& groups, const GroupRe
   return WriteExplanations(runs, report.explanations);
 }
 
-// Calls `print` for each group, the largest first, and returns the first `kept` of them.
+// Calls `print` for each group, in order, and returns the first `kept` of them.
 std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
                                 const std::function<void(const Group& group)>& print) {
   std::vector<Group> largest;
-  report.table.forEach(BySize, [&](const Group& group) {
+  const auto keyOf = [&](const Group& group) { return report.isSince ? ByChange(group, report) : BySize(group); };
+  report.table.forEach(keyOf, [&](const Group& group) {
     if (count++ < kept) largest.push_back(group);
     print(group);
   });
@@ -159,12 +201,20 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
 
 size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
   size_t count = 0;
-  const std::vector<Group> largest = ForEachGroup(report, report.stability ? kMaxCompared : 0, count,
-                                                  [&](const Group& group) { PrintGroup(group, report, out); });
+  std::array<size_t, std::size(kChangeNames)> changes = {};
+  const auto print = [&](const Group& group) {
+    const auto change = static_cast<size_t>(ChangeOf(group, report));
+    if (report.isSince && changes[change]++ == 0) out << "--- " << kChangeNames[change] << '\n';
+    PrintGroup(group, report, out);
+  };
+  const std::vector<Group> largest = ForEachGroup(report, report.stability ? kMaxCompared : 0, count, print);
   out << Counted(count, "group") << " of " << Counted(report.grouped, "log") << "; " << report.without << " without "
       << LineForPeople(report.grouping.name()) << ", " << report.failed << " failed";
   if (report.empty > 0) {
     out << ", " << report.empty << " with an empty stack, whose FINGERPRINT \"" << kNoFingerprint << "\" is none";
+  }
+  for (size_t i = 0; i < changes.size() && report.isSince; ++i) {
+    out << (i == 0 ? "; " : ", ") << changes[i] << ' ' << kChangeNames[i];
   }
   out << '\n';
   if (report.stability) PrintStability(largest, out);
@@ -207,7 +257,7 @@ size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out) {
       item["examples"].append(example);
     }
   }
-  if (report.grouping.isByFingerprint()) root["stability"] = StabilityToJson(largest);
+  if (report.grouping.isByFingerprint() && !report.isSince) root["stability"] = StabilityToJson(largest);
   PrintPage({"kestrix groups", kReportBody, {kGroupsPageScript}}, root, out);
   return count;
 }

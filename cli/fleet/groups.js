@@ -54,6 +54,10 @@ function drawGroup(group, i) {
       : lines.slice(0, data.nameLines).join(", ") || group.value)),
     isByFingerprint ? fingerprintButton(group.value) : null), make("div", "bar", share));
   if (!isByFingerprint && data.nameLines && reason && data.by !== "REASON") card.append(make("p", "small", visible(reason)));
+  if (group.change) {
+    card.append(make("p", "small", make("strong", "", group.change),
+      group.before ? ` \u2013 ${counted(group.before, "log")} before, ${percent(group.shareBefore)}` : ""));
+  }
   if (group.frames.length) {
     card.append(make("ul", "frames", ...group.frames.map((frame) => make("li", "", visible(frame)))));
   }
@@ -68,7 +72,7 @@ function drawGroup(group, i) {
 
 function drawGroups(text) {
   const shown = data.groups.map((group, i) => [group, i]).filter(([group]) => !text ||
-    [group.value, group.reason, group.stack, ...group.examples.map(({ path }) => path)].some((each) =>
+    [group.value, group.reason, group.change, group.stack, ...group.examples.map(({ path }) => path)].some((each) =>
       (each || "").toLowerCase().includes(text)));
   byId("shown").textContent = `${number(shown.length)} of ${counted(data.groups.length, "group")}`;
   byId("list").replaceChildren(listOf(shown, ([group, i]) => drawGroup(group, i), { few: 50, more: 100 }));
@@ -85,13 +89,15 @@ function drawStability() {
 
 drawTop(`${counted(data.groupCount, "group")} of ${counted(data.logs, "log")}`, `by ${data.by}`,
   data.groupCount > data.groups.length ? `the largest ${number(data.groups.length)} are shown` : "");
-const largest = data.groups.length ? data.groups[0].share : 0;
+const largest = data.groups.reduce((most, { share }) => Math.max(most, share), 0);
 const shown = make("output", "faint small");
 shown.id = "shown";
 const list = make("div");
 list.id = "list";
 byId("report").append(make("div", "figures", figure(data.logs, "logs grouped"), figure(data.groupCount, "groups"),
   figure(data.groups.filter(({ count }) => count === 1).length, "groups of one log"),
+  ...(data.logsBefore === undefined ? [] : ["new", "growing", "gone"].map((change) =>
+    figure(data.groups.filter((group) => group.change === change).length, change))),
   figure(data.without, `without ${data.by}`), figure(data.failed, "failed")),
 make("section", "", make("h2", "", largest ? `Groups: the largest holds ${percent(largest)}` : "No group"),
   make("div", "filters", searchField("Find in reasons, stacks and paths", drawGroups), shown), list), drawStability() || "");

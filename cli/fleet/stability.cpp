@@ -41,6 +41,8 @@ Variant VariantOf(std::string what, const std::vector<Group>& groups, const Redu
       merging.values.push_back(member->value);
       merging.logs += member->count;
     }
+    merging.examples = {members[0]->first, members[1]->first};
+    if (const std::vector<std::string> frames = FramesOf(members[0]->stack); !frames.empty()) merging.frame = frames[0];
     NoteDifference(members[0]->stack, members[1]->stack, merging);
     variant.merging.push_back(std::move(merging));
   }

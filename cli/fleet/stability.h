@@ -12,7 +12,9 @@
 struct Merging {
   std::vector<std::string> values;  // of the groups, the largest first
   size_t logs = 0;
-  std::pair<std::string, std::string> differs;  // the first line in which the stacks of the first two differ
+  std::string frame;                             // the first one of the largest group
+  std::pair<std::string, std::string> examples;  // logs of the first two groups
+  std::pair<std::string, std::string> differs;   // the first line in which their stacks differ
 };
 
 // Which groups would merge if fingerprints were made from less of the stack.
