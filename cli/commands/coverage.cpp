@@ -27,6 +27,8 @@ struct Options {
   std::string file;  // empty: standard output
 };
 
+constexpr size_t kMaxShapes = 20;  // of lines, that are told to people
+
 constexpr char kExample[] =
     "Example:\n"
     "  kestrix coverage --config rules --event java_crash logs\n"
@@ -68,11 +70,14 @@ void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour,
           << ": " << LineForPeople(reason->first) << '\n';
     }
   }
-  if (!table.untaken().empty()) heading("Lines that went into no result");
-  for (const auto& [kind, lines] : table.untaken()) {
-    out << "  " << kind << ": " << Counted(lines.lines, "line") << " in " << Counted(lines.logs, "log") << '\n';
-    for (const std::string& example : lines.examples) out << "    " << LineForPeople(example) << '\n';
+  const std::vector<UntakenShape> untaken = table.untaken();
+  if (!untaken.empty()) heading("Lines that went into no result, by shape");
+  for (size_t i = 0; i < std::min(untaken.size(), kMaxShapes); ++i) {
+    const UntakenShape& lines = untaken[i];
+    out << std::setw(8) << lines.lines << "  " << LineForPeople(lines.shape.text) << "\n          " << lines.shape.kind
+        << ", in " << Counted(lines.logs, "log") << ", such as " << LineForPeople(lines.example) << '\n';
   }
+  if (untaken.size() > kMaxShapes) out << "  and " << Counted(untaken.size() - kMaxShapes, "more shape") << '\n';
 }
 
 Json::Value ToJson(const RuleUseTable& table, const Counts& counts) {
@@ -95,12 +100,15 @@ Json::Value ToJson(const RuleUseTable& table, const Counts& counts) {
     }
     root["rules"].append(item);
   }
-  root["untaken"] = Json::objectValue;
-  for (const auto& [kind, lines] : table.untaken()) {
-    Json::Value& item = root["untaken"][kind];
+  root["untaken"] = Json::arrayValue;
+  for (const UntakenShape& lines : table.untaken()) {
+    Json::Value item;
+    item["kind"] = lines.shape.kind;
+    item["shape"] = lines.shape.text;
     item["lines"] = JsonNumber(lines.lines);
     item["logs"] = JsonNumber(lines.logs);
-    item["examples"] = JsonTexts(lines.examples);
+    item["example"] = lines.example;
+    root["untaken"].append(item);
   }
   return root;
 }

@@ -23,13 +23,11 @@ function drawRules() {
 }
 
 function drawUntaken() {
-  const kinds = Object.entries(data.untaken).sort(([, a], [, b]) => b.lines - a.lines);
+  const draw = ({ kind, shape, lines, logs, example }) => make("li", "", make("article", "card",
+    make("div", "lead", make("strong", "number", number(lines)), make("h3", "mono", visible(shape)),
+      make("span", "faint", `${kind}, in ${counted(logs, "log")}`)), make("p", "small", visible(example))));
   return make("section", "", make("h2", "", "Lines that look like crashes, but went into no result"),
-    kinds.length ? make("div", "", ...kinds.map(([kind, { lines, logs, examples }]) => make("article", "card",
-      make("div", "lead", make("strong", "number", number(lines)), make("h3", "", kind),
-        make("span", "faint", `in ${counted(logs, "log")}`)),
-      make("ul", "frames", ...examples.map((example) => make("li", "", visible(example)))))))
-      : make("p", "faint", "None."));
+    data.untaken.length ? listOf(data.untaken, draw, { few: 20, more: 100 }) : make("p", "faint", "None."));
 }
 
 const idle = data.rules.filter((rule) => !rule.fired).length;

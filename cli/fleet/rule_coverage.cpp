@@ -15,13 +15,13 @@
 
 namespace {
 
-constexpr size_t kMaxExamples = 5;
+constexpr size_t kMaxShapes = 20'000;  // that are kept
 
 // What begins the fields of a row.
 const std::string kRule = "rule";      // feature id, place, reason or nothing when it fired
 const std::string kRefused = "id";     // feature id, reason
-const std::string kUntaken = "lines";  // kind, count, "<line>: <text>"
-constexpr size_t kRowSize = 4;
+const std::string kUntaken = "lines";  // kind, shape, count, "<line>: <text>"
+constexpr size_t kRowSize = 5;
 
 // What differs from line to line would part one reason into many.
 std::string WithoutDetail(const std::string& why) {
@@ -67,8 +67,8 @@ Fields TellRuleUse(const LogRun& run, bool checkPath) {
       if (!id.isTaken) append({kRefused, id.id, ValidUtf8(id.why), ""});
     }
   }
-  for (const auto& [kind, lines] : UntakenLinesOf(story)) {
-    append({kUntaken, kind, std::to_string(lines.count),
+  for (const auto& [shape, lines] : UntakenLinesOf(story)) {
+    append({kUntaken, shape.kind, shape.text, std::to_string(lines.count),
             std::to_string(lines.firstNumber) + ": " + ValidUtf8(lines.firstText)});
   }
   return rows;
@@ -106,10 +106,11 @@ void RuleUseTable::add(const LogEntry& log, const Fields& told) {
     } else if (told[i] == kRefused) {
       whyById[what] = told[i + 2];
     } else {
-      UntakenKind& kind = untaken_[what];
-      kind.lines += std::stoul(told[i + 2]);
-      ++kind.logs;
-      if (kind.examples.size() < kMaxExamples) kind.examples.push_back(log.path + ":" + told[i + 3]);
+      const LineShape shape{what, told[i + 2]};
+      if (untaken_.size() >= kMaxShapes && untaken_.count(shape) == 0) continue;
+      UntakenShape& lines = untaken_[shape];
+      if (lines.logs++ == 0) lines = {shape, 0, 1, log.path + ":" + told[i + 4]};
+      lines.lines += std::stoul(told[i + 3]);
     }
   }
   for (RuleUse& rule : rules_) {
@@ -126,4 +127,12 @@ void RuleUseTable::add(const LogEntry& log, const Fields& told) {
                                                                   "for its feature"];
     if (idleness.logs++ == 0) idleness.example = log.path;
   }
+}
+
+std::vector<UntakenShape> RuleUseTable::untaken() const {
+  std::vector<UntakenShape> shapes;
+  for (const auto& [shape, lines] : untaken_) shapes.push_back(lines);
+  std::stable_sort(shapes.begin(), shapes.end(),
+                   [](const UntakenShape& a, const UntakenShape& b) { return a.lines > b.lines; });
+  return shapes;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/fleet/log_run.h"
+#include "cli/fleet/untaken_lines.h"
 #include "cli/fleet/worker_pool.h"
 
 // A reason for which a rule did not fire.
@@ -29,11 +30,12 @@ struct RuleUse {
   const std::pair<const std::string, Idleness>* mainReason() const;
 };
 
-// Lines of one kind that no rule took.
-struct UntakenKind {
+// Lines of one shape that no rule took.
+struct UntakenShape {
+  LineShape shape;
   size_t lines = 0;
   size_t logs = 0;
-  std::vector<std::string> examples;  // "<path>:<line>: <text>", from the first few logs
+  std::string example;  // "<path>:<line>: <text>", from the first log
 };
 
 // What a worker tells of a log for a RuleUseTable.
@@ -52,11 +54,13 @@ class RuleUseTable {
 
   // In the order of the features' entries and of their rules.
   const std::vector<RuleUse>& rules() const { return rules_; }
-  const std::map<std::string, UntakenKind>& untaken() const { return untaken_; }
+
+  // The most frequent first. Of more shapes than can be kept the first to come are.
+  std::vector<UntakenShape> untaken() const;
 
  private:
   std::vector<RuleUse> rules_;
-  std::map<std::string, UntakenKind> untaken_;
+  std::map<LineShape, UntakenShape> untaken_;
 };
 
 #endif  // CLI_FLEET_RULE_COVERAGE_H

@@ -1,13 +1,23 @@
 #ifndef CLI_FLEET_UNTAKEN_LINES_H
 #define CLI_FLEET_UNTAKEN_LINES_H
 
+#include <compare>
 #include <cstddef>
 #include <map>
 #include <string>
 
 #include "cli/explain/story.h"
 
-// Lines of one kind in a log.
+// What lines have in common: the kind ("Java frames"), and the line without blanks around it and with "*" for what
+// differs from one occurrence to another.
+struct LineShape {
+  std::string kind;
+  std::string text;
+
+  auto operator<=>(const LineShape&) const = default;
+};
+
+// Lines of one shape in a log.
 struct UntakenLines {
   size_t count = 0;
   size_t firstNumber = 0;  // of the first of them, from 1
@@ -15,7 +25,7 @@ struct UntakenLines {
 };
 
 // The lines of the story's log that look like a frame of a stack, or the head of a crash, but that went into no result:
-// no rule selected them and no stack holds them. By kind ("Java frames").
-std::map<std::string, UntakenLines> UntakenLinesOf(const Story& story);
+// no rule selected them, no stack holds them, and none was cut with them inside, where a pattern passed over them.
+std::map<LineShape, UntakenLines> UntakenLinesOf(const Story& story);
 
 #endif  // CLI_FLEET_UNTAKEN_LINES_H

@@ -160,6 +160,17 @@ TEST(LogFile, LeavesNothingBehind) {
   EXPECT_EQ("-> 0\n", OutputOf(kCases, "(" + log + "sleep 2) | (" + program + "old; true) 2>/dev/null" + wait));
 }
 
+// The pattern passes over a frame inside the stack, and ends before the last one.
+TEST(Coverage, CountsNoLineThatAPatternPassesOver) {
+  const TempDir dir;
+  const std::string rules = dir.path("rules");
+  EXPECT_EQ("\"shape\":\"at android.os.Looper.loop(Looper.java:*)\"\n-> 0\n",
+            OutputOf(kCases, "cp -r old " + rules +
+                                 " && sed -i 's/@T@.*at /&(?!android.os|android.app.Activity\\\\\\\\.)/' " + rules +
+                                 "/match_rule.json && kestrix coverage --config " + rules +
+                                 " --event crash logs/map1.txt --format json | grep -o '\"shape\":[^,}]*'"));
+}
+
 TEST(Test, UpdatesWhatDiffers) {
   const TempDir dir;
   EXPECT_EQ("-> 0\n",
