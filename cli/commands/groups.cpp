@@ -23,6 +23,7 @@ struct Options {
   std::string file;   // empty: standard output
   std::string since;  // the results of an earlier run; empty: none
   bool stability = false;
+  bool suggestSkip = false;
   std::string configDir;     // of the rules, for explanations
   std::string explanations;  // folder of their pages; empty: none
 };
@@ -89,7 +90,9 @@ size_t Read(const std::vector<std::string>& files, const std::function<void(cons
   return unreadable;
 }
 
-size_t Print(GroupReport& report, const std::string& format, std::ostream& out) {
+size_t Print(GroupReport& report, const Options& options, std::ostream& out) {
+  const std::string& format = options.format;
+  if (options.suggestSkip) return PrintSkipSuggestions(report, out);
   if (format == "json") return PrintGroupsAsJson(report, out);
   if (format == "html") return PrintGroupsAsHtml(report, out);
   return PrintGroupsAsText(report, out);
@@ -99,7 +102,8 @@ ExitStatus Run(const Options& options) {
   const bool isPage = options.format == "html";
   const ExplanationOptions explanations{options.explanations, options.file, false, {}};
   CheckExplanations(explanations, options.format);
-  GroupReport report(GroupingOf(options.grouping), isPage ? kMaxExamples : 0, isPage || options.stability);
+  GroupReport report(GroupingOf(options.grouping), isPage ? kMaxExamples : 0,
+                     isPage || options.stability || options.suggestSkip);
   report.stability = options.stability;
   report.isSince = !options.since.empty();
   report.configDir = options.configDir;
@@ -109,7 +113,7 @@ ExitStatus Run(const Options& options) {
     unreadable += Read({options.since}, [&report](const ResultLine& line) { AddBefore(line, report); });
   unreadable += Read(options.files, [&report](const ResultLine& line) { Add(line, report); });
   size_t groups = 0;
-  PrintTo(options.file, [&](bool /*inColour*/, std::ostream& out) { groups = Print(report, options.format, out); });
+  PrintTo(options.file, [&](bool /*inColour*/, std::ostream& out) { groups = Print(report, options, out); });
   return groups == 0 || unreadable > 0 ? kNegative : kSuccess;
 }
 
@@ -142,6 +146,12 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       ->add_flag("--stability", options->stability,
                  "Show which groups would merge if times, line numbers and the like were masked, or with fewer frames")
       ->excludes("--by", "--top", "--skip")
+      ->excludes(since);
+  command
+      ->add_flag("--suggest-skip", options->suggestSkip,
+                 "Print, in place of groups, frames that head many groups which are unlike below them, as lines of a "
+                 "file for --skip")
+      ->excludes("--by", "--top", "--stability", "--format")
       ->excludes(since);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

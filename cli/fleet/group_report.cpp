@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/fleet/skip_suggestions.h"
 #include "cli/fleet/stability.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/json_text.h"
@@ -198,6 +199,22 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
 }
 
 }  // namespace
+
+size_t PrintSkipSuggestions(GroupReport& report, std::ostream& out) {
+  size_t count = 0;
+  const std::vector<Group> largest = ForEachGroup(report, kMaxCompared, count, [](const Group&) {});
+  for (const SkipSuggestion& skip : SuggestSkips(largest, report.grouping)) {
+    out << LineForPeople(skip.expression) << "  # heads " << Counted(skip.groups, "group") << " of "
+        << Counted(skip.logs, "log") << "; ";
+    if (skip.into > 0) {
+      out << "without it " << skip.merged << " groups would be " << skip.into;
+    } else {
+      out << "without it no groups would be one";
+    }
+    out << ", such as " << LineForPeople(skip.examples.first) << " and " << LineForPeople(skip.examples.second) << '\n';
+  }
+  return count;
+}
 
 size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
   size_t count = 0;

@@ -29,6 +29,8 @@ struct GroupReport {
 };
 
 // Each returns the number of groups. The table is used up.
+// Frames that seem to say nothing, as lines of a file for --skip.
+size_t PrintSkipSuggestions(GroupReport& report, std::ostream& out);
 size_t PrintGroupsAsText(GroupReport& report, std::ostream& out);
 size_t PrintGroupsAsJson(GroupReport& report, std::ostream& out);
 size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out);
