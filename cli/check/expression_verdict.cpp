@@ -172,6 +172,12 @@ std::optional<char> ByteToGiveUpOn(const RegexNode& root) {
   return std::nullopt;
 }
 
+// Whether an expression of which there is no tree may have two endless loops.
+bool HasLoops(std::string_view expression) {
+  return std::count_if(expression.begin(), expression.end(), [](char c) { return c == '*' || c == '+' || c == '{'; }) >
+         1;
+}
+
 }  // namespace
 
 ExpressionVerdict JudgeExpression(const std::string& expression) {
@@ -192,6 +198,10 @@ ExpressionVerdict JudgeExpression(const std::string& expression) {
   } else if (isFault) {
     verdict.code = Code::kRegexNotPortable;
     verdict.message = "the device refuses this expression: " + reason;
+  } else if (!verdict.reading.tree && HasLoops(expression)) {
+    verdict.givesUp = true;
+    verdict.message =
+        "left to std::regex, which on the device can give up on a long line and end the process: " + reason;
   } else if (const auto byte = verdict.reading.tree ? ByteToGiveUpOn(verdict.reading.tree->root) : std::nullopt) {
     verdict.givesUp = true;
     verdict.message = "left to std::regex, which on the device gives up on a line of many " +
