@@ -14,6 +14,7 @@
 #include "cli/check/expression_verdict.h"
 #include "cli/check/text_set.h"
 #include "cli/output/terminal.h"
+#include "cli/rule_files/expression_signs.h"
 #include "cli/rule_files/rule_texts.h"
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
@@ -25,32 +26,12 @@ constexpr char kPathOfLog[] = "(?:/[^/]+)+";
 constexpr char kUsualPath[] = "(?:/[\\w.,:+@~-]+)+";
 constexpr char kDotStep[] = "\\./";  // the library reads no such path
 
-// A sign of an expression that is not escaped, nor in a class or a group.
-struct Sign {
-  size_t offset;
-  char sign;
-};
-
-std::vector<Sign> OuterSigns(std::string_view text, std::string_view signs) {
-  std::vector<Sign> found;
-  int depth = 0;
-  bool inClass = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '\\') {
-      ++i;
-    } else if (inClass) {
-      inClass = c != ']';
-    } else if (c == '[') {
-      inClass = true;
-      if (depth == 0 && signs.find(c) != std::string_view::npos) found.push_back({i, c});
-    } else if (c == '(' || c == ')') {
-      depth += c == '(' ? 1 : -1;
-    } else if (depth == 0 && signs.find(c) != std::string_view::npos) {
-      found.push_back({i, c});
-    }
-  }
-  return found;
+// Those of `wanted` signs that stand in no group.
+std::vector<Sign> OuterSigns(std::string_view text, std::string_view wanted) {
+  std::vector<Sign> signs = SignsOf(text);
+  std::erase_if(
+      signs, [wanted](const Sign& sign) { return sign.depth > 0 || wanted.find(sign.sign) == std::string_view::npos; });
+  return signs;
 }
 
 // A sign as in a pattern of a shell: "?" behind what separates words, "[!", and "*" behind a plain byte, which it

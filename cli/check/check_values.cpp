@@ -12,6 +12,7 @@
 #include "cli/check/line_set.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
+#include "cli/rule_files/expression_signs.h"
 #include "cli/rule_files/rule_texts.h"
 #include "cli/rule_files/spelling.h"
 #include "regex/regex_tree.h"
@@ -144,27 +145,19 @@ struct WrittenGroup {
 std::vector<WrittenGroup> GroupsOf(std::string_view text) {
   std::vector<WrittenGroup> groups;
   std::vector<size_t> open;  // indexes in `groups`, or npos for a group that does not capture
-  bool inClass = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '\\') {
-      ++i;
-    } else if (inClass) {
-      inClass = c != ']';
-    } else if (c == '[') {
-      inClass = true;
-    } else if (c == '(') {
-      const bool captures = i + 1 == text.size() || text[i + 1] != '?';
-      open.push_back(captures ? groups.size() : std::string::npos);
-      if (captures) groups.push_back({i, text.size(), false, false});
-    } else if (c == ')' && !open.empty()) {
+  for (const auto& [i, sign, depth] : SignsOf(text)) {
+    const char next = i + 1 < text.size() ? text[i + 1] : '\0';
+    if (sign == '(') {
+      open.push_back(next != '?' ? groups.size() : std::string::npos);
+      if (next != '?') groups.push_back({i, text.size(), false, false});
+    } else if (sign == ')' && !open.empty()) {
       if (open.back() != std::string::npos) {
         WrittenGroup& group = groups[open.back()];
         group.end = i + 1;
-        group.isRepeated = i + 1 < text.size() && std::string_view("*+?{").find(text[i + 1]) != std::string::npos;
+        group.isRepeated = next != '\0' && std::string_view("*+?{").find(next) != std::string::npos;
       }
       open.pop_back();
-    } else if (c == '|' && !open.empty() && open.back() != std::string::npos) {
+    } else if (sign == '|' && !open.empty() && open.back() != std::string::npos) {
       groups[open.back()].isChoice = true;
     }
   }

@@ -4,6 +4,7 @@
 
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
+#include "cli/rule_files/expression_signs.h"
 #include "regex/regex_reader.h"
 #include "rules/rule_syntax.h"
 
@@ -17,19 +18,11 @@ size_t BehindCharacter(std::string_view expression, size_t pos) {
 // The alternatives of an expression that stand inside no group.
 std::vector<std::string> AlternativesOf(std::string_view expression) {
   std::vector<std::string> alternatives;
-  int depth = 0;
-  bool inClass = false;
   size_t begin = 0;
-  for (size_t pos = 0; pos < expression.size(); pos = BehindCharacter(expression, pos)) {
-    const char c = expression[pos];
-    if (inClass || c == '[') {
-      inClass = c != ']';
-    } else if (c == '(' || c == ')') {
-      depth += c == '(' ? 1 : -1;
-    } else if (c == '|' && depth == 0) {
-      alternatives.emplace_back(expression.substr(begin, pos - begin));
-      begin = pos + 1;
-    }
+  for (const Sign& sign : SignsOf(expression)) {
+    if (sign.sign != '|' || sign.depth > 0) continue;
+    alternatives.emplace_back(expression.substr(begin, sign.offset - begin));
+    begin = sign.offset + 1;
   }
   alternatives.emplace_back(expression.substr(begin));
   return alternatives;
