@@ -10,8 +10,8 @@
 
 #include "regex/expression.h"
 
-// How near lines come to being selected by keywords that do not select them. For each line it is told how much of the
-// keywords it holds, from their beginning on.
+// Measures how near a line comes to being selected by keywords that do not select it: how much of the keywords, from
+// their beginning on, the line holds.
 class KeyWordDistance {
  public:
   struct Score {

@@ -113,7 +113,7 @@ std::string_view SearchLike(Regex& lax, std::string_view line, const Laxity& lax
   return line.substr(static_cast<size_t>(match.whole.data() - read.data()), match.whole.size());
 }
 
-// `expression` held against lines from `number` on.
+// What to write for an expression that finds nothing in the log, whose first line has that number.
 std::string LikelyEdit(const std::string& expression, std::string_view log, size_t number) {
   for (const Laxity& laxity : kLaxities) {
     const std::string lax = LaxExpression(expression, laxity);

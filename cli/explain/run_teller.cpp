@@ -224,7 +224,7 @@ void RunTeller::note(size_t index, VerdictKind kind, std::optional<Nearness> nea
     live.nearest = *nearness;
     story.nearest = {};
   }
-  // Lines that came no way at all are all alike: one stands for them.
+  // Lines that hold nothing of the keywords are all alike: one stands for them.
   const bool isNear = Nearness{Stage::kKeyWords} < *nearness;
   if (story.nearest.isFull() || (!isNear && story.nearest.count > 0)) {
     ++story.nearest.count;

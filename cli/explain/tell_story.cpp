@@ -32,7 +32,7 @@ std::string IdFault(const Story& story) {
   return run.empty() || taken == run ? "" : "the library runs other feature ids than those that are told to be taken";
 }
 
-// The stack again, against what the call has given.
+// Whether the stack that the filter was observed at is the one in the result.
 std::string ResultFault(const Story& story) {
   const auto stack = story.result.find(kStackKey);
   const std::string filtered = stack == story.result.end() ? "" : stack->second;
