@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <string_view>
 
 #include "cli/fleet/volatile_tokens.h"
@@ -10,7 +9,8 @@
 namespace {
 
 constexpr size_t kMaxSuggestions = 10;
-constexpr size_t kMinUnlike = 3;  // frames that follow the head
+constexpr size_t kMinUnlike = 3;  // frames at one depth below the head
+constexpr size_t kMaxDepth = 3;
 
 using Frames = std::vector<std::string>;
 
@@ -40,11 +40,17 @@ std::map<std::string, std::vector<size_t>> GroupsByHead(const std::vector<Frames
   return heads;
 }
 
-// Most of the groups go on with a frame of their own.
+// At some depth below the head no frame is that of most groups: the head may be one of a few that come together.
 bool AreUnlike(const std::vector<size_t>& headed, const std::vector<Frames>& stacks) {
-  std::set<std::string> next;
-  for (const size_t i : headed) next.insert(stacks[i][1]);
-  return next.size() >= kMinUnlike && 2 * next.size() > headed.size();
+  for (size_t depth = 1; depth <= kMaxDepth; ++depth) {
+    std::map<std::string, size_t> counts;
+    size_t most = 0;
+    for (const size_t i : headed) {
+      if (depth < stacks[i].size()) most = std::max(most, ++counts[stacks[i][depth]]);
+    }
+    if (counts.size() >= kMinUnlike && 2 * most < headed.size()) return true;
+  }
+  return false;
 }
 
 void NoteMerged(const std::vector<Group>& groups, const std::vector<Frames>& before, const std::vector<Frames>& after,

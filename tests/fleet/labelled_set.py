@@ -1,0 +1,83 @@
+#!/usr/bin/python3
+"""usage: labelled_set.py PROGRAM
+
+How well each way of grouping finds the bugs behind logs: makes logs of 30 bugs, analyses them, and prints how many of
+the pairs of logs that a grouping puts together are of one bug (precision), and how many of the pairs of one bug it puts
+together (recall), without and with the file that --suggest-skip proposes.
+"""
+
+import json
+import random
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+BUGS, LOGS = 30, 20
+RULES = Path(__file__).parent.parent / "data-fleet" / "old"
+NOISE = ["libcore.Abort.raise", "libcore.Assert.fail", "libcore.Report.dump"]
+LOOP = ["platform.Activity.start", "platform.Looper.once", "platform.Looper.loop", "platform.Main.main"]
+
+
+def stack_of(bug, source):
+    """The bug's own frames below a few that several bugs share, as one occurrence has them."""
+    own = random.Random(bug)
+    frames = [f"app.part{own.randrange(6)}.Class{own.randrange(40)}.call{own.randrange(200)}" for _ in range(6)]
+    if source.random() < 0.25:  # another compiler puts a frame into its caller
+        del frames[source.randrange(1, 5)]
+    noise = NOISE[:source.randrange(4)] if bug % 3 else []  # how deep the reporting was
+    shared = [f"app.common.Service{bug % 5}.handle"]
+    build = source.randrange(3)  # of the lines
+    return [f"{frame}(F{i}.kt:{100 + 10 * i + build})" if source.random() < 0.9 else f"{frame}(lib.so:0x{source.getrandbits(40):x})"
+            for i, frame in enumerate(noise + frames + shared + LOOP)]
+
+
+def write_logs(folder):
+    source = random.Random(7)
+    for bug in range(BUGS):
+        for log in range(LOGS):
+            frames = "".join(f"\tat {frame}\n" for frame in stack_of(bug, source))
+            head = f"03-04 09:{source.randrange(60):02}:00 Process: bug{bug}, PID: {source.randrange(30000)}\n"
+            (folder / f"bug{bug}-{log}.txt").write_text(f"{head}java.lang.IllegalStateException: failed\n{frames}")
+
+
+def pairs(counts):
+    return sum(count * (count - 1) // 2 for count in counts)
+
+
+def main(program):
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        (folder / "logs").mkdir()
+        write_logs(folder / "logs")
+        run = lambda *words: subprocess.run([program, *map(str, words)], check=True, capture_output=True).stdout
+        results = folder / "results.ndjson"
+        results.write_bytes(run("batch", folder / "logs", "--config", RULES, "--event", "crash"))
+        skips = folder / "skips"
+        skips.write_bytes(run("groups", results, "--suggest-skip"))
+        sys.stdout.write(skips.read_text())
+
+        def counts(*options):
+            found = json.loads(run("groups", results, "--format", "json", *options))["groups"]
+            return [group["count"] for group in found]
+
+        of_bugs = pairs(counts("--by", "PROCESS"))
+        print(f"{'grouping':32} groups precision recall   F1")
+        scores = {}
+        ways = [["--by", "FINGERPRINT"], ["--skip", skips]]
+        for top in (1, 2, 3, 5):
+            ways += [["--top", top], ["--top", top, "--skip", skips]]
+        for way in ways:
+            together = counts(*way)
+            by = ["--by", "FINGERPRINT,PROCESS"] if "--by" in way else [*way, "--by", "PROCESS"]
+            right = pairs(counts(*by))
+            precision, recall = right / max(1, pairs(together)), right / of_bugs
+            title = " ".join(str(word) for word in way).replace(str(folder) + "/", "")
+            scores[title] = 2 * precision * recall / max(1e-9, precision + recall)
+            print(f"{title:32} {len(together):6} {precision:9.2f} {recall:6.2f} {scores[title]:4.2f}")
+        if not scores["--top 1 --skip skips"] > scores["--top 1"]:
+            sys.exit("skipping what --suggest-skip proposes does not help")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
