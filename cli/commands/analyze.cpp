@@ -30,7 +30,7 @@ struct Options {
   std::string configDir;
   std::string eventType;
   std::string as;
-  bool json = false;
+  std::string format = "text";
   bool checkPath = false;
   bool verbose = false;
 };
@@ -68,9 +68,9 @@ void PrintByEventType(const std::map<std::string, Result>& results, bool asJson)
 }
 
 void Print(const std::map<std::string, Result>& results, const Options& options) {
-  if (options.eventType.empty()) return PrintByEventType(results, options.json);
+  if (options.eventType.empty()) return PrintByEventType(results, options.format == "json");
   const Result result = results.empty() ? Result() : results.begin()->second;
-  if (!options.json) return PrintResult(result, std::cout);
+  if (options.format == "text") return PrintResult(result, std::cout);
   std::cout << JsonLine(ToJson(result)) << '\n';
 }
 
@@ -113,7 +113,7 @@ void AddAnalyze(CLI::App& program, ExitStatus& status) {
   AddAnyLogOption(*command, options->log);
   AddConfigOption(*command, options->configDir);
   AddEventOption(*command, options->eventType);
-  command->add_flag("--json", options->json, "Print one JSON object on one line");
+  AddFormatOption(*command, options->format, {"text", "json"});
   AddPathTestOptions(*command, options->as, options->checkPath);
   command->add_flag("--verbose", options->verbose, "Show the library's log lines on standard error");
   command->footer(kExample);

@@ -180,7 +180,7 @@ void AddCoverage(CLI::App& program, ExitStatus& status) {
   AddReplayOptions(*command, options->replay);
   AddConfigOption(*command, options->configDir);
   AddFormatOption(*command, options->format, {"text", "json", "html"});
-  AddOutputOption(*command, options->file);
+  AddOutputOption(*command, options->file, options->format);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });
 }

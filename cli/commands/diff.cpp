@@ -80,7 +80,7 @@ void AddDiff(CLI::App& program, ExitStatus& status) {
   AddRulesOption(*command, "--new", options->rules.after, "Directory of the rule files as they are to be");
   AddGroupingOptions(*command, options->grouping);
   AddFormatOption(*command, options->format, {"text", "json", "html"});
-  AddOutputOption(*command, options->file);
+  AddOutputOption(*command, options->file, options->format);
   command
       ->add_option("--explain", options->explanations,
                    "With --format html -o FILE: a folder to write the explanation of each log that differs to, under "

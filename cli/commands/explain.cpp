@@ -186,7 +186,7 @@ void AddExplain(CLI::App& program, ExitStatus& status) {
       ->type_name("KEY");
   command->add_flag("--page-data", options->asPageData)->group("");  // for kestrix live
   AddFormatOption(*command, options->format, {"text", "json", "html"});
-  AddOutputOption(*command, options->file);
+  AddOutputOption(*command, options->file, options->format);
   AddPathTestOptions(*command, options->question.as, options->question.hasPathTests);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

@@ -126,7 +126,7 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       ->type_name("");
   AddGroupingOptions(*command, options->grouping);
   AddFormatOption(*command, options->format, {"text", "json", "html"});
-  AddOutputOption(*command, options->file);
+  AddOutputOption(*command, options->file, options->format);
   CLI::Option* config =
       command->add_option("--config", options->configDir, "Directory of the rule files, for the explanations")
           ->type_name("DIR");

@@ -12,10 +12,10 @@
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/library/input.h"
+#include "cli/library/own_program.h"
 #include "cli/live/file_watch.h"
 #include "cli/live/live_desk.h"
 #include "cli/live/live_server.h"
-#include "cli/live/own_program.h"
 #include "rules/rule_syntax.h"
 
 namespace {

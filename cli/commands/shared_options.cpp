@@ -1,5 +1,7 @@
 #include "cli/commands/shared_options.h"
 
+#include <algorithm>
+
 #include "cli/library/input.h"
 #include "cli/output/terminal.h"
 #include "rules/rule_syntax.h"
@@ -46,11 +48,27 @@ void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath) {
 }
 
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& choices) {
-  command.add_option("--format", format, "How to print it")->type_name("FORMAT")->check(CLI::IsMember(choices));
+  CLI::Option* option =
+      command.add_option("--format", format, "How to print it")->type_name("FORMAT")->check(CLI::IsMember(choices));
+  if (std::find(choices.begin(), choices.end(), "json") == choices.end()) return;
+  command
+      .add_flag_callback(
+          "--json", [&format] { format = "json"; }, "Short for --format json")
+      ->excludes(option);
 }
 
-void AddOutputOption(CLI::App& command, std::string& file) {
-  command.add_option("-o,--output", file, "Write it to this file")->type_name("FILE");
+void AddOutputOption(CLI::App& command, std::string& file, std::string& format) {
+  command
+      .add_option(
+          "-o,--output", file,
+          "Write it to this file, - for standard output; without --format, .html or .json at its end chooses that")
+      ->type_name("FILE");
+  command.parse_complete_callback([&command, &file, &format] {
+    if (command.count("--format") + command.count("--json") > 0) return;
+    for (const char* ending : {"html", "json"}) {
+      if (file.ends_with(std::string(".") + ending)) format = ending;
+    }
+  });
 }
 
 void AddWorkerOptions(CLI::App& command, WorkerOptions& options) {

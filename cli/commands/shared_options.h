@@ -27,11 +27,12 @@ void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath);
 // A required directory of rule files; --config is one.
 void AddRulesOption(CLI::App& command, const std::string& name, std::string& dir, const std::string& description);
 
-// "text" is what `format` holds before, and one of the choices.
+// "text" is what `format` holds before, and one of the choices. Where "json" is one, --json is short for it.
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& choices);
 
-// A file in place of standard output.
-void AddOutputOption(CLI::App& command, std::string& file);
+// A file in place of standard output; "-" is standard output, too. Its ending chooses `format` where no option does: to
+// be added behind these.
+void AddOutputOption(CLI::App& command, std::string& file, std::string& format);
 
 void AddWorkerOptions(CLI::App& command, WorkerOptions& options);
 

@@ -99,7 +99,7 @@ std::string Indented(const std::string& text) {
 CaseOutcome Judge(const GoldenCase& golden, const LogResult& actual, const Options& options, bool inColour) {
   CaseOutcome outcome{golden.path, actual.fault, "", false};
   if (!outcome.fault.empty()) return outcome;
-  const TextMap expected = golden.expected.value_or(TextMap());
+  const TextMap expected = ExpectedOf(golden, actual.results);
   const std::vector<std::string> keys = Differences(expected, actual.results);
   if (!golden.expected) {
     outcome.fault = "there is no expected.json; --update writes it";
@@ -138,7 +138,7 @@ std::vector<CaseOutcome> Test(const std::vector<GoldenCase>& cases, const Option
         outcome.fault = error.what();
       }
     } else if (cases[index].expected) {
-      differingKeys[index] = Differences(*cases[index].expected, actual.results)[0];
+      differingKeys[index] = Differences(ExpectedOf(cases[index], actual.results), actual.results)[0];
     }
   });
   for (const auto& [index, story] : StoriesOf(cases, differingKeys, options)) outcomes[index].story += Indented(story);

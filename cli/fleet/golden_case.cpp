@@ -11,7 +11,9 @@
 #include "cli/library/input.h"
 #include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
+#include "cli/output/lines.h"
 #include "cli/output/output_file.h"
+#include "cli/output/terminal.h"
 #include "stack/stack_tables.h"
 
 namespace {
@@ -41,16 +43,29 @@ std::string DevicePathIn(const std::string& file, const std::string& log) {
   }
 }
 
-std::optional<TextMap> ExpectedOf(const std::string& path) {
-  if (!fs::exists(path)) return std::nullopt;
+// The text of an expected value; of an array, its lines. Nothing when it is neither.
+std::optional<std::string> TextIn(const Json::Value& value) {
+  if (value.isString()) return value.asString();
+  if (!value.isArray()) return std::nullopt;
+  std::string lines;
+  for (const Json::Value& line : value) {
+    if (!line.isString()) return std::nullopt;
+    lines += line.asString() + "\n";
+  }
+  return lines;
+}
+
+void ReadExpected(const std::string& path, GoldenCase& golden) {
+  if (!fs::exists(path)) return;
   Json::Value root;
   if (!ReadJsonObject(TextOf(path), root)) throw InputError(path, "not a JSON object");
-  TextMap expected;
+  golden.expected.emplace();
   for (const std::string& key : root.getMemberNames()) {
-    if (!root[key].isString()) throw InputError(path, "the value of \"" + key + "\" is not a text");
-    expected[key] = root[key].asString();
+    const std::optional<std::string> text = TextIn(root[key]);
+    if (!text) throw InputError(path, "the value of " + Quoted(key) + " is neither a text nor an array of lines");
+    (*golden.expected)[key] = *text;
+    if (root[key].isArray()) golden.inLines.insert(key);
   }
-  return expected;
 }
 
 // The log of a case folder; the plain name when it has none.
@@ -71,7 +86,7 @@ GoldenCase Read(const std::string& path, const std::string& configDir) {
     if (fs::is_directory(path + "/rules")) golden.run.config = path + "/rules";
     if (golden.run.config.empty()) throw InputError(path, "has no folder rules; --config names rules for all cases");
     if (fs::exists(path + "/path")) golden.run.log.as = DevicePathIn(path + "/path", golden.run.log.path);
-    golden.expected = ExpectedOf(path + "/expected.json");
+    ReadExpected(path + "/expected.json", golden);
   } catch (const InputError& error) {
     golden.fault = error.what();
   }
@@ -127,8 +142,24 @@ std::vector<std::string> Differences(const TextMap& expected, const TextMap& act
   return differing;
 }
 
+TextMap ExpectedOf(const GoldenCase& golden, const TextMap& actual) {
+  TextMap expected = golden.expected.value_or(TextMap());
+  for (const auto& [key, value] : actual) {
+    if (golden.inLines.count(key) > 0 && LinesOf(expected[key]) == LinesOf(value)) expected[key] = value;
+  }
+  return expected;
+}
+
 void UpdateExpected(const GoldenCase& golden, const TextMap& actual) {
   Json::Value root(Json::objectValue);
-  for (const auto& [key, value] : actual) root[key] = value;
-  WriteWholeFile(golden.path + "/expected.json", JsonPage(root, /*isTight=*/true));
+  for (const auto& [key, value] : actual) {
+    const bool isInLines = !golden.inLines.empty() && value.find('\n') != std::string::npos;
+    root[key] = isInLines ? JsonTexts(LinesOf(value)) : Json::Value(value);
+  }
+  std::string text = JsonPage(root, /*isTight=*/true);
+  const std::string bracket = ": \n  [";  // no text holds a line feed as it is
+  for (size_t at = text.find(bracket); at != std::string::npos; at = text.find(bracket, at)) {
+    text.replace(at, bracket.size(), ": [");
+  }
+  WriteWholeFile(golden.path + "/expected.json", text);
 }

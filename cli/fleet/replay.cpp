@@ -7,15 +7,19 @@
 #include <iostream>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <thread>
 
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
+#include "cli/library/own_program.h"
+#include "cli/output/exit_status.h"
 #include "cli/output/progress.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/event_types.h"
 #include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 namespace {
 
@@ -110,6 +114,20 @@ void HandOver(const TriedLog& tried, const std::vector<Reply>& replies, const Re
   if (!isHandedOver) work.sink(tried.log, repliesAt(0));
 }
 
+// Why rules end the analysis of a log. `fault` has no place in them: to know it takes an observer, which makes an
+// analysis slow, so that it is asked for here only, and in a process of its own.
+std::string FaultWithPlace(const LogRun& run, bool checkPath, const std::string& fault) {
+  std::vector<std::string> words = {"explain", "--key", kStackKey, "--config", run.config, "--event", run.log.event};
+  if (!run.log.as.empty()) {
+    words.insert(words.end(), {"--as", run.log.as});
+  } else if (checkPath) {
+    words.emplace_back("--check-path");
+  }
+  words.insert(words.end(), {"--", run.log.path});
+  const ProgramRun told = RunOwnProgram(words, "", [] { return false; });
+  return told.status == kBadInput ? FaultOf(told) : fault;
+}
+
 void TellRepeated(const LogList& logs) {
   const size_t count = logs.repeatedCount();
   if (count == 0) return;
@@ -183,11 +201,18 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   };
   const auto analyze = [&](const LogRun& run) {
     if (options.checkPath && run.log.as.empty() && run.log.error.empty()) CheckLogPlace(run.log.path);
-    return work.analyze(run);
+    try {
+      return work.analyze(run);
+    } catch (const InputError&) {
+      throw;
+    } catch (const std::exception& error) {
+      throw std::runtime_error(FaultWithPlace(run, options.checkPath, error.what()));
+    }
   };
   std::vector<Reply> replies;
-  RunInWorkers(options.workers, source, analyze, [&](const LogRun& /*run*/, const Reply& reply) {
+  RunInWorkers(options.workers, source, analyze, [&](const LogRun& run, const Reply& reply) {
     replies.push_back(reply);
+    if (reply.fault == kAnalysisAborted) replies.back().fault = FaultWithPlace(run, options.checkPath, reply.fault);
     if (replies.size() < tried.front().events.size() * configs.size()) return;
     const bool isFaulty =
         std::any_of(replies.begin(), replies.end(), [](const Reply& each) { return !each.fault.empty(); });

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "cli/live/own_program.h"
+#include "cli/library/own_program.h"
 #include "cli/output/json_text.h"
 #include "rules/rule_file.h"
 #include "rules/rule_syntax.h"
@@ -16,14 +16,6 @@ constexpr int kBadInputStatus = 2;
 // {"version": ..., "name": ...}, the second being JSON text already.
 std::string Object(uint64_t version, const char* name, const std::string& json) {
   return R"({"version":)" + std::to_string(version) + ",\"" + name + "\":" + json + "}";
-}
-
-// The first line of what a command says of its end, without the program's name.
-std::string FaultOf(const ProgramRun& run) {
-  const std::string head = "kestrix: ";
-  std::string fault = run.errors.substr(0, run.errors.find('\n'));
-  if (fault.compare(0, head.size(), head) == 0) fault.erase(0, head.size());
-  return fault.empty() ? "the analysis ended its process" : fault;
 }
 
 bool HasFailed(const ProgramRun& run) { return run.status < 0 || run.status >= kBadInputStatus || run.output.empty(); }

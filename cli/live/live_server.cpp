@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "cli/explain/page_story.h"
-#include "cli/live/own_program.h"
+#include "cli/library/own_program.h"
 #include "cli/output/input_error.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"

@@ -57,7 +57,7 @@ void WriteWholeFile(const std::string& path, const std::string& content) {
 }
 
 void PrintTo(const std::string& path, const std::function<void(bool inColour, std::ostream& out)>& print) {
-  if (path.empty()) return print(OutputTakesColours(), std::cout);
+  if (path.empty() || path == "-") return print(OutputTakesColours(), std::cout);
   std::ostringstream text;
   print(false, text);
   WriteWholeFile(path, text.str());

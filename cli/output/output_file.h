@@ -12,7 +12,7 @@ bool WriteAll(int file, std::string_view content);
 // Makes `path` a file with this content: whole, or as it was before. Throws InputError when that cannot be done.
 void WriteWholeFile(const std::string& path, const std::string& content);
 
-// Lets `print` write to the file `path`, or to standard output when that is empty.
+// Lets `print` write to the file `path`, or to standard output when that is empty or "-".
 void PrintTo(const std::string& path, const std::function<void(bool inColour, std::ostream& out)>& print);
 
 #endif  // CLI_OUTPUT_OUTPUT_FILE_H

@@ -1,4 +1,4 @@
-#include "cli/live/own_program.h"
+#include "cli/library/own_program.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -157,6 +157,13 @@ ProgramRun RunOwnProgram(const std::vector<std::string>& arguments, const std::s
     run.errors = isDone ? "the analysis ended its process" : "the analysis took longer than 20 s";
   }
   return run;
+}
+
+std::string FaultOf(const ProgramRun& run) {
+  const std::string head = "kestrix: ";
+  std::string fault = run.errors.substr(0, run.errors.find('\n'));
+  if (fault.starts_with(head)) fault.erase(0, head.size());
+  return fault.empty() ? "the analysis ended its process" : fault;
 }
 
 bool StartProgram(const std::vector<std::string>& words) {

@@ -1,5 +1,5 @@
-#ifndef CLI_LIVE_OWN_PROGRAM_H
-#define CLI_LIVE_OWN_PROGRAM_H
+#ifndef CLI_LIBRARY_OWN_PROGRAM_H
+#define CLI_LIBRARY_OWN_PROGRAM_H
 
 #include <functional>
 #include <string>
@@ -19,7 +19,10 @@ struct ProgramRun {
 ProgramRun RunOwnProgram(const std::vector<std::string>& arguments, const std::string& input,
                          const std::function<bool()>& isStale);
 
+// The first line of what it said on standard error, without the program's name.
+std::string FaultOf(const ProgramRun& run);
+
 // Starts a program by its name and does not wait for it. False when there is no such program.
 bool StartProgram(const std::vector<std::string>& words);
 
-#endif  // CLI_LIVE_OWN_PROGRAM_H
+#endif  // CLI_LIBRARY_OWN_PROGRAM_H
