@@ -85,6 +85,8 @@ class RunWriter {
     node["line"] = JsonNumber(param.line.number);
     node["isFound"] = param.value.has_value();
     node["isStackPattern"] = param.isStackPattern;
+    if (!param.value) node["pattern"] = Text(param.pattern);
+    if (!param.value) node["why"] = Text(param.why);
     if (!param.value || param.isStackPattern) return node;
     node["value"] = Text(*param.value);
     // In characters.
@@ -107,6 +109,7 @@ class RunWriter {
     node["name"] = Text(rule.name);
     node["command"] = Text(rule.command);
     node["keyWords"] = Text(rule.keyWords);
+    node["filledKeyWords"] = Text(rule.filledKeyWords);
     node["depend"] = Text(rule.depend);
     node["params"] = TextMap(rule.params);
     node["place"] = PlaceNode(rule.place);
@@ -128,7 +131,9 @@ class RunWriter {
     node["rule"] = PlaceNode(run_.rules[record.rule].place);
     node["ruleIndex"] = JsonNumber(record.rule);
     node["line"] = line(record.line);
-    node["value"] = Text(record.value);
+    node["value"] = Text(record.isStack ? record.stack : record.value);
+    node["isStack"] = record.isStack;
+    node["why"] = Text(record.why);
     node["count"] = JsonNumber(record.count);
     return node;
   }
@@ -145,6 +150,7 @@ class RunWriter {
       contribution["record"] = Text(part.record);
       contribution["isThere"] = part.isThere;
       contribution["value"] = Text(part.value);
+      contribution["why"] = Text(part.why);
       return contribution;
     });
     return node;
@@ -153,6 +159,7 @@ class RunWriter {
   Json::Value askedNode(const LineStory& asked) const {
     Json::Value node;
     node["line"] = asked.isThere ? line(asked.line) : Json::Value();
+    node["params"] = ArrayOf(asked.params, [this](const ParamStory& param) { return paramNode(param); });
     node["verdicts"] = Json::Value(Json::arrayValue);
     for (size_t i = 0; i < asked.verdicts.size(); ++i) {
       const RuleStory& rule = run_.rules[i];
@@ -206,6 +213,7 @@ Json::Value FrameNode(const FrameStory& frame) {
 Json::Value StackNode(const StackStory& stack) {
   Json::Value node;
   node["featureId"] = Text(stack.featureId);
+  node["lineCount"] = JsonNumber(stack.lineCount);
   node["frames"] = ArrayOf(stack.frames, FrameNode);
   node["blocks"] = ArrayOf(stack.blocks, [](const BlockStory& block) {
     Json::Value told;

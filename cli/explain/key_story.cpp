@@ -53,6 +53,7 @@ class RecordTracer {
     addVariables(rule, way);
     if (record != nullptr) {
       way.line = record->line;
+      way.why = part.why;
     } else if (rule.selected.count > 0) {
       tellMissingParam(rule, param, way);
     } else {

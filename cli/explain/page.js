@@ -413,7 +413,8 @@ function valueOf(text) {
 
 function drawParam(log, rule, selected, param) {
   const where = param.line === selected.number ? null : make("span", "faint", " in ", lineLink(log, param.line));
-  const value = !param.isFound ? [make("span", "bad", " not found by "), code(rule.params[param.key] || "")]
+  const value = !param.isFound ? [make("span", "bad", " not found by "), code(param.pattern || rule.params[param.key] || ""),
+    param.why ? make("div", "faint", visible(param.why)) : null]
     : param.isStackPattern ? [make("span", "faint", " begins a stack here")] : [" = ", code(param.value)];
   return make("li", "", make("span", "mono", param.key), where, ...value);
 }
@@ -433,7 +434,8 @@ function drawRule(run, r, rule) {
     rule.failedParams ? make("span", "bad", `${counted(rule.failedParams, "parameter")} not found`) : null,
     rule.spentAt ? make("span", "faint", `done at line ${number(rule.spentAt.number)}`) : null,
     rule.command === "rules" ? null : make("span", "faint", "segment rule"), placeOf(rule.place));
-  const written = make("ul", "", make("li", "", "keyWords ", code(rule.keyWords)),
+  const written = make("ul", "", make("li", "", "keyWords ", code(rule.keyWords),
+    rule.filledKeyWords ? [make("span", "faint", " tried as "), code(rule.filledKeyWords)] : null),
     rule.depend ? make("li", "", "depend ", code(rule.depend)) : null,
     ...Object.entries(rule.params).map(([name, pattern]) => make("li", "", name + " ", code(pattern))));
   const item = make("article", "item", lead);
@@ -474,7 +476,9 @@ function drawRun(run, r) {
   if (run.records.length) {
     const rows = run.records.map((record) => make("tr", "", make("td", "mono", record.name),
       make("td", "count", record.line ? lineLink(logOf(run), record.line.number) : null),
-      make("td", "", record.value ? code(record.value) : make("span", "faint", "empty"),
+      make("td", "", record.value ? record.isStack ? valueOf(record.value) : code(record.value)
+        : make("span", "faint", record.isStack && !record.why ? "a stack that no template asks for" : "empty"),
+      record.why ? make("div", "faint", visible(record.why)) : null,
         record.count > 1 ? make("span", "faint", ` the first of ${number(record.count)}`) : null)));
     made.append(make("details", "item", make("summary", "", counted(run.records.length, "record")),
       make("table", "", ...rows)));
@@ -511,7 +515,9 @@ function drawStack() {
   });
   const kept = stack.frames.filter((frame) => frame.fate === "kept").length;
   const blocks = stack.blocks.filter((block) => block.namesTheStack).map((block) => block.heading || "the head");
-  const note = `From ${stack.featureId}: ${number(kept)} of ${counted(frames.length, "line")} kept as they are` +
+  const dropped = stack.lineCount - frames.length;
+  const note = `From ${stack.featureId}: ${number(kept)} of ${counted(stack.lineCount, "line")} kept as they are` +
+    (dropped ? `, ${number(dropped)} left out as empty` : "") +
     (blocks.length ? `; the block of ${blocks.join(", ")} names the frames.` : ".");
   return section("stack", "Stack", make("p", "faint small", visible(note)), make("ul", "", ...frames));
 }
@@ -574,24 +580,31 @@ function verdictsHere(run, line) {
   });
 }
 
-function drawVerdicts(run, r, verdicts) {
+const takes = ({ verdict }) => verdict === "selects" || verdict === "spans";
+
+// What a rule took from a line.
+function drawTaken(rule, line) {
+  const params = rule.selected.flatMap((selected) => selected.params.filter((param) => param.line === line));
+  return make("ul", "", ...params.map((param) => drawParam(0, rule, { number: line }, param)));
+}
+
+function drawVerdicts(run, r, verdicts, line) {
   const list = make("ul", "verdicts");
-  const order = run.rules.map((rule, i) => i).sort((a, b) =>
-    Number(verdicts[b].verdict === "selects") - Number(verdicts[a].verdict === "selects"));
+  const order = run.rules.map((rule, i) => i).sort((a, b) => Number(takes(verdicts[b])) - Number(takes(verdicts[a])));
   for (const i of order) {
-    const isTaker = verdicts[i].verdict === "selects";
     list.append(make("li", "", make("span", "", chip(r, run.rules[i].index)),
-      make("span", isTaker ? "good" : "", visible(verdicts[i].why))));
+      make("span", takes(verdicts[i]) ? "good" : "", visible(verdicts[i].why),
+        takes(verdicts[i]) ? drawTaken(run.rules[i], line) : null)));
   }
   return list;
 }
 
 function fillVerdicts(place, log, line, runsOfLine) {
   const parts = runsOfLine.map(({ run, r, verdicts }) => {
-    const isIdle = verdicts.every(({ verdict }) => verdict !== "selects") && story.runs.length > 1;
+    const isIdle = !verdicts.some(takes) && story.runs.length > 1;
     const title = make(isIdle ? "summary" : "h4", "", run.featureId);
-    const made = make(isIdle ? "details" : "div", "small", title, drawVerdicts(run, r, verdicts));
-    if (isIdle && runsOfLine.every((each) => each.verdicts.every(({ verdict }) => verdict !== "selects"))) {
+    const made = make(isIdle ? "details" : "div", "small", title, drawVerdicts(run, r, verdicts, line));
+    if (isIdle && !runsOfLine.some((each) => each.verdicts.some(takes))) {
       if (r === runsOfLine[0].r) made.open = true;
     }
     return made;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "cli/explain/trace_end.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "cli/rule_files/rule_texts.h"
@@ -11,6 +12,8 @@
 #include "util/limits.h"
 
 namespace {
+
+constexpr size_t kMaxReasons = 100;  // why parameters were not found, for each rule
 
 std::string LineName(const LogLine& line) { return "line " + std::to_string(line.number); }
 
@@ -137,6 +140,10 @@ void RunTeller::askAboutLine(LineFate fate) {
   }
   for (size_t i = 0; i < live_.size(); ++i) {
     asked.verdicts.push_back({current_, verdict});
+    if (fate == LineFate::kSpanned && i == selecting_) {
+      asked.verdicts.back().verdict = {VerdictKind::kSpans,
+                                       "takes the line for its \"num\", as it selected " + LineName(run().lastMatch)};
+    }
     if (live_[i].rule == nullptr) {
       asked.verdicts.back().verdict = {VerdictKind::kSpent, "spent at " + LineName(run().rules[i].spentAt)};
     }
@@ -147,6 +154,8 @@ void RunTeller::askAboutLine(LineFate fate) {
 
 void RunTeller::onRule(const FeatureRule& rule, RuleOutcome outcome) {
   const size_t index = indexOf(rule);
+  RuleStory& story = run().rules[index];
+  if (outcome != RuleOutcome::kVariableOpen && rule.keyWords != story.keyWords) story.filledKeyWords = rule.keyWords;
   ++run().rules[index].verdicts[static_cast<size_t>(outcome)];
   if (outcome != RuleOutcome::kSelects) {
     triedRule_ = index + 1;
@@ -254,9 +263,16 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
   const std::string& pattern = rule.params.at(key);
   const bool isStack = IsStackPattern(pattern);
   if (value == nullptr) ++run().rules[selecting_].failedParams;
-  if (selected_ != nullptr) {
-    const auto taken = value == nullptr ? std::nullopt : std::optional<std::string>(*value);
-    selected_->params.add({key, current_, taken, offset, isStack});
+  const bool isAskedHere = isAsked(current_.number);
+  if (selected_ != nullptr || isAskedHere) {
+    ParamStory told{key, current_, std::nullopt, offset, isStack};
+    if (value != nullptr) told.value = *value;
+    if (value == nullptr && (isAskedHere || run().rules[selecting_].failedParams <= kMaxReasons)) {
+      told.pattern = pattern;
+      told.why = whyNotFound(pattern);
+    }
+    if (isAskedHere) run().asked.back().params.push_back(told);
+    if (selected_ != nullptr) selected_->params.add(std::move(told));
   }
   if (value == nullptr) return;
   const std::string record = RecordName(rule.name, key);
@@ -264,6 +280,12 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
   if (isStack) {
     stackPatterns_.try_emplace({run().featureId, record}, StackExpression(AppliedPattern(pattern)));
   }
+}
+
+// How far the expression of a parameter gets on the current line.
+std::string RunTeller::whyNotFound(const std::string& pattern) const {
+  KeyWordDistance distance(std::string(kRegexMark) + std::string(AppliedPattern(pattern)));
+  return distance.isSafe() ? distance.why(text_) : "";
 }
 
 void RunTeller::onSpent(const FeatureRule& rule) {
@@ -294,7 +316,10 @@ void RunTeller::addRecords() {
   std::map<std::string, size_t> known;
   for (const auto& [name, info] : analysis_->getRecords()) {
     const auto [at, isNew] = known.try_emplace(name, run().records.size());
-    if (isNew) run().records.push_back({name, makers_[name], lineAt(info.position), info.line, 0});
+    if (isNew) {
+      const bool isStack = !stackPatternOf(run().featureId, name).empty();
+      run().records.push_back({name, makers_[name], lineAt(info.position), info.line, 0, isStack});
+    }
     ++run().records[at->second].count;
   }
   std::sort(run().records.begin(), run().records.end(),
@@ -328,6 +353,12 @@ LogLine RunTeller::lineOf(size_t number) const {
 
 void RunTeller::onContribution(const std::string& name, const Record* record, const std::string& value) {
   contributions_.push_back({name, record != nullptr, value});
+  for (RecordStory& told : run().records) {
+    if (told.name != name || !told.isStack) continue;
+    told.stack = value;
+    told.why = WhyTraceEnds(story_.logs[run().log].text, told.line, stackPatternOf(run().featureId, name));
+    if (value.empty()) contributions_.back().why = told.why;
+  }
 }
 
 void RunTeller::onTemplate(const std::string& key, const std::string& templateText, const std::string& value) {

@@ -75,6 +75,7 @@ class RunTeller : public RunObserver {
   bool keyWordsWouldDo(Live& live, const FeatureRule& rule);
   KeyWordDistance& distanceOf(Live& live, const FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
+  std::string whyNotFound(const std::string& pattern) const;
   void addRecords();
   LogLine lineAt(int32_t position) const;
   LogLine lineOf(size_t number) const;

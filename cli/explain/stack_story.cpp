@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/output/lines.h"
 #include "stack/frame_name.h"
 #include "stack/stack_observer.h"
 #include "stack/stack_tables.h"
@@ -96,6 +97,7 @@ std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs) {
   if (trace == runs.merged().end() || origin == nullptr) return std::nullopt;
   StackStory stack;
   stack.featureId = run->featureId;
+  stack.lineCount = LinesOf(trace->second).size();
   StackTeller teller(stack);
   std::vector<std::string> names;
   stack.filtered = ObserveFilterTrace(trace->second, names, teller);

@@ -51,8 +51,8 @@ std::string WhyFate(const FrameStory& frame) {
 
 std::string_view NameOf(VerdictKind kind) {
   static constexpr std::array<std::string_view, kVerdictKinds> kNames = {
-      "selects", "dependency-not-met", "variable-open", "keywords-not-found", "taken",
-      "spent",   "passed-over",        "not-reached"};
+      "selects",     "dependency-not-met", "variable-open", "keywords-not-found", "taken", "spent",
+      "passed-over", "not-reached",        "spans"};
   return NameIn(kNames, kind);
 }
 

@@ -68,8 +68,9 @@ enum class VerdictKind {
   kSpent,       // the rule has left the run
   kPassedOver,  // the line is shown to no rule: overlong, indented, read for the "num" of another rule
   kNotReached,  // the scan stopped before, or the log has no such line
+  kSpans,       // the rule takes the line for its "num", by which it selected one before
 };
-inline constexpr size_t kVerdictKinds = 8;
+inline constexpr size_t kVerdictKinds = 9;
 
 struct Verdict {
   VerdictKind kind = VerdictKind::kSelects;
@@ -88,6 +89,8 @@ struct ParamStory {
   std::optional<std::string> value;  // none: not found
   size_t offset = 0;                 // of the value in its line
   bool isStackPattern = false;       // "@T@": the line is noted, the value comes later
+  std::string pattern = {};          // of one that was not found, its variables filled...
+  std::string why = {};              // ...and how far that got; told of the first few
 };
 
 // A line that a rule selected.
@@ -100,6 +103,7 @@ struct RuleStory {
   std::string name;
   std::string command;  // "rules" or "segmentRule"
   std::string keyWords;
+  std::string filledKeyWords;  // as they were tried last, where variables were filled; else empty
   std::string depend;
   std::map<std::string, std::string> params;  // key -> pattern, as written
   FilePlace place;
@@ -117,13 +121,17 @@ struct RecordStory {
   size_t rule = 0;  // the one that made it, an index of RunStory::rules
   LogLine line;
   std::string value;
-  size_t count = 0;  // records of that name; this is the first one, which counts
+  size_t count = 0;        // records of that name; this is the first one, which counts
+  bool isStack = false;    // its value comes with the templates
+  std::string stack = {};  // that was cut from the log there, where a template asks for it...
+  std::string why = {};    // ...and which lines were tried for it, in words
 };
 
 struct ContributionStory {
   std::string record;  // its name
   bool isThere = false;
-  std::string value;  // of a stack pattern, the stack
+  std::string value;     // of a stack pattern, the stack
+  std::string why = {};  // that is empty, in words
 };
 
 struct TemplateStory {
@@ -140,6 +148,7 @@ struct LineStory {
   LogLine line;
   bool isThere = true;                // false when the log has no such line
   std::vector<LineVerdict> verdicts;  // by rule
+  std::vector<ParamStory> params;     // that were looked for in it, by the rule that selects or spans it
 };
 
 struct RunStory {
@@ -193,6 +202,7 @@ struct BlockStory {
 
 struct StackStory {
   std::string featureId;           // whose run gave it
+  size_t lineCount = 0;            // of what it gave; the filter passes over empty ones
   std::vector<FrameStory> frames;  // in the order of the log
   std::vector<BlockStory> blocks;  // in the order of the filtered stack
   std::string filtered;

@@ -6,6 +6,7 @@
 
 #include "cli/explain/key_story.h"
 #include "cli/library/no_fingerprint.h"
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"
@@ -148,11 +149,14 @@ class TextWriter {
     if (rule.spentAt.number > 0) out_ << ", spent at line " << rule.spentAt.number;
     if (rule.failedParams > 0) out_ << ", " << Counted(rule.failedParams, "parameter") << " not found";
     out_ << '\n';
+    if (!rule.filledKeyWords.empty()) {
+      out_ << "    keywords " << Shown(rule.keyWords) << ", tried as " << ShownValue(rule.filledKeyWords) << '\n';
+    }
     size_t left = lines;
     for (const SelectedLine& selected : rule.selected.kept) {
       if (left-- == 0) break;
       printLine(run, "    ", selected.line);
-      for (const ParamStory& param : selected.params.kept) printParam(rule, selected, param);
+      for (const ParamStory& param : selected.params.kept) printParam(rule, selected.line, param);
       if (selected.params.count > selected.params.kept.size()) {
         out_ << "      and " << selected.params.count - selected.params.kept.size() << " more\n";
       }
@@ -161,12 +165,14 @@ class TextWriter {
     if (!fired || lines > kFewLines) printNearest(run, rule, fired || lines > kFewLines ? lines : 1);
   }
 
-  void printParam(const RuleStory& rule, const SelectedLine& selected, const ParamStory& param) {
+  void printParam(const RuleStory& rule, const LogLine& line, const ParamStory& param) {
     out_ << "      " << Shown(param.key);
-    if (param.line.number != selected.line.number) out_ << " in line " << param.line.number;
+    if (param.line.number != line.number) out_ << " in line " << param.line.number;
     if (!param.value) {
       const auto pattern = rule.params.find(param.key);
-      out_ << paint(kBad, " not found") << ": " << (pattern == rule.params.end() ? "" : Shown(pattern->second)) << '\n';
+      const std::string& written = pattern == rule.params.end() ? param.pattern : pattern->second;
+      out_ << paint(kBad, " not found") << ": " << Shown(param.pattern.empty() ? written : param.pattern) << '\n';
+      if (!param.why.empty()) out_ << "        " << LineForPeople(param.why) << '\n';
     } else if (param.isStackPattern) {
       out_ << " notes the line for a stack\n";
     } else {
@@ -196,18 +202,36 @@ class TextWriter {
       const RuleStory& rule = run.rules[i];
       if (!story_.askedRule.empty() && rule.name != story_.askedRule) continue;
       const Verdict& verdict = asked.verdicts[i].verdict;
+      const bool takes = verdict.kind == VerdictKind::kSelects || verdict.kind == VerdictKind::kSpans;
       out_ << "  rule " << Shown(rule.name) << " (" << LineForPeople(TextOf(rule.place))
-           << "): " << paint(verdict.kind == VerdictKind::kSelects ? kGood : kBad, LineForPeople(verdict.why)) << '\n';
+           << "): " << paint(takes ? kGood : kBad, LineForPeople(verdict.why)) << '\n';
+      if (!takes) continue;
+      for (const ParamStory& param : asked.params) printParam(rule, asked.line, param);
     }
   }
 
   void printRecords(const RunStory& run) {
     out_ << "\n  " << paint(kHeading, "records") << (run.records.empty() ? ": none" : "") << '\n';
     for (const RecordStory& record : run.records) {
-      out_ << "    " << Shown(record.name) << " = " << ShownValue(record.value) << ", line " << record.line.number;
+      out_ << "    " << Shown(record.name);
+      if (!record.isStack) out_ << " = " << ShownValue(record.value);
+      out_ << ", line " << record.line.number;
       if (record.count > 1) out_ << ", the first of " << record.count;
+      if (record.isStack) printStackRecord(record);
       out_ << '\n';
     }
+  }
+
+  void printStackRecord(const RecordStory& record) {
+    if (record.why.empty()) {
+      out_ << ", a stack that no template asks for";
+      return;
+    }
+    const std::vector<std::string> lines = LinesOf(record.stack);
+    out_ << ", " << (lines.empty() ? paint(kBad, "an empty stack") : "a stack of " + Counted(lines.size(), "line"))
+         << ": " << LineForPeople(record.why);
+    for (size_t i = 0; i < std::min(lines.size(), kFewLines); ++i) out_ << "\n      " << Shown(lines[i]);
+    if (lines.size() > kFewLines) out_ << "\n      and " << Counted(lines.size() - kFewLines, "more line");
   }
 
   void printTemplates(const RunStory& run) {
@@ -227,7 +251,8 @@ class TextWriter {
     for (const ContributionStory& part : told.contributions) {
       out_ << "      " << Shown(part.record) << ": ";
       if (part.isThere) {
-        out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value)) << '\n';
+        out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value))
+             << (part.why.empty() ? "" : ": " + LineForPeople(part.why)) << '\n';
       } else {
         out_ << paint(kBad, "no such record") << '\n';
       }
@@ -277,8 +302,11 @@ class TextWriter {
       return;
     }
     const StackStory& stack = *story_.stack;
-    out_ << "  from " << Shown(stack.featureId) << ", " << Counted(stack.frames.size(), "line")
-         << " before filtering\n";
+    out_ << "  from " << Shown(stack.featureId) << ", " << Counted(stack.lineCount, "line") << " before filtering";
+    if (stack.lineCount > stack.frames.size()) {
+      out_ << ", of which " << stack.lineCount - stack.frames.size() << " are empty and left out";
+    }
+    out_ << '\n';
     for (const FrameStory& frame : stack.frames) printFrame(frame);
     for (size_t i = 0; i < stack.blocks.size(); ++i) {
       const BlockStory& block = stack.blocks[i];
