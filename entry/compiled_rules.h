@@ -13,6 +13,7 @@
 
 // The log of a call.
 struct AnalyzedLog {
+  // NOLINTNEXTLINE(google-explicit-constructor): most logs are no more than a path
   AnalyzedLog(std::string itsPath, std::string itsStandIn = "")
       : path(std::move(itsPath)), standIn(std::move(itsStandIn)) {}
 

@@ -368,7 +368,8 @@ function drawHead() {
   fact("fingerprint", result.FINGERPRINT && fingerprintButton(result.FINGERPRINT));
   const heading = make("h1", isEmpty ? "bad" : "", make("span", "tag", visible(story.event)), " ", visible(title));
   byId("top").replaceChildren(heading, facts,
-    make("div", "facts", make("span", "", visible(`${story.log} \u00b7 rules in ${story.config}`))),
+    make("div", "facts", make("span", "", visible(`${story.log}${story.as ? `, as if at ${story.as}` : ""} \u00b7 rules in ` +
+      story.config))),
     ...story.faults.map((fault) => make("p", "bad", "Error of the program: " + fault)));
 }
 
