@@ -147,6 +147,55 @@ class PathCheck {
            dir.find("(?:") != std::string::npos || dir.find(")?") != std::string::npos;
   }
 
+  // What a sign of an expression at `offset` means in a path; true when no log passes by it.
+  bool checkSign(const PlacedText& paths, const Piece& alternative, size_t offset, char sign) {
+    const std::string& text = alternative.text;
+    const auto span = [&](size_t at, size_t size) { return paths.json.span(alternative.offset + at, size); };
+    const bool isAtEnd = offset + 1 == text.size();
+    if (sign == '|') {
+      const bool hasHalf =
+          (offset > 0 && text[offset - 1] == '@') || (offset + 1 < text.size() && text[offset + 1] == '@');
+      const size_t from = offset > 0 && text[offset - 1] == '@' ? offset - 1 : offset;
+      const size_t to = offset + 1 < text.size() && text[offset + 1] == '@' ? offset + 2 : offset + 1;
+      never(span(from, to - from),
+            hasHalf ? "did you mean \"@|@\"? This is no separator"
+                    : "\"|\" divides the whole path, directory and all; alternatives are separated by \"@|@\"")
+          .fix = Fix{span(from, to - from), "@|@"};
+      return true;
+    }
+    if (sign == '%') {
+      likely(span(offset, 1), "nothing is filled in for \"%\": it is part of a name");
+    } else if (std::string_view(",; ").find(sign) != std::string_view::npos) {
+      likely(span(offset, 1),
+             "alternatives are separated by \"@|@\"; this " + Quoted(std::string(1, sign)) + " is part of a name");
+    } else if (sign == '^' || !isAtEnd) {
+      never(span(offset, 1),
+            "the expression begins with the directory and has to take the whole path: no log passes with \"" +
+                std::string(1, sign) + "\" here")
+          .fix = Fix{span(offset, 1), ""};
+      return true;
+    }
+    return false;
+  }
+
+  // True when no log passes by this segment.
+  bool checkSegment(const PlacedText& paths, const Piece& alternative, const Piece& segment) {
+    const auto span = [&](size_t at, size_t size) { return paths.json.span(alternative.offset + at, size); };
+    if (segment.text == "." || segment.text == "..") {
+      never(span(segment.offset, segment.text.size()),
+            "this is an expression for " + std::string(segment.text == "." ? "one byte" : "two bytes") +
+                " and no step; the path of a log is written without such steps");
+      return true;
+    }
+    for (const Sign& sign : OuterSigns(segment.text, "|^$,; %")) {
+      if (checkSign(paths, alternative, segment.offset + sign.offset, sign.sign)) return true;
+    }
+    if (const std::optional<size_t> glob = FindGlob(segment.text)) {
+      addGlob(paths, alternative.offset + segment.offset + *glob, segment.text, *glob);
+    }
+    return false;
+  }
+
   // What can be seen at the text of an alternative; true when no log passes by it, or that cannot be told any more.
   bool checkText(const PlacedEntry& entry, const Piece& alternative) {
     const PlacedText& paths = entry.subcataLog;
@@ -174,42 +223,7 @@ class PathCheck {
       return true;
     }
     for (const Piece& segment : segments) {
-      if (segment.text == "." || segment.text == "..") {
-        never(span(segment.offset, segment.text.size()),
-              "this is an expression for " + std::string(segment.text == "." ? "one byte" : "two bytes") +
-                  " and no step; the path of a log is written without such steps");
-        return true;
-      }
-      for (const Sign& sign : OuterSigns(segment.text, "|^$,; %")) {
-        const size_t offset = segment.offset + sign.offset;
-        const bool isAtEnd = offset + 1 == text.size();
-        if (sign.sign == '|') {
-          const bool hasHalf =
-              (offset > 0 && text[offset - 1] == '@') || (offset + 1 < text.size() && text[offset + 1] == '@');
-          const size_t from = offset > 0 && text[offset - 1] == '@' ? offset - 1 : offset;
-          const size_t to = offset + 1 < text.size() && text[offset + 1] == '@' ? offset + 2 : offset + 1;
-          never(span(from, to - from),
-                hasHalf ? "did you mean \"@|@\"? This is no separator"
-                        : "\"|\" divides the whole path, directory and all; alternatives are separated by \"@|@\"")
-              .fix = Fix{span(from, to - from), "@|@"};
-          return true;
-        }
-        if (sign.sign == '%') {
-          likely(span(offset, 1), "nothing is filled in for \"%\": it is part of a name");
-        } else if (std::string_view(",; ").find(sign.sign) != std::string_view::npos) {
-          likely(span(offset, 1), "alternatives are separated by \"@|@\"; this " + Quoted(std::string(1, sign.sign)) +
-                                      " is part of a name");
-        } else if (sign.sign == '^' || !isAtEnd) {
-          never(span(offset, 1),
-                "the expression begins with the directory and has to take the whole path: no log passes with \"" +
-                    std::string(1, sign.sign) + "\" here")
-              .fix = Fix{span(offset, 1), ""};
-          return true;
-        }
-      }
-      if (const std::optional<size_t> glob = FindGlob(segment.text)) {
-        addGlob(paths, alternative.offset + segment.offset + *glob, segment.text, *glob);
-      }
+      if (checkSegment(paths, alternative, segment)) return true;
     }
     return checkRepeatedDirectory(entry, alternative);
   }

@@ -106,7 +106,7 @@ void GroupTable::note(Group& group, std::string path, const ResultLine& line) {
     group.examples.insert(std::upper_bound(group.examples.begin(), group.examples.end(), example), std::move(example));
     group.examples.resize(std::min(group.examples.size(), maxExamples_));
   }
-  group.last = std::max(group.last, std::move(path));
+  if (group.last < path) group.last = std::move(path);
   heldBytes_ += SizeOf(group);
 }
 

@@ -1,10 +1,10 @@
 #ifndef CLI_FLEET_UNTAKEN_LINES_H
 #define CLI_FLEET_UNTAKEN_LINES_H
 
-#include <compare>
 #include <cstddef>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include "cli/explain/story.h"
 
@@ -14,7 +14,7 @@ struct LineShape {
   std::string kind;
   std::string text;
 
-  auto operator<=>(const LineShape&) const = default;
+  bool operator<(const LineShape& other) const { return std::tie(kind, text) < std::tie(other.kind, other.text); }
 };
 
 // Lines of one shape in a log.
