@@ -40,7 +40,7 @@ class Generator {
   }
 
   std::string line() {
-    return (hasTexts_ && oneIn(2) ? pick(kTexts) : "") +
+    return (hasTexts_ && oneIn(2) ? pick(texts_) : "") +
            repeat(0, 7, {"a", "b", "ab", "c", "1", "12", " ", "=", "\t", "pid", "x\r", "\xc3\xa4", ".", "-"});
   }
 
@@ -82,8 +82,8 @@ class Generator {
   std::string variable() { return oneIn(6) ? "@{" + name() + "." + key() + "}@" : ""; }
   std::string keyWords() {
     if (hasTexts_ && !oneIn(30)) {
-      const std::string text = repeat(0, 1, {"a", "1", "pid"}) + pick(kTexts);
-      return pick({"", "", "@R@" + regex(), "@R@", pick(kTexts) + "@|@", "b@&@"}) + text + variable();
+      const std::string text = repeat(0, 1, {"a", "1", "pid"}) + pick(texts_);
+      return pick({"", "", "@R@" + regex(), "@R@", pick(texts_) + "@|@", "b@&@"}) + text + variable();
     }
     if (oneIn(3)) return "@R@" + regex() + variable();
     return repeat(0, 2, {"a", "ab", "1", "pid", "=", " "}) +
@@ -122,7 +122,7 @@ class Generator {
   }
 
  private:
-  const std::vector<std::string> kTexts = {"pid=", "abab", "ab12", "b12ab", "12 ab", "x\rab"};
+  const std::vector<std::string> texts_ = {"pid=", "abab", "ab12", "b12ab", "12 ab", "x\rab"};
   std::mt19937 random_;
   bool isLong_;    // the log has lines around the longest that is examined; expressions are plain then
   bool hasTexts_;  // each rule asks for a fixed text of some length
