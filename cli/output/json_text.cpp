@@ -40,16 +40,16 @@ std::string WithControlsEscaped(std::string json) {
 
 std::string JsonLine(const Json::Value& value) {
   static const Json::StreamWriterBuilder kBuilder = BuilderOf("");
-  return WithControlsEscaped(Json::writeString(kBuilder, value));
+  return WithControlsEscaped(ValidUtf8(Json::writeString(kBuilder, value)));
 }
 
 std::string JsonPage(const Json::Value& value, bool isTight) {
   Json::StreamWriterBuilder builder = BuilderOf("  ");
   builder["enableYAMLCompatibility"] = isTight;
-  return WithControlsEscaped(Json::writeString(builder, value)) + "\n";
+  return WithControlsEscaped(ValidUtf8(Json::writeString(builder, value))) + "\n";
 }
 
-std::string JsonString(std::string_view text) { return JsonLine(ValidUtf8(text)); }
+std::string JsonString(std::string_view text) { return JsonLine(std::string(text)); }
 
 Json::Value JsonNumber(size_t number) { return Json::UInt64{number}; }
 

@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
-// `value` on one line, in UTF-8 and without a line end. Control characters are escaped, those too that JSON lets pass.
+// `value` on one line, without a line end. Bytes that are no UTF-8 become U+FFFD, wherever they came from: the JSON
+// library reads half a surrogate pair as such. Control characters are escaped, those too that JSON lets pass.
 std::string JsonLine(const Json::Value& value);
 
-// `value` indented, in UTF-8 and with a line end. A tight page has no blank before a colon.
+// The same indented, with a line end. A tight page has no blank before a colon.
 std::string JsonPage(const Json::Value& value, bool isTight = false);
 
-// `text` as a JSON string; bytes that are no UTF-8 become U+FFFD.
+// `text` as a JSON string.
 std::string JsonString(std::string_view text);
 
 Json::Value JsonNumber(size_t number);

@@ -171,7 +171,7 @@ class OneLog(Page):
                 self.click(self.all(".line.used")[0])
                 self.assertTrue(self.all("#card .verdicts .good"))
                 self.assertNotRegex(self.one("#card").text, r"\b(null|undefined)\b")
-                told = len(self.all("#card .verdicts li"))
+                told = len(self.all("#card .verdicts > li"))
                 self.assertEqual(self.script("return story.table.rules.length"), told)
                 self.script("document.querySelector('#rules h3 a.chip').click()")
                 self.assertEqual(1, len(self.all("article.picked")))
