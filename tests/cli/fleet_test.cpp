@@ -86,13 +86,13 @@ TEST(Batch, EndsWhenNobodyReadsAndOnAnInterrupt) {
                            KESTRIX_PROGRAM " batch - --config old --event crash <&3"));
 }
 
-// What `arguments` show on a terminal of that width, as standard error.
-std::string ShownOnTerminal(const std::string& arguments, unsigned short width) {
+// What the last program of `command` shows on a terminal of that width, as standard error.
+std::string ShownOnTerminal(const std::string& command, unsigned short width) {
   int ends[2];
   char name[64];
   const winsize size = {24, width, 0, 0};
   if (openpty(&ends[0], &ends[1], name, nullptr, &size) != 0) return "";
-  OutputOf(kCases, KESTRIX_PROGRAM " " + arguments + " 2>" + name);
+  OutputOf(kCases, command + " 2>" + name);
   fcntl(ends[0], F_SETFL, O_NONBLOCK);
   std::string shown;
   char buffer[4096];
@@ -108,25 +108,27 @@ TEST(Progress, StaysOnATerminalAndNeverWraps) {
   for (int i = 0; i < 2000; ++i) logs += " logs/quiet.txt";
   const std::string list =
       dir.write("list", OutputOf(kCases, "yes logs/quiet.txt | head -n 2000").substr(0, 2000 * 15));
+  const std::string batch = KESTRIX_PROGRAM " batch --config old --event crash";
   const struct {
     const char* what;
-    std::string arguments;
+    std::string command;
     unsigned short width;
     std::regex last;
   } kRuns[] = {
-      {"length known", logs, 80, std::regex(R"(\[#+\.*\] \d+/2000 logs, \d+/s, \d+:\d\d left)")},
-      {"no room for a bar", logs, 40, std::regex(R"(\d+/2000 logs, \d+/s, \d+:\d\d left)")},
-      {"narrow", logs, 12, std::regex(R"(\d+/2000 l\S*|\d+/2000 lo\S*)")},
-      {"a list", " - <" + list, 80, std::regex(R"(\d+ logs, \d+/s)")},
+      {"length known", batch + logs, 80,
+       std::regex(R"(\[#+\.*\] \d+/2000 logs, \d+/s, \d+:\d\d left|\[\.+\] 0/2000 logs)")},
+      {"no room for a bar", batch + logs, 40, std::regex(R"(\d+/2000 logs, \d+/s, \d+:\d\d left|0/2000 logs)")},
+      {"narrow", batch + logs, 12, std::regex(R"(\d+/2000 l\S*|\d+/2000 lo\S*)")},
+      {"a list that waits for more", "(cat " + list + "; sleep 0.3; cat " + list + ") | " + batch + " -", 80,
+       std::regex(R"(\d+ logs, \d+/s)")},
   };
   for (const auto& run : kRuns) {
-    const std::string shown =
-        ShownOnTerminal("batch --config old --event crash" + run.arguments + " >/dev/null", run.width);
+    const std::string shown = ShownOnTerminal(run.command + " >/dev/null", run.width);
     std::vector<std::string> lines;  // each from a carriage return to the erasure of the rest
     for (size_t at = shown.find('\r'); at != std::string::npos; at = shown.find('\r', at + 1)) {
       lines.push_back(shown.substr(at + 1, shown.find("\033[K", at) - at - 1));
     }
-    ASSERT_GE(lines.size(), 3U) << run.what;
+    ASSERT_GE(lines.size(), 2U) << run.what;  // all of it may be over before the second drawing
     EXPECT_EQ("", lines.back()) << run.what;  // erased at the end
     for (size_t i = 0; i + 1 < lines.size(); ++i) {
       EXPECT_TRUE(!lines[i].empty() && lines[i].size() < run.width) << run.what << ": " << lines[i];
