@@ -125,7 +125,8 @@ PatternSearch::Conditions PatternSearch::read(const FeatureRule& rule) {
   Conditions conditions;
   if (HoldsVariable(rule.keyWords)) return conditions;
   std::optional<std::vector<RegexNode>> stretches = KeyWordStretches(rule.keyWords, widestLoop_);
-  // Keywords that could not be read may be invalid, which the first line that they are applied to has to show.
+  // Keywords that cannot be read may be invalid: they have to be applied to the very next line, so that the error comes
+  // where it would without a search.
   if (!stretches) return conditions;
   for (RegexNode& stretch : *stretches) {
     const double bits = Selectivity(stretch);

@@ -17,7 +17,7 @@ class RuleFilter {
   RuleFilter(std::shared_ptr<PatternSearch> search, size_t ruleCount)
       : search_(std::move(search)), inPlay_(ruleCount, false), filledIndex_(ruleCount, kNotFilled) {}
 
-  // Whether rule i counts. Of what is decided here nothing holds before apply() is called.
+  // Whether rule i counts. Takes effect with apply(), as all that is decided here.
   void play(size_t rule, bool isInPlay) { inPlay_[rule] = isInPlay; }
 
   // The text of rule i has changed.

@@ -35,7 +35,7 @@ class CompiledRules {
   // changed are read again with the next log.
   void keep(size_t bytes);
 
-  // Kestrix::analysis itself; `observer`, which may be null, is told what is decided on the way.
+  // Kestrix::analysis itself; `observer`, which may be null, receives the decisions of all runs.
   std::map<std::string, std::string> analysis(const AnalyzedLog& log, const std::string& eventType,
                                               RunObserver* observer);
 

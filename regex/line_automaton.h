@@ -46,8 +46,8 @@ class LineAutomaton {
   void findLines(std::string_view text, std::vector<size_t>& starts);
 
  private:
-  // A state is the offset of its row in the tables. Row 0 is never left: the fast table leads there where there is more
-  // to do than to go on.
+  // A state is the offset of its row in the tables. Row 0 is a trap, to which the fast table leads wherever the inner
+  // loop has to stop: at a match, and at a transition that has not been built.
   using State = uint32_t;
   using NodeSet = std::vector<uint32_t>;
   struct Node;

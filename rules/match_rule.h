@@ -14,15 +14,15 @@
 #include "rules/rule_file.h"
 #include "rules/rule_records.h"
 
-// Reads "match_rule.json" for one event type and one log path: keeps the feature ids that belong to the event type and
-// whose path test accepts the log, each with its frame. Of every JSON array the first 50 elements are read. A problem
-// in the file is logged and skipped; only an unreadable file stops the load. An invalid regular expression in
-// "subcataLog" ends the process on the device.
 // The path that one alternative of "subcataLog" leads to: the whole of `logPath` as soon as a segment's expression,
 // read behind the directory reached so far, matches it; else the directory and the segments as they are written. The
 // log passes when this is its path.
 std::string FollowSegments(const std::string& logPath, const std::string& dir, const std::string& alternative);
 
+// Reads "match_rule.json" for one event type and one log path: keeps the feature ids that belong to the event type and
+// whose path test accepts the log, each with its frame. Of every JSON array the first 50 elements are read. A problem
+// in the file is logged and skipped; only an unreadable file stops the load. An invalid regular expression in
+// "subcataLog" ends the process on the device.
 class MatchRule {
  public:
   // Loads `ruleFile`. An unreadable or unparsable file leaves the containers as they were.
