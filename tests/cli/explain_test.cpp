@@ -9,6 +9,7 @@
 
 #include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
+#include "util/limits.h"
 
 namespace {
 
@@ -102,6 +103,16 @@ TEST(Explain, KeepsALimitedNumberOfLines) {
     return;
   }
   FAIL() << "there is no such rule";
+}
+
+TEST(Explain, TellsOfALineThatIsTooLong) {
+  const TempDir dir;
+  for (const size_t size : {kMaxLineLen, kMaxLineLen + 1}) {
+    const std::string path = dir.write("log.txt", std::string(size, 'x') + "\n");
+    const Json::Value story =
+        ObjectOf(kCases, "kestrix explain " + path + " --config rules --event reason --format json");
+    EXPECT_EQ(size > kMaxLineLen ? 1U : 0U, story["health"].size()) << size;
+  }
 }
 
 TEST(Explain, TellsOfALogThatIsTooLarge) {
