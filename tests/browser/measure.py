@@ -14,10 +14,9 @@ import sys
 import tempfile
 import time
 
-from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import WebDriverWait
+
+from browser import start_browser
 
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
 SAVES = 50
@@ -28,16 +27,6 @@ WATCH = """
 window.shownAt = 0;
 new MutationObserver(() => requestAnimationFrame(() => setTimeout(() => { window.shownAt = Date.now(); })))
   .observe(document.documentElement, { attributes: true, attributeFilter: ["data-version"] });"""
-
-
-def start_browser(scratch):
-    options = Options()
-    for argument in ("--headless=new", f"--user-data-dir={scratch}/profile", "--window-size=1280,900",
-                     "--disable-dev-shm-usage"):
-        options.add_argument(argument)
-    if os.geteuid() == 0:
-        options.add_argument("--no-sandbox")
-    return webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
 
 
 def wait(browser, condition):

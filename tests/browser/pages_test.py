@@ -19,11 +19,11 @@ import urllib.parse
 
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
+
+from browser import start_browser
 
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
 EVENTS = ("app_not_responding", "java_crash", "kernel_panic", "native_crash")
@@ -49,14 +49,7 @@ class Page(unittest.TestCase):
     def setUpClass(cls):
         cls.scratch = pathlib.Path(tempfile.mkdtemp())
         cls.addClassCleanup(shutil.rmtree, cls.scratch, ignore_errors=True)
-        options = Options()
-        for argument in ("--headless=new", f"--user-data-dir={cls.scratch}/profile", "--window-size=1280,900",
-                         "--disable-dev-shm-usage"):
-            options.add_argument(argument)
-        if os.geteuid() == 0:
-            options.add_argument("--no-sandbox")
-        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+        cls.browser = start_browser(cls.scratch)
         cls.addClassCleanup(cls.browser.quit)
 
     def tearDown(self):
