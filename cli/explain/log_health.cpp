@@ -2,17 +2,12 @@
 
 #include "cli/explain/log_health.h"
 
+#include "cli/log_lines/line_look.h"
 #include "cli/output/lines.h"
 #include "cli/output/utf8.h"
-#include "regex/expression.h"
 #include "util/limits.h"
 
 namespace {
-
-constexpr char kPrefixedFrame[] =
-    "^(?:\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d+ |[VDIWEF]/[^(]*\\( *\\d+\\): ).*(?:\\bat [\\w.$]+\\(|#\\d+ pc "
-    "[0-9a-f]+ )"
-    "|^(?:<\\d+>)?\\[ *\\d+\\.\\d+\\].*\\w\\+0x[0-9a-f]+/0x[0-9a-f]+";
 
 // Lines with something in common.
 struct Lines {
@@ -40,15 +35,13 @@ struct Counts {
 
 Counts CountLines(std::string_view log) {
   Counts counts;
-  Expression prefixedFrame(kPrefixedFrame);
-  Regex::Match match;
   ForEachLine(log, [&](size_t number, std::string_view line) {
     if (!IsUtf8(line)) counts.notUtf8.add(number);
     if (line.ends_with('\r')) counts.withCr.add(number);
     if (line.find('\0') != std::string_view::npos) counts.withNul.add(number);
     if (line.size() > kMaxLineLen) {
       counts.overlong.add(number);
-    } else if (prefixedFrame.search(line, match)) {
+    } else if (IsFrame(LookOf(line)) && PrefixLength(line) > 0) {
       counts.prefixed.add(number);
     }
   });

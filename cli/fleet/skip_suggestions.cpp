@@ -4,7 +4,7 @@
 #include <map>
 #include <string_view>
 
-#include "cli/fleet/volatile_tokens.h"
+#include "cli/log_lines/volatile_tokens.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <map>
 
-#include "cli/fleet/volatile_tokens.h"
+#include "cli/log_lines/volatile_tokens.h"
 #include "cli/output/lines.h"
 
 namespace {

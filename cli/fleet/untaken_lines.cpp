@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/fleet/line_look.h"
-#include "cli/fleet/volatile_tokens.h"
+#include "cli/log_lines/line_look.h"
+#include "cli/log_lines/volatile_tokens.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "util/limits.h"

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 
+#include "cli/log_lines/line_look.h"
 #include "cli/output/utf8.h"
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
@@ -39,13 +40,6 @@ constexpr TokenRow kNameRows[] = {
 };
 constexpr TokenRow kBareWord = {PartKind::kName, R"(^[^\s,;()'"<>{}\[\]@]+(?=[,;)]|  |(?!.)))", R"([^\s,;()]+)"};
 constexpr TokenRow kConstant = {PartKind::kName, R"(^[A-Z][A-Z0-9_]+(?=\)))", "[A-Z0-9_]+"};
-
-// What writers of logs put in front of each line.
-constexpr std::string_view kPrefixes[] = {
-    R"(^[\d-]*\d\d-\d\d [\d:.]+ +\d+[- ] *\d+(?:/[^ ]+)? +[VDIWEFA][ /][^:]*: )",
-    R"(^(?:[\d-]*\d\d-\d\d [\d:.]+ +)?[VDIWEFA]/[^(]*\( *\d+\): )",
-    R"(^(?:<\d+>)?\[ *\d+\.\d+\](?:\[ *[A-Z]\d+\])? *)",
-};
 
 // Compiled once for each text, of which there are few.
 Regex& Compiled(std::string_view text) {
@@ -272,9 +266,7 @@ std::string ExceptionKeyWords(std::string_view name) {
 
 LineParts PartsOf(std::string_view line) {
   LineParts parts;
-  for (const std::string_view prefix : kPrefixes) {
-    if (parts.bodyBegin == 0) parts.bodyBegin = LengthOf(prefix, line);
-  }
+  parts.bodyBegin = PrefixLength(line);
   while (parts.bodyBegin < line.size() && IsBlank(line[parts.bodyBegin])) ++parts.bodyBegin;
   if (ReadException(line, parts)) return parts;
   PartReader(line, parts).read();

@@ -4,9 +4,8 @@
 #include <cctype>
 #include <set>
 
-#include "cli/fleet/line_look.h"
+#include "cli/log_lines/line_look.h"
 #include "cli/suggest/line_parts.h"
-#include "regex/regex.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_util.h"
 #include "util/limits.h"
@@ -17,7 +16,6 @@ constexpr size_t kMaxHeads = 12;      // lines of one selection that get a rule 
 constexpr size_t kMaxParams = 6;      // taken from one line
 constexpr size_t kMaxHeadLines = 60;  // from the head of a crash to its first frame
 
-constexpr char kOpener[] = R"(\bbacktrace:|[Cc]all [Tt]race:)";  // right in front of a stack
 constexpr char kStackParam[] = "v_stack";
 
 // How a stack of such frames is cut out of the log; see docs/rules.md.
@@ -26,12 +24,6 @@ constexpr char kCauses[] = "Caused by: .*|Suppressed: .*";
 constexpr char kNativeFrames[] =
     R"(#\d+ +pc [0-9a-f]+ .*\+\d+\)|#\d+ +pc [0-9a-f]+ +[^ ]+(?: \(offset 0x[0-9a-f]+\))?)";
 constexpr char kKernelFrames[] = R"((?:\]|:|^) *[\w.]+\+0x[0-9a-f]+/0x[0-9a-f]+|(?=\? |RSP: 001|RBP: ))";
-
-bool IsOpener(std::string_view line) {
-  static Regex opener(kOpener);
-  Regex::Match match;
-  return opener.search(line, match);
-}
 
 // Walks over the lines of a range; numbers are from 1.
 class SelectionReader {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "cli/check/checks.h"
-#include "cli/fleet/line_look.h"
+#include "cli/log_lines/line_look.h"
 #include "cli/suggest/suggest.h"
 #include "rules/rule_syntax.h"
 

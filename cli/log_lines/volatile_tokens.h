@@ -1,5 +1,5 @@
-#ifndef CLI_FLEET_VOLATILE_TOKENS_H
-#define CLI_FLEET_VOLATILE_TOKENS_H
+#ifndef CLI_LOG_LINES_VOLATILE_TOKENS_H
+#define CLI_LOG_LINES_VOLATILE_TOKENS_H
 
 #include <string>
 #include <string_view>
@@ -17,4 +17,4 @@ std::string_view NameOf(TokenKind kind);
 // `text` with "*" in place of each token of the kind. Line by line, lines end in a line feed.
 std::string Masked(std::string_view text, TokenKind kind);
 
-#endif  // CLI_FLEET_VOLATILE_TOKENS_H
+#endif  // CLI_LOG_LINES_VOLATILE_TOKENS_H

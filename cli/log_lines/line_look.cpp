@@ -1,5 +1,6 @@
-#include "cli/fleet/line_look.h"
+#include "cli/log_lines/line_look.h"
 
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -26,6 +27,14 @@ constexpr Row kRows[] = {
     {LineLook::kKernelHead, "heads of kernel crashes",
      R"(Kernel panic - |Unable to handle kernel |\bBUG: |kernel BUG at |Internal error: |[Cc]all [Tt]race:)"},
     {LineLook::kHangHead, "heads of hangs", R"(\bANR in |----- pid \d+ at )"},
+};
+
+constexpr char kOpener[] = R"(\bbacktrace:|[Cc]all [Tt]race:)";
+
+constexpr std::string_view kPrefixes[] = {
+    R"(^[\d-]*\d\d-\d\d [\d:.]+ +\d+[- ] *\d+(?:/[^ ]+)? +[VDIWEFA][ /][^:]*: )",
+    R"(^(?:[\d-]*\d\d-\d\d [\d:.]+ +)?[VDIWEFA]/[^(]*\( *\d+\): )",
+    R"(^(?:<\d+>)?\[ *\d+\.\d+\](?:\[ *[A-Z]\d+\])? *)",
 };
 
 constexpr size_t kMaxTableSize = 1024 * 1024;  // bytes
@@ -61,4 +70,19 @@ std::string_view NameOf(LineLook look) {
     if (row.look == look) return row.name;
   }
   return "other lines";
+}
+
+bool IsOpener(std::string_view line) {
+  static Regex opener(kOpener);
+  Regex::Match match;
+  return opener.search(line, match);
+}
+
+size_t PrefixLength(std::string_view line) {
+  static std::vector<Regex> patterns(std::begin(kPrefixes), std::end(kPrefixes));
+  Regex::Match match;
+  for (Regex& pattern : patterns) {
+    if (pattern.search(line, match)) return match.whole.size();
+  }
+  return 0;
 }

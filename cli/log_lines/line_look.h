@@ -1,6 +1,7 @@
-#ifndef CLI_FLEET_LINE_LOOK_H
-#define CLI_FLEET_LINE_LOOK_H
+#ifndef CLI_LOG_LINES_LINE_LOOK_H
+#define CLI_LOG_LINES_LINE_LOOK_H
 
+#include <cstddef>
 #include <string_view>
 
 // What a line of a log looks like, whatever the rules make of it.
@@ -23,4 +24,10 @@ constexpr bool IsHead(LineLook look) { return look >= LineLook::kJavaHead; }
 // In the plural: "Java frames".
 std::string_view NameOf(LineLook look);
 
-#endif  // CLI_FLEET_LINE_LOOK_H
+// Whether the line announces a stack: it stands right in front of one.
+bool IsOpener(std::string_view line);
+
+// The bytes that the writer of the log put in front of the text: time, process, level, tag. 0 when there are none.
+size_t PrefixLength(std::string_view line);
+
+#endif  // CLI_LOG_LINES_LINE_LOOK_H

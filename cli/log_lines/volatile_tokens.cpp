@@ -1,4 +1,4 @@
-#include "cli/fleet/volatile_tokens.h"
+#include "cli/log_lines/volatile_tokens.h"
 
 #include <algorithm>
 #include <map>
