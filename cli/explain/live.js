@@ -110,8 +110,8 @@ class Live {
   }
 
   detail(key, from, to) {
-    if (from === undefined || key === "FINGERPRINT") return null;
-    const isLong = to !== undefined && (key === "STACK" || from.includes("\n"));
+    if (from === undefined || key === resultKeys.fingerprint) return null;
+    const isLong = to !== undefined && (key === resultKeys.stack || from.includes("\n"));
     return isLong ? sidesOf(from, to) : make("div", "small faint was", make("span", "", "was"), code(from));
   }
 
@@ -158,17 +158,18 @@ class Live {
 
   drawLog(path, log, told) {
     const result = told.results || {};
+    const count = Object.keys(result).length;
+    const fingerprint = result[resultKeys.fingerprint] || "";
     const changes = [...this.changesOf(this.shown.get(log))];
     const fresh = changes.filter(([, { isFresh }]) => isFresh);
-    const moved = changes.some(([key]) => key === "FINGERPRINT");
+    const moved = changes.some(([key]) => key === resultKeys.fingerprint);
     const made = button("", () => this.choose(log));
     made.dataset.log = log;
     made.setAttribute("aria-current", log === this.log);
     const what = told.error ? make("span", "what bad", visible(told.error))
-      : make("span", "what", Object.keys(result).length ? visible(result.REASON || counted(Object.keys(result).length, "result"))
-        : "nothing found");
+      : make("span", "what", !count ? "nothing found" : visible(result[resultKeys.reason] || counted(count, "result")));
     made.append(make("span", "name", nameOfLog(path)), what, make("span", "meta", make("span", "tag", told.event || "?"),
-      result.FINGERPRINT ? make("span", "mono", result.FINGERPRINT.slice(0, 6)) : "",
+      fingerprint && make("span", "mono", fingerprint.slice(0, 6)),
       changes.length ? make("span", `tag ${fresh.length ? "warn" : ""}`, moved ? "moved" : "changed",
         ` ${fresh.length ? "by this save" : "since opened"}`) : ""));
     made.title = path;

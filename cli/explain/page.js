@@ -357,15 +357,15 @@ class LogView {
 
 function drawHead() {
   const { result } = story;
-  const [firstReason] = (result.REASON || "").split("\n");
+  const [firstReason] = (result[resultKeys.reason] || "").split("\n");
   const isEmpty = Object.keys(result).length === 0;
   const title = firstReason || (isEmpty ? "Nothing found" : nameOfLog(story.log));
   document.title = `${story.event}: ${nameOfLog(story.log)}`;
   const facts = make("div", "facts");
   const fact = (name, value) => { if (value) facts.append(make("span", "", name + " ", value)); };
-  fact("first frame", result.FST_FRAME && code(result.FST_FRAME));
+  fact("first frame", result[resultKeys.firstFrame] && code(result[resultKeys.firstFrame]));
   fact("process", result.PROCESS && code(result.PROCESS));
-  fact("fingerprint", result.FINGERPRINT && fingerprintButton(result.FINGERPRINT));
+  fact("fingerprint", result[resultKeys.fingerprint] && fingerprintButton(result[resultKeys.fingerprint]));
   const heading = make("h1", isEmpty ? "bad" : "", make("span", "tag", visible(story.event)), " ", visible(title));
   byId("top").replaceChildren(heading, facts,
     make("div", "facts", make("span", "", visible(`${story.log}${story.as ? `, as if at ${story.as}` : ""} \u00b7 rules in ` +
@@ -390,7 +390,7 @@ function drawResults() {
     const change = changes.get(told.key);
     const head = make("th", "", name, change ? make("div", "", make("span", `tag ${change.look}`, change.what)) : null);
     head.scope = "row";
-    const value = told.value ? told.key === "FINGERPRINT" ? fingerprintButton(told.value) : valueOf(told.value)
+    const value = told.value ? told.key === resultKeys.fingerprint ? fingerprintButton(told.value) : valueOf(told.value)
       : make("span", "", "missing");
     const row = make("tr", told.value ? "" : "missing", head, make("td", "", value, change ? change.detail() : null));
     if (change && change.isFresh) row.classList.add("fresh");
@@ -504,7 +504,7 @@ function drawRules() {
 
 function drawStack() {
   const { stack } = story;
-  if (!stack) return section("stack", "Stack", make("p", "faint", "None: no run gave \"STACK\"."));
+  if (!stack) return section("stack", "Stack", make("p", "faint", `None: no run gave "${resultKeys.stack}".`));
   const log = logOf(story.runs.find((run) => run.featureId === stack.featureId));
   const frames = stack.frames.map((frame, i) => {
     const isKept = ["kept", "heading", "ignored-but-kept"].includes(frame.fate);

@@ -10,6 +10,8 @@
 #include <string>
 
 #include "cli/output/json_text.h"
+#include "rules/rule_syntax.h"
+#include "stack/stack_tables.h"
 
 // Embedded when the program is built.
 extern const std::string_view kPageShell;
@@ -40,6 +42,16 @@ std::string ForScript(const Json::Value& value) {
   return escaped;
 }
 
+// The result keys that the scripts treat on their own.
+Json::Value ResultKeys() {
+  Json::Value keys;
+  keys["fingerprint"] = kFingerprintKey;
+  keys["firstFrame"] = kFrameKeys.front();
+  keys["reason"] = kReasonKey;
+  keys["stack"] = kStackKey;
+  return keys;
+}
+
 }  // namespace
 
 void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
@@ -52,6 +64,7 @@ void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
       {"STYLE", std::string(kPageStyle)},
       {"BODY", std::string(page.body)},
       {"DATA", ForScript(data)},
+      {"KEYS", ForScript(ResultKeys())},
       {"SCRIPT", script},
       {"CONNECT", page.mayFetch ? "; connect-src 'self'" : ""},
   };
