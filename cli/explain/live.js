@@ -110,8 +110,8 @@ class Live {
   }
 
   detail(key, from, to) {
-    if (from === undefined || key === resultKeys.fingerprint) return null;
-    const isLong = to !== undefined && (key === resultKeys.stack || from.includes("\n"));
+    if (from === undefined || key === libraryNames.fingerprint) return null;
+    const isLong = to !== undefined && (key === libraryNames.stack || from.includes("\n"));
     return isLong ? sidesOf(from, to) : make("div", "small faint was", make("span", "", "was"), code(from));
   }
 
@@ -159,15 +159,15 @@ class Live {
   drawLog(path, log, told) {
     const result = told.results || {};
     const count = Object.keys(result).length;
-    const fingerprint = result[resultKeys.fingerprint] || "";
+    const fingerprint = result[libraryNames.fingerprint] || "";
     const changes = [...this.changesOf(this.shown.get(log))];
     const fresh = changes.filter(([, { isFresh }]) => isFresh);
-    const moved = changes.some(([key]) => key === resultKeys.fingerprint);
+    const moved = changes.some(([key]) => key === libraryNames.fingerprint);
     const made = button("", () => this.choose(log));
     made.dataset.log = log;
     made.setAttribute("aria-current", log === this.log);
     const what = told.error ? make("span", "what bad", visible(told.error))
-      : make("span", "what", !count ? "nothing found" : visible(result[resultKeys.reason] || counted(count, "result")));
+      : make("span", "what", !count ? "nothing found" : visible(result[libraryNames.reason] || counted(count, "result")));
     made.append(make("span", "name", nameOfLog(path)), what, make("span", "meta", make("span", "tag", told.event || "?"),
       fingerprint && make("span", "mono", fingerprint.slice(0, 6)),
       changes.length ? make("span", `tag ${fresh.length ? "warn" : ""}`, moved ? "moved" : "changed",

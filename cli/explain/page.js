@@ -357,15 +357,15 @@ class LogView {
 
 function drawHead() {
   const { result } = story;
-  const [firstReason] = (result[resultKeys.reason] || "").split("\n");
+  const [firstReason] = (result[libraryNames.reason] || "").split("\n");
   const isEmpty = Object.keys(result).length === 0;
   const title = firstReason || (isEmpty ? "Nothing found" : nameOfLog(story.log));
   document.title = `${story.event}: ${nameOfLog(story.log)}`;
   const facts = make("div", "facts");
   const fact = (name, value) => { if (value) facts.append(make("span", "", name + " ", value)); };
-  fact("first frame", result[resultKeys.firstFrame] && code(result[resultKeys.firstFrame]));
+  fact("first frame", result[libraryNames.firstFrame] && code(result[libraryNames.firstFrame]));
   fact("process", result.PROCESS && code(result.PROCESS));
-  fact("fingerprint", result[resultKeys.fingerprint] && fingerprintButton(result[resultKeys.fingerprint]));
+  fact("fingerprint", result[libraryNames.fingerprint] && fingerprintButton(result[libraryNames.fingerprint]));
   const heading = make("h1", isEmpty ? "bad" : "", make("span", "tag", visible(story.event)), " ", visible(title));
   byId("top").replaceChildren(heading, facts,
     make("div", "facts", make("span", "", visible(`${story.log}${story.as ? `, as if at ${story.as}` : ""} \u00b7 rules in ` +
@@ -390,7 +390,7 @@ function drawResults() {
     const change = changes.get(told.key);
     const head = make("th", "", name, change ? make("div", "", make("span", `tag ${change.look}`, change.what)) : null);
     head.scope = "row";
-    const value = told.value ? told.key === resultKeys.fingerprint ? fingerprintButton(told.value) : valueOf(told.value)
+    const value = told.value ? told.key === libraryNames.fingerprint ? fingerprintButton(told.value) : valueOf(told.value)
       : make("span", "", "missing");
     const row = make("tr", told.value ? "" : "missing", head, make("td", "", value, change ? change.detail() : null));
     if (change && change.isFresh) row.classList.add("fresh");
@@ -504,7 +504,7 @@ function drawRules() {
 
 function drawStack() {
   const { stack } = story;
-  if (!stack) return section("stack", "Stack", make("p", "faint", `None: no run gave "${resultKeys.stack}".`));
+  if (!stack) return section("stack", "Stack", make("p", "faint", `None: no run gave "${libraryNames.stack}".`));
   const log = logOf(story.runs.find((run) => run.featureId === stack.featureId));
   const frames = stack.frames.map((frame, i) => {
     const isKept = ["kept", "heading", "ignored-but-kept"].includes(frame.fate);
@@ -632,7 +632,7 @@ function drawSuggestion(told, i) {
   const file = (name, text) => [make("p", "", "Copy ", copyButton(name, text, "the text for")), code(text, "whole")];
   const made = make("details", "item", make("summary", "", `Suggestion ${i + 1}: gives ${Object.keys(told.result).join(", ")}`),
     make("ul", "", ...rows.map(([what, lines]) => make("li", "", make("span", "faint", `${what} `), rangesOf(lines)))),
-    ...file("match_rule.json", told.match), ...file("assemble_rule.json", told.assemble));
+    ...file(libraryNames.matchFile, told.match), ...file(libraryNames.assembleFile, told.assemble));
   made.open = i === 0;
   return made;
 }

@@ -9,7 +9,7 @@ function collectLogs() {
     const changes = new Map(keys.map(([key, before, after]) => [textOf(key), [textOf(before), textOf(after)]]));
     const all = [...changes.values()];
     const kinds = new Set(["changed"]);
-    const fingerprint = changes.get(resultKeys.fingerprint);
+    const fingerprint = changes.get(libraryNames.fingerprint);
     if (fingerprint && fingerprint.every((each) => each !== undefined)) kinds.add("moved");
     return { path, keys: changes, kinds, all, pages };
   });
@@ -48,7 +48,7 @@ const state = { kind: "", key: "", text: "" };
 function nameOfGroup(value, reason, frames, above) {
   const [reasonLine] = linesOf(reason || "");
   return make("div", "", make("div", "lead", reason === above ? null
-    : make("strong", "", visible(reasonLine || `no ${resultKeys.reason}`)), " ", !value ? make("span", "faint", "no group")
+    : make("strong", "", visible(reasonLine || `no ${libraryNames.reason}`)), " ", !value ? make("span", "faint", "no group")
     : /^[0-9a-f]{64}$/.test(value) ? fingerprintButton(value) : make("span", "", visible(linesOf(value).join(", ")))), make("ul", "frames faint", ...frames.slice(0, 3).map((frame) => make("li", "", visible(frame)))));
 }
 

@@ -1,7 +1,7 @@
 // Draws groups of logs that fail alike, the largest first, and what keeps look-alikes apart.
 
 const data = JSON.parse(byId("data").textContent);
-const isByFingerprint = data.by === resultKeys.fingerprint;
+const isByFingerprint = data.by === libraryNames.fingerprint;
 const percent = (share) => `${(share * 100).toFixed(1)}%`;
 
 // Value -> why the group would be one with others: [{what, values}].
@@ -50,10 +50,10 @@ function drawGroup(group, i) {
   share.style.setProperty("--share", percent(group.share));
   const card = make("article", "card", make("div", "lead", make("strong", "number", number(group.count)),
     make("span", "faint number", percent(group.share)),
-    make("h3", "", visible(data.nameLines === 0 || isByFingerprint ? reason || group.frames[0] || `no ${resultKeys.reason}`
+    make("h3", "", visible(data.nameLines === 0 || isByFingerprint ? reason || group.frames[0] || `no ${libraryNames.reason}`
       : lines.slice(0, data.nameLines).join(", ") || group.value)),
     isByFingerprint ? fingerprintButton(group.value) : null), make("div", "bar", share));
-  const isTold = isByFingerprint || data.by === resultKeys.reason;
+  const isTold = isByFingerprint || data.by === libraryNames.reason;
   if (!isTold && data.nameLines && reason) card.append(make("p", "small", visible(reason)));
   if (group.change) {
     card.append(make("p", "small", make("strong", "", group.change),

@@ -2,7 +2,7 @@
 // What the scripts of all pages share. Text of logs and rules goes in as text only, never as markup.
 
 const byId = (id) => document.getElementById(id);
-const resultKeys = JSON.parse(byId("keys").textContent);  // the names of results that the library makes itself
+const libraryNames = JSON.parse(byId("names").textContent);  // results and rule files
 
 // An element with a class, and children that are elements, texts or lists of them; null stands for none.
 function make(tag, className, ...children) {

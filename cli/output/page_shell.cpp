@@ -42,14 +42,16 @@ std::string ForScript(const Json::Value& value) {
   return escaped;
 }
 
-// The result keys that the scripts treat on their own.
-Json::Value ResultKeys() {
-  Json::Value keys;
-  keys["fingerprint"] = kFingerprintKey;
-  keys["firstFrame"] = kFrameKeys.front();
-  keys["reason"] = kReasonKey;
-  keys["stack"] = kStackKey;
-  return keys;
+// What the scripts know by its name: results that they treat on their own, and the files of a directory of rules.
+Json::Value LibraryNames() {
+  Json::Value names;
+  names["fingerprint"] = kFingerprintKey;
+  names["firstFrame"] = kFrameKeys.front();
+  names["reason"] = kReasonKey;
+  names["stack"] = kStackKey;
+  names["matchFile"] = kMatchFileName;
+  names["assembleFile"] = kAssembleFileName;
+  return names;
 }
 
 }  // namespace
@@ -64,7 +66,7 @@ void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
       {"STYLE", std::string(kPageStyle)},
       {"BODY", std::string(page.body)},
       {"DATA", ForScript(data)},
-      {"KEYS", ForScript(ResultKeys())},
+      {"NAMES", ForScript(LibraryNames())},
       {"SCRIPT", script},
       {"CONNECT", page.mayFetch ? "; connect-src 'self'" : ""},
   };
