@@ -46,7 +46,18 @@ struct Excerpt {
   std::string carets;
 };
 
+// A part of a long line in which all that is shown of it lies, so that nobody walks through the rest.
+constexpr size_t kMaxNear = 8 * kMaxColumns;  // bytes on each side
+
+bool IsInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
+
 Excerpt ExcerptOf(std::string_view line, size_t from, size_t to) {
+  size_t cut = from > kMaxNear ? from - kMaxNear : 0;
+  while (cut > 0 && IsInsideCharacter(line[cut])) --cut;
+  line.remove_prefix(cut);
+  from -= cut;
+  to -= cut;
+  line = line.substr(0, std::max(from, std::min(to, from + kMaxNear)) + kMaxNear);
   std::vector<std::string_view> characters;
   size_t first = 0;
   size_t last = 0;
@@ -65,7 +76,7 @@ Excerpt ExcerptOf(std::string_view line, size_t from, size_t to) {
     end = begin + kMaxColumns;
   }
   Excerpt excerpt;
-  if (begin > 0) excerpt = {"...", "   "};
+  if (begin > 0 || cut > 0) excerpt = {"...", "   "};
   for (size_t i = begin; i < end; ++i) {
     const bool isTab = characters[i] == "\t";
     const std::string shown = TextForPeople(characters[i]);

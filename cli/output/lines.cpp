@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr size_t kMarkDistance = 1024;  // bytes
+
 std::string_view WithoutReturn(std::string_view line) {
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;
@@ -23,12 +25,23 @@ LineIndex::LineIndex(std::string_view text) : text_(text), starts_{0} {
   for (size_t pos = text.find('\n'); pos != std::string_view::npos; pos = text.find('\n', pos + 1)) {
     starts_.push_back(pos + 1);
   }
+  for (size_t i = 0; i < starts_.size(); ++i) {
+    const size_t end = i + 1 < starts_.size() ? starts_[i + 1] : text.size();
+    size_t column = 1;
+    marks_.push_back({starts_[i], column});
+    for (size_t pos = starts_[i]; end - starts_[i] > kMarkDistance && pos < end; ++column) {
+      if (pos - marks_.back().offset >= kMarkDistance) marks_.push_back({pos, column});
+      pos += std::max<size_t>(CharacterLength(text.substr(pos, end - pos)), 1);
+    }
+  }
 }
 
 TextPlace LineIndex::placeOf(size_t offset) const {
   const auto next = std::upper_bound(starts_.begin(), starts_.end(), offset);
-  const size_t lineBegin = *std::prev(next);
-  return {static_cast<size_t>(next - starts_.begin()), CharacterCount(text_.substr(lineBegin, offset - lineBegin)) + 1};
+  const Mark mark = *std::prev(std::upper_bound(marks_.begin(), marks_.end(), offset,
+                                                [](size_t place, const Mark& known) { return place < known.offset; }));
+  return {static_cast<size_t>(next - starts_.begin()),
+          mark.column + CharacterCount(text_.substr(mark.offset, offset - mark.offset))};
 }
 
 std::string_view LineIndex::line(size_t number) const {

@@ -41,8 +41,15 @@ class LineIndex {
   size_t begin(size_t number) const { return starts_[number - 1]; }
 
  private:
+  // A place whose column is known; some are kept in long lines, so that nobody counts those from their beginning.
+  struct Mark {
+    size_t offset;
+    size_t column;
+  };
+
   std::string_view text_;
   std::vector<size_t> starts_;
+  std::vector<Mark> marks_;
 };
 
 #endif  // CLI_OUTPUT_LINES_H
