@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "analysis/last_values.h"
 #include "analysis/line_finder.h"
 #include "analysis/line_info.h"
 #include "analysis/record_list.h"
@@ -166,6 +168,11 @@ class Analysis {
   void takeLines(Scan& scan, FeatureRule& rule);
   void retire(Scan& scan, const FeatureRule& rule) const;
 
+  bool takeParam(const std::string& line, const FeatureRule& rule, const std::string& key, const std::string& text);
+  const LastValues::Params* keepForLastValues(const std::string& line, const FeatureRule& rule);
+  void putOffLastValues();
+  bool isAwaited(const std::string& name) const;
+  size_t settleLastValues();
   RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;
   std::unordered_map<std::string, size_t> recordsTaken() const;
@@ -188,7 +195,10 @@ class Analysis {
   std::map<std::string, std::string> templates_;
   std::map<std::string, std::string> result_;
   std::vector<std::string> newNames_;  // of records, since the rules that wait for one were looked at
-  size_t recordCount_ = 0;             // records made
+  size_t recordCount_ = 0;             // records made, and lines kept that may make one
+  bool mayPutOff_ = false;             // values for "@L@"
+  size_t lastValueCount_ = 0;          // of those, taken from their lines at once
+  std::unique_ptr<LastValues> lastValues_;
   SearchCache ownCache_;
   SearchCache* cache_ = &ownCache_;
 };

@@ -2,12 +2,15 @@
 #include <cstdint>
 
 #include "analysis/analysis.h"
+#include "regex/regex_reader.h"
 #include "rules/rule_syntax.h"
+#include "util/limits.h"
 
 namespace {
 
 constexpr int kAppend = 0;
 constexpr int kReplaceFirst = 1;
+constexpr size_t kLastValuesAtOnce = 8;  // made as their lines come, before it pays to put them off
 
 // True when any text of the rule that may carry variables has a property.
 template <typename Predicate>
@@ -32,6 +35,12 @@ size_t MostOccurrences(const FeatureRule& rule, const std::string& part) {
   return most;
 }
 
+bool HasLastMark(std::string_view text) { return AppliedPattern(text).size() < text.size(); }
+
+bool Holds(const LastValues::Params& params, const std::string& key) {
+  return std::any_of(params.begin(), params.end(), [&key](const auto& param) { return param.key == key; });
+}
+
 // A value that holds its own variable would make a text grow from line to line.
 bool IsOvergrown(const FeatureRule& rule) {
   return AnyText(rule, [](const std::string& text) { return text.size() > kMaxRuleText; });
@@ -40,30 +49,89 @@ bool IsOvergrown(const FeatureRule& rule) {
 }  // namespace
 
 bool Analysis::parseLineByParam(const std::string& line, FeatureRule& rule) {
+  const LastValues::Params* const putOff = keepForLastValues(line, rule);
+  if (putOff != nullptr && putOff->size() == rule.params.size()) return false;
   bool anyLast = false;
   for (auto param = rule.params.begin(); param != rule.params.end();) {
-    std::string pattern;
-    const bool seek = getSeekInfo(param->second, pattern);
-    anyLast = anyLast || seek;
-    std::string value;
-    size_t offset = 0;
-    if (pattern.find(kStackMark) == std::string::npos) {
-      Regex::Match found;
-      if (!cache_->expressions().search(pattern, line, found)) {
-        if (observer_ != nullptr) observer_->onParam(rule, param->first, nullptr, 0);
-        ++param;
-        continue;
-      }
-      value = found.group;
-      if (!found.group.empty()) offset = static_cast<size_t>(found.group.data() - line.data());
-    }
-    if (observer_ != nullptr) observer_->onParam(rule, param->first, &value, offset);
-    const std::string name = RecordName(rule.name, param->first);
-    setParamRecord(name, {curPosition_, value}, seek ? kReplaceFirst : kAppend);
-    setStackRegex(name, pattern);
-    param = !seek && rule.command == kPlainCommand ? rule.params.erase(param) : std::next(param);
+    const bool isMarked = HasLastMark(param->second);
+    anyLast = anyLast || isMarked;
+    const bool isTaken = !(isMarked && putOff != nullptr && Holds(*putOff, param->first)) &&
+                         takeParam(line, rule, param->first, param->second);
+    param = isTaken && !isMarked && rule.command == kPlainCommand ? rule.params.erase(param) : std::next(param);
   }
   return !anyLast && rule.params.empty();
+}
+
+// Records the value of one parameter. False when the line does not yield it.
+bool Analysis::takeParam(const std::string& line, const FeatureRule& rule, const std::string& key,
+                         const std::string& text) {
+  std::string pattern;
+  const bool isMarked = getSeekInfo(text, pattern);
+  std::string value;
+  size_t offset = 0;
+  if (pattern.find(kStackMark) == std::string::npos) {
+    Regex::Match found;
+    if (!cache_->expressions().search(pattern, line, found)) {
+      if (observer_ != nullptr) observer_->onParam(rule, key, nullptr, 0);
+      return false;
+    }
+    value = found.group;
+    if (!found.group.empty()) offset = static_cast<size_t>(found.group.data() - line.data());
+  }
+  if (observer_ != nullptr) observer_->onParam(rule, key, &value, offset);
+  const std::string name = RecordName(rule.name, key);
+  setParamRecord(name, {curPosition_, value}, isMarked ? kReplaceFirst : kAppend);
+  setStackRegex(name, pattern);
+  if (isMarked) ++lastValueCount_;
+  return true;
+}
+
+// The parameters of `rule` for which the line is kept, or null.
+const LastValues::Params* Analysis::keepForLastValues(const std::string& line, const FeatureRule& rule) {
+  if (mayPutOff_ && lastValues_ == nullptr && lastValueCount_ >= kLastValuesAtOnce) putOffLastValues();
+  if (lastValues_ == nullptr || line.size() > kMaxLineLen) return nullptr;
+  const LastValues::Params* const params = lastValues_->keep(rule, line, curPosition_);
+  if (params != nullptr) ++recordCount_;
+  return params;
+}
+
+// Puts off the values of which nobody asks for any but the last: no dependency, no segment part, no variable, and no
+// parameter that adds to its records instead of replacing the one. An expression that std::regex has to search is
+// applied to each line, as it may fail on some.
+void Analysis::putOffLastValues() {
+  lastValues_ = std::make_unique<LastValues>(window_);
+  std::map<std::string, bool> mayWait;  // by name
+  const auto forEach = [this](auto visit) {
+    for (const FeatureRule& rule : frame_->rules) {
+      for (const auto& [key, text] : rule.params) visit(rule, key, text, RecordName(rule.name, key));
+    }
+  };
+  forEach([&](const FeatureRule&, const std::string&, const std::string& text, const std::string& name) {
+    bool& may = mayWait.try_emplace(name, !isAwaited(name) && records_.count(name) <= 1).first->second;
+    may = may && HasLastMark(text) && !IsStackPattern(text) && ReadRegex(AppliedPattern(text)).isSearchable();
+  });
+  forEach([&](const FeatureRule& rule, const std::string& key, const std::string& text, const std::string& name) {
+    if (mayWait[name]) lastValues_->putOff(rule, {key, std::string(AppliedPattern(text)), name});
+  });
+}
+
+// Whether the scan does something else once a record of that name is made, variables aside.
+bool Analysis::isAwaited(const std::string& name) const {
+  const auto isIn = [&name](std::string_view text) { return name.find(text) != std::string::npos; };
+  return std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(), isIn) ||
+         std::any_of(frame_->rules.begin(), frame_->rules.end(),
+                     [&isIn](const FeatureRule& rule) { return !rule.depend.empty() && isIn(rule.depend); });
+}
+
+// Looks for the values that were put off. Returns how many lines were searched for nothing.
+size_t Analysis::settleLastValues() {
+  if (lastValues_ == nullptr) return 0;
+  return lastValues_->settle([this](const LastValues::Param& param, std::string_view line, int32_t position) {
+    Regex::Match found;
+    if (!cache_->expressions().search(param.pattern, line, found)) return false;
+    setParamRecord(param.name, {position, std::string(found.group)}, kReplaceFirst);
+    return true;
+  });
 }
 
 void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) {
@@ -85,7 +153,7 @@ std::unordered_map<std::string, size_t> Analysis::recordsTaken() const {
   for (const FeatureRule& rule : frame_->rules) {
     const bool isOpen = hasVariable(rule);
     for (const auto& [key, text] : rule.params) {
-      const bool isMarked = AppliedPattern(text).size() < text.size();
+      const bool isMarked = HasLastMark(text);
       Use& use = uses[RecordName(rule.name, key)];
       use.isLast = use.isLast || isMarked || isOpen;
       use.isPlain = use.isPlain || !isMarked || isOpen;

@@ -55,7 +55,9 @@ bool Analysis::scanWhole(ByteSource& log) {
       return std::max(known == taken.end() ? 0 : known->second, anyVariable ? recordsFilled(name) : 0);
     });
   }
+  mayPutOff_ = keepsNeeded && !anyVariable;
   rawInfoPosition(reader, 0);
+  lastValues_.reset();
   const bool isWhole = reader.isWhole();
   if (isWhole && !records_.hasMissed()) return true;
   if (mayStartOver) frame_->rules = rules;

@@ -56,6 +56,7 @@ struct Analysis::Scan {
 size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
   Scan scan{.reader = reader, .pos = begin, .skipStep = skipStep, .left = skipStep};
   scanLines(scan);
+  settleLastValues();
   // A search backwards may have left another line.
   if (scan.current.next > 0) makeCurrent(scan, scan.current);
   return scan.ranOut ? reader.size() : scan.current.begin;
@@ -285,8 +286,11 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
     scan.pos = line.next;
     tellLine(scan, line, LineFate::kSpanned);
     makeCurrent(scan, line);
+    // Such a line is not kept.
+    if (line.size() > kMaxLineLen) settleLastValues();
     parseLineByParam(curLine_, rule);
   }
+  if (lastValues_ != nullptr && lastValues_->isFull()) scan.vain += settleLastValues();
   if (!done || rule.command != kPlainCommand) return;
   if (observer_ != nullptr) observer_->onSpent(rule);
   retire(scan, rule);

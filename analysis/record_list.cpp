@@ -33,6 +33,11 @@ bool RecordList::knowsNameWith(std::string_view part) const {
                      [part](const auto& entry) { return entry.first.find(part) != std::string::npos; });
 }
 
+size_t RecordList::count(const std::string& name) const {
+  const auto known = slotsOf_.find(name);
+  return known == slotsOf_.end() ? 0 : known->second.slots.size();
+}
+
 const Record* RecordList::first(const std::string& name) const {
   const auto known = slotsOf_.find(name);
   return known == slotsOf_.end() || known->second.slots.empty() ? nullptr : &slots_[known->second.slots.front()];

@@ -38,6 +38,9 @@ class RecordList {
   // True when any known name holds `part`.
   bool knowsNameWith(std::string_view part) const;
 
+  // How many records of that name are kept.
+  size_t count(const std::string& name) const;
+
   // The first record of that name, or null.
   const Record* first(const std::string& name) const;
 
