@@ -87,6 +87,11 @@ class KeyWordCheck {
       add(Code::kKeywordsEmpty, keyWords.span, "this expression accepts every line that is not empty");
     } else if (lines.isEmpty()) {
       add(Code::kNeverMatches, keyWords.span, "no line can match this expression" + WhyNever(keyWords.text()));
+    } else {
+      for (const Piece& alternative : lines_.emptyAlternatives(keyWords.text().substr(kRegexMark.size()))) {
+        const Span span = keyWords.json.span(kRegexMark.size() + alternative.offset, alternative.text.size());
+        add(Code::kNeverMatches, span, "no line can match this alternative").severity = Severity::kWarning;
+      }
     }
   }
 
@@ -169,7 +174,8 @@ class KeyWordCheck {
         return ": \"^\" is the begin of the line; the sign itself is \"\\^\"";
       }
     }
-    return " of at most " + std::to_string(kMaxLineLen) + " bytes";
+    const bool hasCount = text.find('{') != std::string::npos;
+    return hasCount ? " within " + std::to_string(kMaxLineLen) + " bytes" : "";
   }
 
   const RuleModel& model_;

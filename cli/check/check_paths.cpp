@@ -292,7 +292,11 @@ class PathCheck {
   // that is written in the rule letter for letter. True also where that cannot be told.
   static bool hasPath(const char* form, const std::vector<std::string>& expressions) {
     std::vector<std::optional<TextSet>> sets{TextSet::matchedBy(form), TextSet::foundBy(kDotStep)};
-    for (const std::string& expression : expressions) sets.push_back(TextSet::matchedBy(expression));
+    for (const std::string& expression : expressions) {
+      sets.push_back(TextSet::matchedBy(expression));
+      const bool isInFront = &expression != &expressions.back();
+      if (sets.back() && isInFront && !sets.back()->isExact()) return true;
+    }
     std::vector<TextSet*> all;
     for (std::optional<TextSet>& set : sets) {
       if (!set) return true;

@@ -58,7 +58,8 @@ void RuleCheck::checkEntry(const RuleModel& model, const PlacedEntry& entry, siz
   const RuleModel one(model, entry);
   Findings fresh;
   // Where two know of one mistake, the first says more about it.
-  for (const auto check : {CheckPaths, CheckMarks, CheckKeyWords, CheckValues, CheckExpressions}) check(one, fresh);
+  for (const auto check : {CheckPaths, CheckMarks, CheckKeyWords, CheckValues, CheckMeaning, CheckExpressions})
+    check(one, fresh);
   EntryFindings found{line, {}};
   bool isWhole = true;
   for (const Finding& finding : fresh.sorted(model.matchFile)) {

@@ -27,32 +27,6 @@ constexpr std::string_view kLineBytes = "\t\n\r";  // control bytes that have fi
 
 constexpr size_t kNarrow = 128;  // fewer bytes than this are no "anything but"
 
-// True when the node can take the empty text whatever stands around.
-bool TakesEmptyText(const RegexNode& node) {
-  switch (node.kind) {
-    case Kind::kSequence:
-    case Kind::kFirstGroup:
-      return std::all_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
-    case Kind::kChoice:
-      return std::any_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
-    case Kind::kRepeat:
-      return node.min == 0 || TakesEmptyText(node.parts[0]);
-    default:
-      return false;
-  }
-}
-
-// The bytes that a text which the node takes may begin with.
-ByteSet FirstBytes(const RegexNode& node) {
-  ByteSet bytes = node.bytes;
-  for (const RegexNode& part : node.parts) {
-    bytes |= FirstBytes(part);
-    const bool isInOrder = node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup;
-    if (isInOrder && !TakesEmptyText(part)) break;
-  }
-  return bytes;
-}
-
 // All bytes in texts that the node takes.
 ByteSet AllBytes(const RegexNode& node) {
   ByteSet bytes = node.bytes;
@@ -112,6 +86,7 @@ bool FindGroup(const RegexNode& node, GroupPlace& place) {
 
 // True when a group takes the empty text only.
 bool TakesNothing(const RegexNode& group) {
+  if (!TakesText(group)) return true;
   RegexNode any{.kind = Kind::kByte};
   any.bytes.set();
   std::optional<TextSet> texts = TextSet::matchedBy(group);
@@ -266,6 +241,7 @@ class ValueCheck {
                   : "no line can match this: the value is never there");
       return;
     }
+    checkAlternatives(pattern, expression);
     if (isStack) {
       checkStack(rule, param, expression);
       return;
@@ -277,6 +253,16 @@ class ValueCheck {
       return;
     }
     checkGroups(rule, param, expression, pattern.text().size() - applied.size());
+  }
+
+  // `expression`: the end of the pattern.
+  void checkAlternatives(const PlacedText& pattern, const std::string& expression) {
+    if (!pattern.text().ends_with(expression)) return;  // a mark stands in it
+    const size_t offset = pattern.text().size() - expression.size();
+    for (const Piece& alternative : lines_.emptyAlternatives(expression)) {
+      const Span span = pattern.json.span(offset + alternative.offset, alternative.text.size());
+      add(Code::kParamNever, span, "no line can match this alternative").severity = Severity::kWarning;
+    }
   }
 
   // What is taken of a line is all of the match.

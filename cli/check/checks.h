@@ -28,6 +28,9 @@ void CheckMarks(const RuleModel& model, Findings& findings);
 // Keyword expressions: terms, what they accept, and which rule takes whose lines.
 void CheckKeyWords(const RuleModel& model, Findings& findings);
 
+// Expressions that are valid and hardly meant.
+void CheckMeaning(const RuleModel& model, Findings& findings);
+
 // Regular expressions and what they take: validity, time, groups, stacks.
 void CheckExpressions(const RuleModel& model, Findings& findings);
 

@@ -58,6 +58,7 @@ constexpr FindingCode kCodes[] = {
     {Code::kRegexInvalid, "regex-invalid", kError},
     {Code::kRegexNotPortable, "regex-not-portable", kError},
     {Code::kRegexLeft, "regex-left", kWarning},
+    {Code::kRegexUnlikely, "regex-unlikely", kWarning},
     {Code::kParamWithoutGroup, "param-without-group", kWarning},
     {Code::kParamNever, "param-never-matches", kError},
     {Code::kValueEmpty, "value-empty", kError},

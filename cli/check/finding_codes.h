@@ -51,6 +51,7 @@ enum class Code {
   kRegexInvalid,
   kRegexNotPortable,
   kRegexLeft,
+  kRegexUnlikely,
   kParamWithoutGroup,
   kParamNever,
   kValueEmpty,

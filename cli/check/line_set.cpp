@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/expression_signs.h"
 #include "util/limits.h"
 
 namespace {
@@ -103,8 +103,9 @@ const std::optional<std::string>& LineSet::example() {
   } else if (TextSet* set = texts()) {
     const TextFound found = FindText(
         {set}, [](const std::vector<bool>& in) { return in[0]; }, kMaxLineLen);
-    example_ = found.text;
-    isCertain_ = found.isCertain;
+    const bool isTaken = found.text && (set->isExact() || takes(*found.text));
+    if (isTaken) example_ = found.text;
+    isCertain_ = found.isCertain && !found.text;
   } else {
     isCertain_ = form_ == KeyWordForm::kOr;  // without a term
   }
@@ -122,7 +123,7 @@ TextSet* LineSet::texts() {
 bool LineSet::isEmpty() { return isKnown_ && !example() && isCertain_; }
 
 bool LineSet::isAll() {
-  if (!isKnown_ || hasVariable_ || !takes("") || texts() == nullptr) return false;
+  if (!isKnown_ || hasVariable_ || !takes("") || texts() == nullptr || !texts()->isExact()) return false;
   const TextFound found = FindText(
       {texts()}, [](const std::vector<bool>& in) { return !in[0]; }, kMaxLineLen);
   return !found.text && found.isCertain;
@@ -132,7 +133,7 @@ bool LineSet::covers(LineSet& other) {
   if (!isKnown_ || hasVariable_ || !other.isKnown_) return false;
   if (text_ == other.text_ && source_ == other.source_) return true;
   if (other.example() && !takes(*other.example())) return false;
-  if (texts() == nullptr || other.texts() == nullptr) return false;
+  if (texts() == nullptr || !texts()->isExact() || other.texts() == nullptr) return false;
   const TextFound found = FindText(
       {texts(), other.texts()}, [](const std::vector<bool>& in) { return in[1] && !in[0]; }, kMaxLineLen);
   return !found.text && found.isCertain;
@@ -147,4 +148,10 @@ bool LineSet::isApartFrom(LineSet& other) {
   const TextFound found = FindText(
       {texts(), other.texts()}, [](const std::vector<bool>& in) { return in[0] && in[1]; }, kMaxLineLen);
   return !found.text && found.isCertain;
+}
+
+std::vector<Piece> LineSets::emptyAlternatives(const std::string& expression) {
+  std::vector<Piece> alternatives = AlternativesOf(expression);
+  std::erase_if(alternatives, [this](const Piece& alternative) { return !ofPattern(alternative.text).isEmpty(); });
+  return alternatives;
 }

@@ -6,8 +6,10 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "cli/check/text_set.h"
+#include "cli/rule_files/rule_texts.h"
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
 
@@ -55,6 +57,9 @@ class LineSets {
  public:
   LineSet& ofKeyWords(const std::string& text) { return get(LineSet::Source::kKeyWords, text); }
   LineSet& ofPattern(const std::string& text) { return get(LineSet::Source::kPattern, text); }
+
+  // The alternatives of an expression by which it takes no line.
+  std::vector<Piece> emptyAlternatives(const std::string& expression);
 
  private:
   LineSet& get(LineSet::Source source, const std::string& text) {

@@ -63,6 +63,30 @@ bool IsAnyText(const RegexNode& node) {
          node.parts[0].kind == Kind::kByte && node.parts[0].bytes.all();
 }
 
+bool TakesEmptyText(const RegexNode& node) {
+  switch (node.kind) {
+    case Kind::kSequence:
+    case Kind::kFirstGroup:
+      return std::all_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
+    case Kind::kChoice:
+      return std::any_of(node.parts.begin(), node.parts.end(), TakesEmptyText);
+    case Kind::kRepeat:
+      return node.min == 0 || TakesEmptyText(node.parts[0]);
+    default:
+      return false;
+  }
+}
+
+ByteSet FirstBytes(const RegexNode& node) {
+  ByteSet bytes = node.bytes;
+  for (const RegexNode& part : node.parts) {
+    bytes |= FirstBytes(part);
+    const bool isInOrder = node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup;
+    if (isInOrder && !MayBeEmpty(part)) break;
+  }
+  return bytes;
+}
+
 std::optional<TextSet> TextSet::ofKeyWords(const std::string& keyWords) {
   const std::string filled = WithVariablesAs(keyWords, std::string(1, kVariableByte));
   std::optional<RegexNode> node = ReadKeyWords(filled);
@@ -135,18 +159,28 @@ uint32_t TextSet::build(const RegexNode& node, uint32_t next) {
     case Kind::kNotWordBoundary:
       return add({.kind = Node::Kind::kNoWordEdge, .next = next});
     case Kind::kLookAhead:
-    case Kind::kNegativeLookAhead: {
-      const RegexNode* inner = &node.parts[0];
-      while (inner->kind == Kind::kSequence && inner->parts.size() == 1) inner = &inner->parts[0];
-      if (inner->kind != Kind::kByte) break;
-      const auto kind = node.kind == Kind::kLookAhead ? Node::Kind::kNextIs : Node::Kind::kNextIsNot;
-      return add({.kind = kind, .next = next, .bytes = inner->bytes});
-    }
+    case Kind::kNegativeLookAhead:
+      return buildLookAhead(node, next);
     default:
       break;
   }
   isTooLarge_ = true;
   return 0;
+}
+
+// What an expression takes that can be empty is found everywhere.
+uint32_t TextSet::buildLookAhead(const RegexNode& node, uint32_t next) {
+  const bool isNegative = node.kind == Kind::kNegativeLookAhead;
+  const RegexNode* inner = &node.parts[0];
+  while (inner->kind == Kind::kSequence && inner->parts.size() == 1) inner = &inner->parts[0];
+  if (TakesEmptyText(*inner)) return isNegative ? add({.kind = Node::Kind::kByte, .next = next}) : next;
+  if (inner->kind == Kind::kByte) {
+    return add(
+        {.kind = isNegative ? Node::Kind::kNextIsNot : Node::Kind::kNextIs, .next = next, .bytes = inner->bytes});
+  }
+  isExact_ = false;
+  const bool isOfBytes = !isNegative && !MayBeEmpty(*inner);
+  return isOfBytes ? add({.kind = Node::Kind::kNextIs, .next = next, .bytes = FirstBytes(*inner)}) : next;
 }
 
 uint32_t TextSet::buildRepeat(const RegexNode& node, uint32_t next) {

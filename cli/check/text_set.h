@@ -18,7 +18,7 @@
 class TextSet {
  public:
   // The lines that a keyword expression accepts. A variable stands for any text. Empty for an expression that cannot
-  // be read exactly: with a back-reference, a look-ahead over more than one byte, or too large.
+  // be read: with a back-reference, or too large.
   static std::optional<TextSet> ofKeyWords(const std::string& keyWords);
 
   // The texts in which a regular expression finds a match; variables and failure as above.
@@ -29,6 +29,10 @@ class TextSet {
 
   // The same for a part of an expression.
   static std::optional<TextSet> matchedBy(const RegexNode& node);
+
+  // False for a set that holds more than the expression takes, since of a look-ahead over several bytes only the first
+  // one is asked for.
+  bool isExact() const { return isExact_; }
 
  private:
   friend class TextSearch;
@@ -65,6 +69,7 @@ class TextSet {
 
   uint32_t add(Node node);
   uint32_t build(const RegexNode& node, uint32_t next);
+  uint32_t buildLookAhead(const RegexNode& node, uint32_t next);
   uint32_t buildRepeat(const RegexNode& node, uint32_t next);
   uint32_t stateOf(std::vector<uint32_t> nodes, Before before);
   bool follow(uint32_t state, int next, std::vector<uint32_t>& bytes) const;
@@ -73,6 +78,7 @@ class TextSet {
   bool takes(uint32_t state) const;
 
   bool isSearch_ = false;
+  bool isExact_ = true;
   bool isTooLarge_ = false;
   uint32_t begin_ = 0;
   uint32_t start_ = 0;
@@ -98,5 +104,11 @@ std::optional<RegexTree> ReadWithVariables(const std::string& expression);
 
 // True for the node that stands for a variable.
 bool IsAnyText(const RegexNode& node);
+
+// True when the node can take the empty text whatever stands around.
+bool TakesEmptyText(const RegexNode& node);
+
+// The bytes that a text which the node takes may begin with.
+ByteSet FirstBytes(const RegexNode& node);
 
 #endif  // CLI_CHECK_TEXT_SET_H

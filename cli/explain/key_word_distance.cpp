@@ -1,6 +1,7 @@
 #include "cli/explain/key_word_distance.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cli/output/terminal.h"
 #include "cli/output/utf8.h"
@@ -13,19 +14,6 @@ namespace {
 // The offset behind the character or escape at `pos`; an expression that is read has no other odd ends.
 size_t BehindCharacter(std::string_view expression, size_t pos) {
   return std::min(expression.size(), pos + (expression[pos] == '\\' ? 2 : 1));
-}
-
-// The alternatives of an expression that stand inside no group.
-std::vector<std::string> AlternativesOf(std::string_view expression) {
-  std::vector<std::string> alternatives;
-  size_t begin = 0;
-  for (const Sign& sign : SignsOf(expression)) {
-    if (sign.sign != '|' || sign.depth > 0) continue;
-    alternatives.emplace_back(expression.substr(begin, sign.offset - begin));
-    begin = sign.offset + 1;
-  }
-  alternatives.emplace_back(expression.substr(begin));
-  return alternatives;
 }
 
 // The lengths of the beginnings of an expression that are expressions themselves, end in front of no repetition and
@@ -52,8 +40,10 @@ KeyWordDistance::KeyWordDistance(const std::string& keyWords) : keyWords_(keyWor
     const std::string expression = keyWords_.substr(kRegexMark.size());
     isSafe_ = ReadRegex(expression).tree.has_value();
     if (!isSafe_) return;
-    terms_ = AlternativesOf(expression);
-    for (const std::string& term : terms_) steps_.push_back(StepsOf(term));
+    for (Piece& alternative : AlternativesOf(expression)) {
+      steps_.push_back(StepsOf(alternative.text));
+      terms_.push_back(std::move(alternative.text));
+    }
   } else if (form == KeyWordForm::kText) {
     terms_.push_back(keyWords_);
   } else {

@@ -19,3 +19,15 @@ std::vector<Sign> SignsOf(std::string_view expression) {
   }
   return signs;
 }
+
+std::vector<Piece> AlternativesOf(const std::string& expression) {
+  std::vector<Piece> alternatives;
+  size_t begin = 0;
+  for (const Sign& sign : SignsOf(expression)) {
+    if (sign.sign != '|' || sign.depth > 0) continue;
+    alternatives.push_back({begin, expression.substr(begin, sign.offset - begin)});
+    begin = sign.offset + 1;
+  }
+  alternatives.push_back({begin, expression.substr(begin)});
+  return alternatives;
+}
