@@ -7,6 +7,7 @@
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
 #include "regex/regex.h"
+#include "regex/regex_reader.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_util.h"
 
@@ -101,6 +102,10 @@ class ExpressionCheck {
       std::string path = dir;
       for (const Piece& segment : PiecesOf(alternative.text, kPathSeparator)) {
         const std::string candidate = path + segment.text;
+        if (IsCutAtSlash(candidate, dir + alternative.text)) {
+          addCut(entry, alternative, segment);
+          break;
+        }
         if (!checkPath(entry, candidate, path.size(), alternative.offset + segment.offset, segment.text)) break;
         path = candidate + "/";
       }
@@ -129,6 +134,23 @@ class ExpressionCheck {
       add(verdict, placed.text.json.span(placed.offset + offset, reading.length));
     }
     return verdict.compiles;
+  }
+
+  // True when a part of a path ends inside brackets that are closed in a later one.
+  static bool IsCutAtSlash(const std::string& part, const std::string& whole) {
+    const RegexIssue issue = ReadRegex(part).issue;
+    const bool isOpen = issue == RegexIssue::kUnclosedClass || issue == RegexIssue::kUnclosedGroup;
+    return isOpen && ReadRegex(whole).issue == RegexIssue::kNone;
+  }
+
+  void addCut(const PlacedEntry& entry, const Piece& alternative, const Piece& part) {
+    const size_t slash = part.offset + part.text.size();
+    const Span span = entry.subcataLog.json.span(alternative.offset + slash, kPathSeparator.size());
+    findings_
+        .add(Code::kRegexInvalid, model_.matchFile, span,
+             "\"/\" separates the parts of \"subcataLog\", inside brackets too, so that " + Quoted(part.text) +
+                 " is compiled by itself; write \"\\\\x2f\"")
+        .fix = Fix{span, "\\\\x2f"};
   }
 
   bool checkPath(const PlacedEntry& entry, const std::string& candidate, size_t dirSize, size_t offset,

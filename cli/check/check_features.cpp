@@ -132,7 +132,12 @@ class IdCheck {
                                      : "the assemble file has no event type " + Quoted(id.eventType) +
                                            ", to which feature id " + Quoted(id.id) + " belongs";
     findings_.add(Code::kIdWithoutSection, model_.matchFile, id.span,
-                  what + DidYouMean(NearestTo(hasType ? id.id : id.eventType, known)));
+                  what + WhyNoId(id.id) + DidYouMean(NearestTo(hasType ? id.id : id.eventType, known)));
+  }
+
+  static std::string WhyNoId(const std::string& id) {
+    if (id.find_first_of(";| ") != std::string::npos) return "; ids are separated by \",\" alone";
+    return id.find('_') == std::string::npos ? "; an id is a name, its event type and a priority, joined by \"_\"" : "";
   }
 
   bool isEmptyObject(const PlacedId& id) const {

@@ -32,11 +32,34 @@ constexpr Sign kSigns[] = {
 
 bool IsWordByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
+// What would be an escape of an expression and is a part of a path; a word boundary does not divide a word.
+bool IsInForeignPath(const std::string& text, const Piece& sign) {
+  if (sign.text.size() != 2 || sign.text[0] != '\\' || !IsWordByte(sign.text[1])) return false;
+  const bool isInWord = sign.offset > 0 && IsWordByte(text[sign.offset - 1]) && sign.offset + 2 < text.size() &&
+                        IsWordByte(text[sign.offset + 2]);
+  return HoldsDrive(text, "\\") || HoldsDrive(text, "\\\\") ||
+         (isInWord && (sign.text[1] == 'b' || sign.text[1] == 'B'));
+}
+
+// Where a place holder of a format stands, "%s" or "%08lx"; npos when none does.
+size_t FindPlaceHolder(const std::string& text) {
+  for (size_t pos = text.find('%'); pos != std::string::npos; pos = text.find('%', pos + 1)) {
+    const size_t letter = text.find_first_not_of("0123456789.-#lzh", pos + 1);
+    const bool isNumber = pos > 0 && std::isdigit(static_cast<unsigned char>(text[pos - 1])) != 0;
+    if (!isNumber && letter != std::string::npos &&
+        std::string_view("sdiuxXpcf").find(text[letter]) != std::string::npos &&
+        (letter + 1 == text.size() || !IsWordByte(text[letter + 1]))) {
+      return pos;
+    }
+  }
+  return std::string::npos;
+}
+
 // Where such a sign stands in `text`; the first that is certain, else any.
 std::optional<std::pair<Piece, bool>> FindSign(const std::string& text) {
   for (const Sign& sign : kSigns) {
-    const size_t pos = text.find(sign.text);
-    if (pos != std::string::npos) return {{{pos, std::string(sign.text)}, sign.isCertain}};
+    const Piece piece{text.find(sign.text), std::string(sign.text)};
+    if (piece.offset != std::string::npos && !IsInForeignPath(text, piece)) return {{piece, sign.isCertain}};
   }
   if (text.size() > 1 && text[0] == '^' && text[1] != '^' && text[1] != ' ') return {{{0, "^"}, false}};
   if (text.size() > 1 && text.back() == '$' && IsWordByte(text[text.size() - 2])) {
@@ -151,7 +174,14 @@ class KeyWordCheck {
 
   void checkSigns(const PlacedText& keyWords, const Piece& term, KeyWordForm form) {
     const auto sign = FindSign(WithVariablesAs(term.text, "") == term.text ? term.text : std::string());
-    if (!sign) return;
+    if (!sign) {
+      const size_t holder = FindPlaceHolder(term.text);
+      if (holder == std::string::npos) return;
+      add(Code::kPlainExpression, keyWords.json.span(term.offset + holder, 1),
+          "this place holder of a format is plain text here; a log holds what was filled in")
+          .severity = Severity::kWarning;
+      return;
+    }
     const auto& [piece, isCertain] = *sign;
     Finding& finding = add(Code::kPlainExpression, keyWords.json.span(term.offset + piece.offset, piece.text.size()),
                            Quoted(piece.text) + " is plain text here; an expression begins with \"@R@\"");

@@ -133,13 +133,6 @@ struct Backslash {
   char behind;  // that
 };
 
-// The path of a file on another system: "C:\\Users".
-bool HoldsDrive(std::string_view expression) {
-  const size_t colon = expression.find(":\\\\");
-  return colon != expression.npos && colon > 0 && IsLetter(expression[colon - 1]) &&
-         (colon == 1 || !IsWordByte(expression[colon - 2]));
-}
-
 bool IsDoubledTwice(const Backslash& sign, bool holdsClosing) {
   if (IsOneOf(sign.next, kClassEscapes)) {
     const bool isInPath = (IsWordByte(sign.before) || IsOneOf(sign.before, ":.-\\")) && IsLetter(sign.behind);
@@ -154,7 +147,7 @@ class MeaningReader {
  public:
   explicit MeaningReader(std::string_view expression)
       : expression_(expression),
-        holdsDrive_(HoldsDrive(expression)),
+        holdsDrive_(HoldsDrive(expression, "\\\\")),
         holdsClosing_(expression.find("\\\\)") != std::string_view::npos ||
                       ReadRegex(std::string(expression)).issue == RegexIssue::kUnclosedGroup) {}
 

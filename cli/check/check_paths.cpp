@@ -222,8 +222,14 @@ class PathCheck {
       never(span(0, text.size()), "nothing but separators: no log passes");
       return true;
     }
+    for (const Sign& sign : SignsOf(text)) {
+      if (sign.depth > 0 && sign.sign == kPathSeparator[0]) return true;  // the expressions are cut by it
+    }
     for (const Piece& segment : segments) {
       if (checkSegment(paths, alternative, segment)) return true;
+    }
+    if (text.ends_with(kPathSeparator)) {
+      likely(span(text.size() - 1, 1), "this \"/\" has no effect; of the logs in a directory the name is \".*\"");
     }
     return checkRepeatedDirectory(entry, alternative);
   }

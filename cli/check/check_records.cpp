@@ -156,6 +156,17 @@ std::string CircleOf(const std::vector<std::string>& names) {
   return text + " wait for one another";
 }
 
+// The one record of that rule or that parameter; empty when there are several, or none.
+std::string OnlyOneWith(const std::string& half, const std::vector<std::string>& records) {
+  std::string found;
+  for (const std::string& record : records) {
+    if (half.empty() || !(record.starts_with(half + ".") || record.ends_with("." + half))) continue;
+    if (!found.empty()) return "";
+    found = record;
+  }
+  return found;
+}
+
 class RecordCheck {
  public:
   RecordCheck(const RuleModel& model, Findings& findings) : model_(model), findings_(findings) {}
@@ -188,7 +199,9 @@ class RecordCheck {
     const Code code = need.isVariable ? Code::kVariableUnmet : Code::kDependUnmet;
     const std::string what = need.isVariable ? "no rule makes a record " + Quoted(need.name)
                                              : "no rule makes a record whose name contains " + Quoted(need.name);
-    const std::string meant = NearestTo(need.name, candidatesFor(entry, records, need));
+    const std::vector<std::string> candidates = candidatesFor(entry, records, need);
+    std::string meant = NearestTo(need.name, candidates);
+    if (meant.empty() && need.isVariable) meant = OnlyOneWith(need.name, candidates);
     std::string message = what + DidYouMean(meant);
     const bool isBareRule = std::any_of(entry.rules.begin(), entry.rules.end(), [&need](const PlacedRule& other) {
       return !need.name.empty() && other.record.name.find(need.name) != std::string::npos && other.params.empty();
@@ -284,8 +297,19 @@ class RecordCheck {
         "in a template with " + Quoted(kJoinMark) + " a " + Quoted(kReasonSeparator) + " is part of a record's name");
   }
 
+  // An empty name is dropped with its separator.
+  void checkEmptyNames(const PlacedText& text, size_t nameCount) {
+    const std::string separator = SeparatorOf(text.text());
+    if (separator.empty() || nameCount == 0) return;
+    const auto separators = static_cast<size_t>(std::count(text.text().begin(), text.text().end(), separator[0]));
+    if (separators < nameCount) return;
+    findings_.add(Code::kTermEmpty, model_.assembleFile, text.span,
+                  "an empty name at a " + Quoted(separator) + " of this template is dropped");
+  }
+
   void checkNames(const PlacedText& text, const std::vector<std::string>& names) {
     const std::vector<Piece> pieces = namesOf(text);
+    checkEmptyNames(text, pieces.size());
     if (pieces.empty()) {
       findings_.add(Code::kTemplateUnknownRecord, model_.assembleFile, text.span, "nothing but separators: no result");
     }

@@ -7,6 +7,7 @@
 #include "cli/check/checks.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
 #include "rules/rule_syntax.h"
 #include "stack/stack_tables.h"
 
@@ -31,12 +32,34 @@ bool IsUpper(const std::string& key) {
   return std::none_of(key.begin(), key.end(), [](char c) { return std::islower(static_cast<unsigned char>(c)) != 0; });
 }
 
-// The known key that this one nearly is.
+bool IsKnown(const std::string& key) {
+  return std::find(std::begin(kKnownKeys), std::end(kKnownKeys), key) != std::end(kKnownKeys);
+}
+
+// The known key of which this one is another spelling.
 std::optional<std::string> NearlyKnown(const std::string& key) {
   for (const char* known : kKnownKeys) {
     if (key != known && Plain(key) == Plain(known)) return known;
   }
   return std::nullopt;
+}
+
+// True when the letters of `part` stand in `whole` in their order, the first one in front: FST_FRAME in FIRST_FRAME.
+bool IsShortFor(const std::string& part, const std::string& whole) {
+  size_t met = 0;
+  for (const char c : whole) met += met < part.size() && c == part[met] ? 1 : 0;
+  return met == part.size() && whole.starts_with(part.front());
+}
+
+// The key with a meaning that was perhaps meant; `isStack`: the result is one, and no other result is.
+std::string LikelyMeant(const std::string& key, bool isStack) {
+  const std::string plain = Plain(key);
+  for (const char* frame : kFrameKeys) {
+    if (IsShortFor(Plain(frame), plain)) return frame;
+  }
+  if (isStack && (plain.starts_with(kStackKey) || EditDistance(plain, kStackKey) == 1)) return kStackKey;
+  if (EditDistance(plain, kReasonKey) == 1) return kReasonKey;
+  return EditDistance(plain, kFingerprintKey) <= 2 ? kFingerprintKey : "";
 }
 
 class ResultCheck {
@@ -50,11 +73,13 @@ class ResultCheck {
     for (const auto& [id, templates] : section) {
       for (const PlacedTemplate& result : templates.templates) {
         checkSpelling(templates, result, spelling);
+        const Records records = recordsOf(type, id, result);
+        checkMeaning(templates, result, records.stacks > 0, hasStack);
         if (hasStack && result.key == kFingerprintKey) {
           findings_.add(Code::kKeyOverwritten, model_.assembleFile, result.keySpan,
                         "in a log with a stack its fingerprint is written over this value");
         }
-        if (result.key == kStackKey) checkStack(type, id, result);
+        if (result.key == kStackKey) checkStack(records, result);
       }
     }
   }
@@ -94,12 +119,28 @@ class ResultCheck {
         .fix = Fix{result.keySpan, Quoted(first->second)};
   }
 
-  // Only what "@T@" cuts out of the log has the lines of a stack.
-  void checkStack(const std::string& type, const std::string& id, const PlacedTemplate& result) {
+  // A name of the author's own that is nearly one of those with a meaning, where the latter is missing.
+  void checkMeaning(const PlacedTemplates& templates, const PlacedTemplate& result, bool isStack, bool hasStack) {
+    if (NearlyKnown(result.key) || IsKnown(result.key)) return;
+    const std::string meant = LikelyMeant(result.key, isStack && !hasStack);
+    if (meant.empty() || find(templates, meant.c_str()) != nullptr) return;
+    findings_
+        .add(Code::kKeyCase, model_.assembleFile, result.keySpan,
+             "did you mean " + Quoted(meant) + "? This key is like any other")
+        .fix = Fix{result.keySpan, Quoted(meant)};
+  }
+
+  // How many of the records that a template names are stacks, and how many are values of a line.
+  struct Records {
+    size_t stacks = 0;
+    size_t values = 0;
+  };
+
+  Records recordsOf(const std::string& type, const std::string& id, const PlacedTemplate& result) const {
     const std::string separator = SeparatorOf(result.text.text());
     std::vector<Piece> names{{0, result.text.text()}};
     if (!separator.empty()) names = PiecesOf(result.text.text(), separator);
-    bool isMade = false;
+    Records records;
     for (const PlacedEntry& entry : model_.entries) {
       if (std::none_of(entry.ids.begin(), entry.ids.end(),
                        [&](const PlacedId& other) { return other.id == id && other.eventType == type; })) {
@@ -108,16 +149,24 @@ class ResultCheck {
       for (const PlacedRule& rule : entry.rules) {
         for (const PlacedParam& param : rule.params) {
           const std::string record = rule.recordName(param);
-          if (std::none_of(names.begin(), names.end(), [&](const Piece& name) { return name.text == record; }))
-            continue;
-          if (IsStackPattern(param.pattern.text())) return;
-          isMade = true;
+          const auto isRecord = [&record](const Piece& name) { return name.text == record; };
+          if (std::none_of(names.begin(), names.end(), isRecord)) continue;
+          ++(IsStackPattern(param.pattern.text()) ? records.stacks : records.values);
         }
       }
     }
-    if (!isMade) return;
-    findings_.add(Code::kStackWithoutMark, model_.assembleFile, result.text.span,
-                  "this record is a value of one line; a stack is cut by a parameter with \"@T@\"");
+    return records;
+  }
+
+  // Only what "@T@" cuts out of the log has the lines of a stack.
+  void checkStack(const Records& records, const PlacedTemplate& result) {
+    const bool isJoined = !SeparatorOf(result.text.text()).empty();
+    if (records.values == 0 || (records.stacks > 0 && !isJoined)) return;
+    const std::string message =
+        records.stacks == 0
+            ? "this record is a value of one line; a stack is cut by a parameter with " + Quoted(kStackMark)
+            : "a value of one line is joined to the stack, as if it were a part of its frames";
+    findings_.add(Code::kStackWithoutMark, model_.assembleFile, result.text.span, message);
   }
 
   const RuleModel& model_;

@@ -47,6 +47,7 @@ struct GroupPlace {
   bool isNegated = false;             // in a negative look-ahead
   bool isRepeated = false;            // somewhere in a repetition
   bool isEachRound = false;           // itself what a repetition repeats, so that the last round counts
+  bool isNever = false;               // in a repetition of no times
   bool isLeftOut = false;             // itself what a repetition may leave out
   bool isNotChosen = false;           // in one of several alternatives; another one takes a text too
   bool isBehindNothing = true;        // what follows can always take the empty text
@@ -67,6 +68,7 @@ bool FindGroup(const RegexNode& node, GroupPlace& place) {
     if (!FindGroup(node.parts[i], place)) continue;
     place.isNegated = place.isNegated || node.kind == Kind::kNegativeLookAhead;
     place.isRepeated = place.isRepeated || node.kind == Kind::kRepeat;
+    place.isNever = place.isNever || (node.kind == Kind::kRepeat && node.max == 0);
     const bool isWhole = node.kind == Kind::kRepeat && &Bare(node.parts[0]) == place.group;
     place.isEachRound = place.isEachRound || (isWhole && node.max != 1);
     place.isLeftOut = place.isLeftOut || (isWhole && node.min == 0);
@@ -233,7 +235,10 @@ class ValueCheck {
     const bool isStack = IsStackPattern(pattern.text());
     const std::string applied(AppliedPattern(pattern.text()));
     const std::string expression = isStack ? StackExpression(applied) : applied;
-    if (expression.empty()) return;  // that is a matter of its marks
+    if (pattern.text().empty()) {
+      addEmpty(rule, param, Code::kParamWithoutGroup, pattern.span, "without an expression the value is always empty");
+    }
+    if (expression.empty()) return;  // else that is a matter of its marks
     LineSet& taken = lines_.ofPattern(expression);
     if (taken.isEmpty()) {
       add(Code::kParamNever, pattern.span,
@@ -276,6 +281,25 @@ class ValueCheck {
       add(Code::kValueMayBeEmpty, param.pattern.span,
           "this matches at the begin of every line, and takes nothing where no frame begins there");
     }
+    checkStackGroup(param.pattern, expression);
+  }
+
+  // Whoever writes a group around a part of the frame likely means that part alone.
+  void checkStackGroup(const PlacedText& pattern, const std::string& expression) {
+    if (!pattern.text().ends_with(expression)) return;  // a mark stands in it
+    const size_t offset = pattern.text().size() - expression.size();
+    for (const Piece& alternative : AlternativesOf(expression)) {
+      const std::vector<WrittenGroup> groups = GroupsOf(alternative.text);
+      if (groups.empty() || groups[0].isRepeated || groups[0].isChoice) continue;
+      const auto takes = [](const std::string& part) {
+        const std::optional<RegexTree> tree = ReadWithVariables(part);
+        return tree && TakesText(tree->root);
+      };
+      const auto& [begin, end, isRepeated, isChoice] = groups[0];
+      if (!takes(alternative.text.substr(0, begin)) && !takes(alternative.text.substr(end))) continue;
+      add(Code::kLaterGroup, pattern.json.span(offset + alternative.offset + begin, end - begin),
+          "of a line of the stack all that matches is taken, not this group alone");
+    }
   }
 
   void checkGroups(const PlacedRule& rule, const PlacedParam& param, const std::string& expression, size_t offset) {
@@ -297,7 +321,7 @@ class ValueCheck {
     if (place.isNegated) {
       addEmpty(rule, param, Code::kValueEmpty, span,
                "a group in \"(?!\" never takes a text: the value is always empty");
-    } else if (TakesNothing(*place.group) || (isShortest && content.min == 0)) {
+    } else if (TakesNothing(*place.group) || place.isNever || (isShortest && content.min == 0)) {
       addEmpty(rule, param, Code::kValueEmpty, span,
                isShortest ? "as few times as possible, with nothing behind, is none: the value is always empty"
                           : "this group takes nothing but the empty text: the value is always empty");

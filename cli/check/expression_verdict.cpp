@@ -18,6 +18,29 @@ std::string ReasonOf(std::regex_constants::error_type code) {
   return "it does not compile";
 }
 
+// "(?i)" and the like.
+bool HoldsFlags(std::string_view group) {
+  const size_t end = group.find_first_not_of("imsxuU-", 2);
+  return end != std::string_view::npos && end > 2 && (group[end] == ')' || group[end] == ':');
+}
+
+// What an escape of other languages is to be written as; else the character itself.
+std::string ReplacementFor(char escape) {
+  switch (escape) {
+    case 'h':
+      return "\"[ \\t]\"";
+    case 'R':
+      return "nothing: a line ends at its line feed";
+    case 'A':
+      return "\"^\"";
+    case 'Z':
+    case 'z':
+      return "\"$\"";
+    default:
+      return "\"" + std::string(1, escape) + "\"";
+  }
+}
+
 // What is wrong with an expression, or why it is left to std::regex.
 // NOLINTNEXTLINE(readability-function-size): a row for each issue
 std::string WordsFor(const RegexReading& reading, std::string_view expression) {
@@ -60,7 +83,9 @@ std::string WordsFor(const RegexReading& reading, std::string_view expression) {
     case RegexIssue::kUnclosedGroup:
       return "there is no \")\" for this \"(\"";
     case RegexIssue::kBadGroup:
-      return "\"(?\" has to be followed by \":\", \"=\" or \"!\"";
+      return HoldsFlags(expression.substr(reading.offset))
+                 ? "there are no flags; for both cases of a letter write a class, \"[Ee]rror\""
+                 : "\"(?\" has to be followed by \":\", \"=\" or \"!\"";
     case RegexIssue::kLookBehind:
       return "there is no looking behind; put it in front of the group that counts";
     case RegexIssue::kNamedGroup:
@@ -76,7 +101,7 @@ std::string WordsFor(const RegexReading& reading, std::string_view expression) {
     case RegexIssue::kCutEscape:
       return "a backslash at the end";
     case RegexIssue::kBadEscape:
-      return "\"" + piece + "\" has no meaning; write \"" + piece.substr(1) + "\"";
+      return "\"" + piece + "\" has no meaning; write " + ReplacementFor(piece[1]);
     case RegexIssue::kBadHex:
       return "\"" + piece + "\" has to be followed by " + (piece == "\\x" ? "2" : "4") + " hexadecimal digits";
     case RegexIssue::kBadControl:

@@ -282,6 +282,9 @@ JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
               "\"" + written + "\" is no escape of JSON, where a backslash is written twice: \"\\" + written + "\"",
               "\\" + written};
     }
+    if (reason.find("surrogate") != std::string::npos) {
+      return {span, "an escape \"\\ud800\" to \"\\udfff\" is half a character, and the other half is missing"};
+    }
     if (EndOfText(text, begin) == std::string_view::npos) {
       return {{begin, begin + 1}, "this text has no closing quote; the file ends in it"};
     }

@@ -1,6 +1,7 @@
 #include "cli/rule_files/rule_texts.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "rules/rule_syntax.h"
 #include "util/string_util.h"
@@ -17,6 +18,12 @@ std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator)
     pieces.push_back({begin, std::move(piece)});
   }
   return pieces;
+}
+
+bool HoldsDrive(std::string_view text, std::string_view backslash) {
+  const auto isLetter = [text](size_t place) { return std::isalpha(static_cast<unsigned char>(text[place])) != 0; };
+  const size_t colon = text.find(":" + std::string(backslash));
+  return colon != std::string_view::npos && colon > 0 && isLetter(colon - 1) && (colon == 1 || !isLetter(colon - 2));
 }
 
 std::vector<Variable> VariablesOf(std::string_view text) {

@@ -17,6 +17,9 @@ struct Piece {
 // The parts of `text` between `separator`, without empty ones, as the library splits it.
 std::vector<Piece> PiecesOf(const std::string& text, std::string_view separator);
 
+// True when a path on another system stands in `text`: a drive, a colon and a backslash as the text writes one.
+bool HoldsDrive(std::string_view text, std::string_view backslash);
+
 // A variable, "@{name}@".
 struct Variable {
   size_t begin;

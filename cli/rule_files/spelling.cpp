@@ -16,7 +16,8 @@ std::string Normalized(std::string_view word) {
   return text;
 }
 
-// Bytes to insert, remove or replace, or neighbours to swap, to make one word of the other.
+}  // namespace
+
 size_t EditDistance(std::string_view a, std::string_view b) {
   std::vector<size_t> beforeLast(b.size() + 1);
   std::vector<size_t> last(b.size() + 1);
@@ -34,8 +35,6 @@ size_t EditDistance(std::string_view a, std::string_view b) {
   }
   return row[b.size()];
 }
-
-}  // namespace
 
 std::string NearestTo(std::string_view word, const std::vector<std::string>& candidates) {
   const std::string wanted = Normalized(word);

@@ -6,6 +6,9 @@
 #include <string_view>
 #include <vector>
 
+// Bytes to insert, remove or replace, or neighbours to swap, to make one word of the other.
+size_t EditDistance(std::string_view a, std::string_view b);
+
 // The candidate that `word` is most likely a misspelling of; empty when none is near. Case and blanks count little.
 std::string NearestTo(std::string_view word, const std::vector<std::string>& candidates);
 
