@@ -149,8 +149,8 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
       ->excludes(since);
   command
       ->add_flag("--suggest-skip", options->suggestSkip,
-                 "Print, in place of groups, frames that head many groups which are unlike below them, as lines of a "
-                 "file for --skip")
+                 "Print, in place of groups, frames that head three groups or more which have little in common below "
+                 "them, as lines of a file for --skip")
       ->excludes("--by", "--top", "--stability", "--format")
       ->excludes(since);
   command->footer(kExample);

@@ -110,7 +110,8 @@ void AddGroupingOptions(CLI::App& command, GroupingOptions& options) {
       ->take_all();
   command
       .add_option("--top", options.top,
-                  "Group by the first N frames of the stack, too; in place of FINGERPRINT where --by names nothing")
+                  "Group by the first N frames of the stack, too, without their line numbers, addresses and the like; "
+                  "in place of FINGERPRINT where --by names nothing")
       ->type_name("N")
       ->check(CLI::Range(1, 1000).description(""));
   command

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr size_t kMaxKnown = 50'000;  // frames
 constexpr std::string_view kBlanks = " \t\r";
 
 // The line without its reason and the blanks around.
@@ -42,13 +41,8 @@ FrameSkips::FrameSkips(const std::string& path) {
   }
 }
 
-bool FrameSkips::skips(const std::string& frame) {
-  if (expressions_.empty()) return false;
-  if (known_.size() > kMaxKnown) known_.clear();
-  const auto [place, isNew] = known_.try_emplace(frame, false);
-  if (!isNew) return place->second;
+bool FrameSkips::skips(std::string_view frame) {
   Regex::Match match;
-  place->second = std::any_of(expressions_.begin(), expressions_.end(),
-                              [&](Regex& expression) { return expression.search(frame, match); });
-  return place->second;
+  return std::any_of(expressions_.begin(), expressions_.end(),
+                     [&](Regex& expression) { return expression.search(frame, match); });
 }

@@ -2,7 +2,7 @@
 #define CLI_FLEET_FRAME_SKIPS_H
 
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <vector>
 
 #include "regex/regex.h"
@@ -19,11 +19,10 @@ class FrameSkips {
   void add(const std::string& expression) { expressions_.emplace_back(expression); }
   bool empty() const { return expressions_.empty(); }
 
-  bool skips(const std::string& frame);
+  bool skips(std::string_view frame);
 
  private:
   std::vector<Regex> expressions_;
-  std::unordered_map<std::string, bool> known_;  // answers: frames come again and again
 };
 
 #endif  // CLI_FLEET_FRAME_SKIPS_H

@@ -4,12 +4,15 @@
 #include <utility>
 
 #include "cli/library/no_fingerprint.h"
+#include "cli/log_lines/volatile_tokens.h"
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "stack/stack_tables.h"
 #include "stack/stack_util.h"
 
 namespace {
+
+constexpr size_t kMaxNames = 50'000;
 
 std::string OnOneLine(const std::string& value) {
   std::string line;
@@ -26,11 +29,19 @@ Grouping::Grouping(std::vector<std::string> keys, size_t top, FrameSkips skips)
   if (keys_.empty() && !isByFrames_) keys_ = {kFingerprintKey};
 }
 
-std::vector<std::string> Grouping::framesOf(std::string_view stack) {
+// The line of a stack as a frame that counts; empty when it is none.
+const std::string& Grouping::countedName(std::string_view line) {
+  if (names_.size() > kMaxNames) names_.clear();
+  const auto [place, isNew] = names_.try_emplace(std::string(line));
+  if (isNew && !StackUtil::HasExceptionList(place->first) && !skips_.skips(line)) place->second = MaskedInAll(line);
+  return place->second;
+}
+
+std::vector<std::string> Grouping::framesOf(std::string_view stack, size_t most) {
   std::vector<std::string> frames;
-  for (std::string& line : LinesOf(stack)) {
-    if (top_ > 0 && frames.size() == top_) break;
-    if (!StackUtil::HasExceptionList(line) && !skips_.skips(line)) frames.push_back(std::move(line));
+  while (!stack.empty() && frames.size() < most) {
+    const std::string& name = countedName(TakeLine(stack));
+    if (!name.empty()) frames.push_back(name);
   }
   return frames;
 }
@@ -44,7 +55,8 @@ std::optional<std::string> Grouping::valueOf(const ResultOf& resultOf) {
   }
   if (!isByFrames_) return all;
   const std::optional<std::string> stack = resultOf(kStackKey);
-  const std::vector<std::string> frames = stack ? framesOf(*stack) : std::vector<std::string>();
+  const std::vector<std::string> frames =
+      stack ? framesOf(*stack, top_ > 0 ? top_ : SIZE_MAX) : std::vector<std::string>();
   if (frames.empty()) return std::nullopt;
   for (const std::string& frame : frames) all += (all.empty() ? "" : "\n") + frame;
   return all;

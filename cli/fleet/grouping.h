@@ -2,10 +2,12 @@
 #define CLI_FLEET_GROUPING_H
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "cli/fleet/frame_skips.h"
@@ -24,8 +26,9 @@ class Grouping {
   using ResultOf = std::function<std::optional<std::string>(std::string_view key)>;
   std::optional<std::string> valueOf(const ResultOf& resultOf);
 
-  // The frames of a filtered stack that count.
-  std::vector<std::string> framesOf(std::string_view stack);
+  // The frames of a filtered stack that count, at most `most` of them, with "*" for what differs from one occurrence,
+  // or build, to another.
+  std::vector<std::string> framesOf(std::string_view stack, size_t most = SIZE_MAX);
 
   bool isByFingerprint() const;
   bool isByFrames() const { return isByFrames_; }
@@ -36,10 +39,13 @@ class Grouping {
   std::string name() const;
 
  private:
+  const std::string& countedName(std::string_view line);
+
   std::vector<std::string> keys_;
   size_t top_ = 0;
   bool isByFrames_ = false;
   FrameSkips skips_;
+  std::unordered_map<std::string, std::string> names_;  // of lines, empty where one does not count: they come again
 };
 
 #endif  // CLI_FLEET_GROUPING_H

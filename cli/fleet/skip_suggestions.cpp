@@ -4,22 +4,15 @@
 #include <map>
 #include <string_view>
 
-#include "cli/log_lines/volatile_tokens.h"
+#include "cli/fleet/stack_likeness.h"
 
 namespace {
 
 constexpr size_t kMaxSuggestions = 10;
-constexpr size_t kMinUnlike = 3;  // frames at one depth below the head
-constexpr size_t kMaxDepth = 3;
+constexpr size_t kMinUnlike = 3;          // groups
+constexpr double kUnlikeDistance = 0.65;  // between them, from 0 to 1
 
 using Frames = std::vector<std::string>;
-
-std::string MaskedName(const std::string& frame) {
-  std::string name = frame;
-  for (const TokenKind kind : AllTokenKinds()) name = Masked(name, kind);
-  while (!name.empty() && name.back() == '\n') name.pop_back();
-  return name;
-}
 
 std::string ExpressionFor(const std::string& name) {
   constexpr std::string_view kSpecial = "\\^$.+?()[]{}|";
@@ -40,17 +33,24 @@ std::map<std::string, std::vector<size_t>> GroupsByHead(const std::vector<Frames
   return heads;
 }
 
-// At some depth below the head no frame is that of most groups: the head may be one of a few that come together.
-bool AreUnlike(const std::vector<size_t>& headed, const std::vector<Frames>& stacks) {
-  for (size_t depth = 1; depth <= kMaxDepth; ++depth) {
-    std::map<std::string, size_t> counts;
-    size_t most = 0;
-    for (const size_t i : headed) {
-      if (depth < stacks[i].size()) most = std::max(most, ++counts[stacks[i][depth]]);
-    }
-    if (counts.size() >= kMinUnlike && 2 * most < headed.size()) return true;
+// Whether some of the groups, each of which has a stack like none of the others, are as many as that takes. The stacks
+// are held against each other without the head and what is above it.
+bool AreUnlike(const std::vector<size_t>& headed, const StackLikeness& likeness) {
+  std::vector<size_t> unlike;
+  for (const size_t i : headed) {
+    const bool isUnlike = std::all_of(unlike.begin(), unlike.end(),
+                                      [&](size_t other) { return likeness.distance(i, other) > kUnlikeDistance; });
+    if (isUnlike) unlike.push_back(i);
+    if (unlike.size() == kMinUnlike) return true;
   }
   return false;
+}
+
+std::vector<Frames> WithoutHeads(std::vector<Frames> stacks) {
+  for (Frames& frames : stacks) {
+    if (!frames.empty()) frames.erase(frames.begin());
+  }
+  return stacks;
 }
 
 void NoteMerged(const std::vector<Group>& groups, const std::vector<Frames>& before, const std::vector<Frames>& after,
@@ -73,18 +73,17 @@ void NoteMerged(const std::vector<Group>& groups, const std::vector<Frames>& bef
 std::vector<SkipSuggestion> SuggestSkips(const std::vector<Group>& groups, Grouping& grouping) {
   std::vector<Frames> stacks;
   for (const Group& group : groups) {
-    Frames frames = grouping.framesOf(group.stack);
-    std::transform(frames.begin(), frames.end(), frames.begin(), MaskedName);
-    stacks.push_back(std::move(frames));
+    stacks.push_back(grouping.framesOf(group.stack));
   }
   std::vector<SkipSuggestion> suggestions;
   while (suggestions.size() < kMaxSuggestions) {
+    const StackLikeness likeness(WithoutHeads(stacks));
     SkipSuggestion best;
     std::string name;
     for (const auto& [head, headed] : GroupsByHead(stacks)) {
       size_t logs = 0;
       for (const size_t i : headed) logs += groups[i].count;
-      if (logs <= best.logs || !AreUnlike(headed, stacks)) continue;
+      if (logs <= best.logs || !AreUnlike(headed, likeness)) continue;
       name = head;
       best = {ExpressionFor(head), headed.size(), logs, 0, 0, {groups[headed[0]].first, groups[headed[1]].first}};
     }

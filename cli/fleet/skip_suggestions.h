@@ -9,7 +9,7 @@
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/grouping.h"
 
-// A frame that seems to say nothing: it heads the stacks of many groups that have nothing below it in common.
+// A frame that seems to say nothing: it heads the stacks of several groups that have little below it in common.
 struct SkipSuggestion {
   std::string expression;  // that finds it, whatever its line numbers and the like
   size_t groups = 0;       // that it heads

@@ -56,8 +56,8 @@ std::set<size_t> BridgedLines(const Story& story) {
 
 LineShape ShapeOf(LineLook look, std::string_view line) {
   std::string text = LineForPeople(line);
-  for (const TokenKind kind : AllTokenKinds()) text = Masked(text, kind);
-  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  text = MaskedInAll(text);
+  while (text.ends_with(' ')) text.pop_back();
   return {std::string(NameOf(look)), text};
 }
 

@@ -54,7 +54,7 @@ std::vector<Regex>& PatternsOf(TokenKind kind) {
   return patterns[kind];
 }
 
-std::string MaskedLine(std::string_view line, Regex& pattern) {
+std::string MaskedBy(Regex& pattern, std::string_view line) {
   std::string masked;
   for (Regex::Match match; pattern.search(line, match);) {
     const auto begin = static_cast<size_t>(match.group.data() - line.data());
@@ -62,6 +62,11 @@ std::string MaskedLine(std::string_view line, Regex& pattern) {
     line.remove_prefix(begin + match.group.size());
   }
   return masked.append(line);
+}
+
+std::string MaskedLine(std::string line, TokenKind kind) {
+  for (Regex& pattern : PatternsOf(kind)) line = MaskedBy(pattern, line);
+  return line;
 }
 
 }  // namespace
@@ -95,10 +100,13 @@ std::string_view NameOf(TokenKind kind) {
 
 std::string Masked(std::string_view text, TokenKind kind) {
   std::string masked;
-  ForEachLine(text, [&](size_t, std::string_view original) {
-    std::string line(original);
-    for (Regex& pattern : PatternsOf(kind)) line = MaskedLine(line, pattern);
-    masked += line + "\n";
-  });
+  ForEachLine(text,
+              [&](size_t, std::string_view original) { masked += MaskedLine(std::string(original), kind) + "\n"; });
+  return masked;
+}
+
+std::string MaskedInAll(std::string_view line) {
+  std::string masked(line);
+  for (const TokenKind kind : AllTokenKinds()) masked = MaskedLine(std::move(masked), kind);
   return masked;
 }

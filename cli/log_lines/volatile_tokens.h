@@ -17,4 +17,7 @@ std::string_view NameOf(TokenKind kind);
 // `text` with "*" in place of each token of the kind. Line by line, lines end in a line feed.
 std::string Masked(std::string_view text, TokenKind kind);
 
+// One line, without a line end, with "*" in place of each token of any kind.
+std::string MaskedInAll(std::string_view line);
+
 #endif  // CLI_LOG_LINES_VOLATILE_TOKENS_H

@@ -15,6 +15,13 @@ std::string_view WithoutReturn(std::string_view line) {
 
 }  // namespace
 
+std::string_view TakeLine(std::string_view& text) {
+  const size_t end = std::min(text.find('\n'), text.size());
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return WithoutReturn(line);
+}
+
 std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
   ForEachLine(text, [&lines](size_t, std::string_view line) { lines.emplace_back(WithoutReturn(line)); });

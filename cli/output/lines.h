@@ -18,6 +18,9 @@ void ForEachLine(std::string_view text, Visit visit) {
   }
 }
 
+// Takes the first line off `text` and returns it without its line end.
+std::string_view TakeLine(std::string_view& text);
+
 // The lines, without carriage returns either.
 std::vector<std::string> LinesOf(std::string_view text);
 

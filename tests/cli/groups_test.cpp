@@ -143,4 +143,14 @@ TEST(Grouping, TakesWhatCounts) {
   }
 }
 
+TEST(Grouping, CountsFramesWithoutWhatDiffersFromBuildToBuild) {
+  const TempDir dir;
+  Grouping grouping({}, 0, FrameSkips(dir.write("skips", "Main.kt:7")));
+  const std::string stack =
+      "a.Run(Run.kt:12)\na.Main(Main.kt:7)\na.Main(Main.kt:8)\nlib.so+0x12ab\npc 00000000000012ab b";
+  const std::vector<std::string> frames = {"a.Run(Run.kt:*)", "a.Main(Main.kt:*)", "lib.so+*", "pc * b"};
+  EXPECT_EQ(frames, grouping.framesOf(stack));
+  EXPECT_EQ(std::vector<std::string>(frames.begin(), frames.begin() + 2), grouping.framesOf(stack, 2));
+}
+
 }  // namespace
