@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "analysis/feature_lines.h"
 #include "analysis/last_values.h"
 #include "analysis/line_finder.h"
 #include "analysis/line_info.h"
@@ -42,6 +43,13 @@ class Analysis {
 
   // Takes what is made from the texts of rules out of `cache`, and leaves it there for the next run.
   void use(SearchCache& cache) { cache_ = &cache; }
+
+  // Has the log of `lines` read in place of the frame's, and only what it finds for `feature`: that has all rules of
+  // the frame. REQUIRES: it can be found, and there is no observer.
+  void share(FeatureLines& lines, size_t feature) {
+    shared_ = &lines;
+    feature_ = feature;
+  }
 
   // Counts rules that the frame should have but that cannot come into play, where the log tells the number of rules.
   void setRulesLeftOut(size_t count) { rulesLeftOut_ = count; }
@@ -157,6 +165,7 @@ class Analysis {
   void makeFilter(Scan& scan) const;
   static bool mayLeaveOutLines(const Scan& scan);
   bool skipLines(Scan& scan);
+  bool skipSharedLines(Scan& scan) const;
   bool reachesSkipLimit(Scan& scan);
   static LineFate fateOf(const Scan& scan, const TextLine& line);
   static bool examines(const Scan& scan, const TextLine& line) { return fateOf(scan, line) == LineFate::kExamined; }
@@ -190,6 +199,8 @@ class Analysis {
   size_t window_ = LineReader::kWindow;
   bool keepsNeeded_ = false;
   size_t rulesLeftOut_ = 0;
+  FeatureLines* shared_ = nullptr;
+  size_t feature_ = 0;                                // in it
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression
   RecordList records_;
   std::map<std::string, std::string> templates_;

@@ -10,6 +10,7 @@ namespace {
 
 constexpr int32_t kStatusUnreadable = 1;
 constexpr int32_t kStatusNothingFound = 2;
+constexpr size_t kWindowOfOneLine = 1024;  // bytes read for a line here and there
 
 }  // namespace
 
@@ -31,7 +32,8 @@ bool Analysis::analysisLog() {
 }
 
 void Analysis::match() {
-  const std::unique_ptr<ByteSource> log = OpenLog(frame_->logPath);
+  const std::unique_ptr<ByteSource> own = shared_ == nullptr ? OpenLog(frame_->logPath) : nullptr;
+  ByteSource* const log = shared_ == nullptr ? own.get() : &shared_->log();
   if (log != nullptr && scanWhole(*log)) return;
   status_ = kStatusUnreadable;
   if (observer_ != nullptr) observer_->onUnreadableLog();
@@ -40,7 +42,7 @@ void Analysis::match() {
 
 // False when the log is found cut: then nothing counts as found.
 bool Analysis::scanWhole(ByteSource& log) {
-  LineReader reader(log, window_);
+  LineReader reader(log, shared_ == nullptr ? window_ : std::min(window_, kWindowOfOneLine));
   const bool keepsNeeded = keepsNeeded_ && observer_ == nullptr;
   const auto hasVariables = [this](const FeatureRule& rule) { return hasVariable(rule); };
   // A log of one window is read before any of it is examined, and only variables can miss a record.
@@ -58,7 +60,7 @@ bool Analysis::scanWhole(ByteSource& log) {
   mayPutOff_ = keepsNeeded && !anyVariable;
   rawInfoPosition(reader, 0);
   lastValues_.reset();
-  const bool isWhole = reader.isWhole();
+  const bool isWhole = reader.isWhole() && (shared_ == nullptr || shared_->isWhole());
   if (isWhole && !records_.hasMissed()) return true;
   if (mayStartOver) frame_->rules = rules;
   records_ = records;

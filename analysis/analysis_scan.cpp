@@ -13,8 +13,6 @@ namespace {
 
 constexpr size_t kFewRules = 4;        // so few are tried one by one
 constexpr size_t kLinesForTexts = 12;  // lines on which plain texts are looked for one by one before a filter is made
-constexpr size_t kMaxVain = 64;        // lines evaluated for nothing before the filter is asked to choose anew
-constexpr size_t kSampleSize = 8192;   // bytes of the log by which it chooses
 
 bool IsEmptyOrIndented(std::string_view line) { return line.empty() || line[0] == '\t' || line[0] == ' '; }
 
@@ -33,6 +31,14 @@ struct Analysis::Turn {
 };
 
 struct Analysis::Scan {
+  // Moves to the next line, and returns this one.
+  TextLine takeLine() {
+    const TextLine line = reader.lineAt(pos);
+    pos = line.next;
+    if (line.size() <= kMaxLineLen) ++number;
+    return line;
+  }
+
   LineReader& reader;
   size_t pos;        // beginning of the next line
   int32_t skipStep;  // examined lines without a match after which the scan stops...
@@ -43,18 +49,22 @@ struct Analysis::Scan {
   bool segmentStarted = false;  // changes with the record names only
   bool ranOut = false;          // lines were asked for past the end of the log
 
+  FeatureLines* shared = nullptr;  // null as well from where it has given up
+  size_t sharedCursor = 0;
+  size_t number = 0;  // of lines before `pos`, overlong ones aside, while `shared` is used
+
   std::vector<Turn> turns = {};  // all rules, in their order
   size_t inPlay = 0;
   size_t toTry = 0;                              // rules that wait for their trial: every line counts until then
   std::unique_ptr<RuleFilter> filter = nullptr;  // null as long as all rules are tried on every line
   bool isFilterStale = false;
   size_t triedLines = 0;
-  size_t vain = 0;
-  size_t maxVain = kMaxVain;
+  VainLines vain = {};
 };
 
 size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
   Scan scan{.reader = reader, .pos = begin, .skipStep = skipStep, .left = skipStep};
+  scan.shared = shared_;
   scanLines(scan);
   settleLastValues();
   // A search backwards may have left another line.
@@ -68,8 +78,7 @@ void Analysis::scanLines(Scan& scan) {
     planScan(scan);
     if (mayLeaveOutLines(scan) && !skipLines(scan)) return;
     if (scan.pos >= scan.reader.size()) break;
-    const TextLine line = scan.reader.lineAt(scan.pos);
-    scan.pos = line.next;
+    const TextLine line = scan.takeLine();
     const LineFate fate = fateOf(scan, line);
     tellLine(scan, line, fate);
     if (fate != LineFate::kExamined) continue;
@@ -77,7 +86,7 @@ void Analysis::scanLines(Scan& scan) {
     const size_t recordCount = recordCount_;
     if (FeatureRule* rule = firstMatch(scan)) {
       takeLines(scan, *rule);
-      if (recordCount_ == recordCount) ++scan.vain;
+      if (recordCount_ == recordCount) scan.vain.add(1);
       scan.left = scan.skipStep;
       scan.unmatchedFrom = scan.pos;
     } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
@@ -126,12 +135,11 @@ void Analysis::planScan(Scan& scan) {
   if (observer_ != nullptr || frame_->rules.empty()) return;
   if (scan.filter == nullptr) {
     if (scan.pos < scan.reader.size() && isWorthFilter(scan)) makeFilter(scan);
-  } else if (scan.vain > scan.maxVain) {
+  } else if (scan.vain.areMany() && scan.shared == nullptr) {
     scan.filter->apply();
-    scan.filter->chooseBy(scan.reader.linesFrom(scan.pos).substr(0, kSampleSize));
+    scan.filter->chooseBy(scan.reader.linesFrom(scan.pos).substr(0, VainLines::kSampleSize));
     scan.finder.forget();
-    scan.vain = 0;
-    scan.maxVain *= 4;
+    scan.vain.restart();
   }
   if (scan.filter != nullptr && scan.isFilterStale) {
     scan.filter->apply();
@@ -156,6 +164,7 @@ void Analysis::followNames(Scan& scan) {
 
 // A few lines are searched for a few texts sooner than a filter is made. Making an expression costs more than either.
 bool Analysis::isWorthFilter(const Scan& scan) const {
+  if (scan.shared != nullptr) return scan.inPlay > kFewRules && scan.triedLines >= kLinesForTexts;
   if (cache_->servesManyLogs() || scan.triedLines >= kLinesForTexts) return true;
   return std::any_of(scan.turns.begin(), scan.turns.end(), [](const Turn& turn) {
     return turn.rule != nullptr && turn.wait == Turn::Wait::kNot && FormOf(turn.rule->keyWords) == KeyWordForm::kRegex;
@@ -170,21 +179,22 @@ void Analysis::makeFilter(Scan& scan) const {
     scan.filter->play(i, scan.turns[i].rule != nullptr && scan.turns[i].wait == Turn::Wait::kNot);
   }
   scan.isFilterStale = true;
-  scan.vain = 0;
+  scan.vain = {};
 }
 
 bool Analysis::mayLeaveOutLines(const Scan& scan) {
+  if (scan.shared != nullptr) return true;
   return scan.filter != nullptr && scan.toTry == 0 && !scan.filter->needsEveryLine();
 }
 
 // Moves to the next line worth evaluating and counts the lines on the way. False when the scan stops at one of them.
 bool Analysis::skipLines(Scan& scan) {
+  if (scan.shared != nullptr) return skipSharedLines(scan);
   while (scan.pos < scan.reader.size()) {
     size_t target = scan.pos;
     const bool isFound = scan.finder.next(target, *scan.filter);
     while (scan.pos < target) {
-      const TextLine line = scan.reader.lineAt(scan.pos);
-      scan.pos = line.next;
+      const TextLine line = scan.takeLine();
       if (!examines(scan, line)) continue;
       scan.current = line;
       if (--scan.left == 0 && reachesSkipLimit(scan)) return false;
@@ -194,10 +204,28 @@ bool Analysis::skipLines(Scan& scan) {
   return true;
 }
 
+// The same with the lines that are found for all features. Each of them that a rule matches is found.
+bool Analysis::skipSharedLines(Scan& scan) const {
+  while (scan.pos < scan.reader.size()) {
+    const FeatureLines::Place place = scan.shared->next(feature_, scan.pos, scan.sharedCursor);
+    const size_t passed = place.number - std::min(place.number, scan.number);
+    if (passed >= static_cast<size_t>(scan.left)) return false;
+    scan.left -= static_cast<int32_t>(passed);
+    scan.number += passed;
+    scan.pos = place.begin;
+    if (place.kind == FeatureLines::Place::Kind::kMayMatch) return true;
+    if (place.kind == FeatureLines::Place::Kind::kNothing) continue;
+    scan.shared = nullptr;
+    scan.reader.widen(window_);
+    return true;
+  }
+  return true;
+}
+
 // The filter skips matches that would take nothing, but even those reset the skip counter. Looks for the last such
 // match; when there is one, restarts the count behind it and returns false.
 bool Analysis::reachesSkipLimit(Scan& scan) {
-  if (!mayLeaveOutLines(scan) || !scan.filter->leavesOutMatches()) return true;
+  if (scan.shared != nullptr || !mayLeaveOutLines(scan) || !scan.filter->leavesOutMatches()) return true;
   const TextLine last = scan.current;
   const auto isMatch = [this, &scan](const TextLine& line) {
     if (!examines(scan, line)) return false;
@@ -263,7 +291,7 @@ FeatureRule* Analysis::firstMatch(Scan& scan) {
     }
     if (isKeyWordsMatch(curLine_, *rule)) return rule;
   }
-  ++scan.vain;
+  scan.vain.add(1);
   return nullptr;
 }
 
@@ -282,15 +310,14 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
       scan.ranOut = true;
       break;
     }
-    const TextLine line = scan.reader.lineAt(scan.pos);
-    scan.pos = line.next;
+    const TextLine line = scan.takeLine();
     tellLine(scan, line, LineFate::kSpanned);
     makeCurrent(scan, line);
     // Such a line is not kept.
     if (line.size() > kMaxLineLen) settleLastValues();
     parseLineByParam(curLine_, rule);
   }
-  if (lastValues_ != nullptr && lastValues_->isFull()) scan.vain += settleLastValues();
+  if (lastValues_ != nullptr && lastValues_->isFull()) scan.vain.add(settleLastValues());
   if (!done || rule.command != kPlainCommand) return;
   if (observer_ != nullptr) observer_->onSpent(rule);
   retire(scan, rule);

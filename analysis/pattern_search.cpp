@@ -47,11 +47,6 @@ bool ActsByParamsOnly(const FeatureRule& rule) {
                       [](const auto& param) { return IsStackPattern(param.second); });
 }
 
-// A rule is not in play before its variables are filled, and has another text then.
-bool HoldsVariable(const std::string& keyWords) {
-  return keyWords.find(kOpenMark) != std::string::npos && keyWords.find(kCloseMark) != std::string::npos;
-}
-
 // What a line must hold to yield one of the parameters.
 std::optional<RegexNode> YieldPattern(const FeatureRule& rule, size_t widestLoop) {
   RegexNode any = ChoiceOf({});
@@ -123,6 +118,7 @@ void PatternSearch::readRules() {
 
 PatternSearch::Conditions PatternSearch::read(const FeatureRule& rule) {
   Conditions conditions;
+  // Such a rule is not in play before its variables are filled, and has another text then.
   if (HoldsVariable(rule.keyWords)) return conditions;
   std::optional<std::vector<RegexNode>> stretches = KeyWordStretches(rule.keyWords, widestLoop_);
   // Keywords that cannot be read may be invalid: they have to be applied to the very next line, so that the error comes
@@ -194,6 +190,10 @@ void PatternSearch::setInPlay(const std::vector<bool>& inPlay) {
   }
   if (texts_ == nullptr) return lookForChosen();
   onlyLiteral_ = texts_->onlyText(inPlay_);
+}
+
+bool PatternSearch::hasCondition(size_t rule) const {
+  return texts_ != nullptr ? texts_->hasTexts(rule) : conditions_[rule].chosen != kNone;
 }
 
 void PatternSearch::lookForChosen() {

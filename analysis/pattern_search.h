@@ -20,6 +20,23 @@
 // Empty when the regular expression cannot be read.
 std::optional<RegexNode> ReadKeyWords(std::string_view keyWords);
 
+// Counts lines that were found for nothing, until they are so many that a search should choose anew by a sample.
+class VainLines {
+ public:
+  static constexpr size_t kSampleSize = 8192;  // bytes
+
+  void add(size_t lines) { count_ += lines; }
+  bool areMany() const { return count_ > most_; }
+  void restart() {
+    count_ = 0;
+    most_ *= 4;
+  }
+
+ private:
+  size_t count_ = 0;
+  size_t most_ = 64;
+};
+
 // Finds the lines that a list of rules may do something with, in one pass for all of them. Each rule has necessary
 // conditions, derived from its text alone: stretches all of which a line that it matches holds, and what a match must
 // hold to yield anything. One of them, the rarest as far as known, is looked for. What is made of the rules serves
@@ -32,6 +49,9 @@ class PatternSearch {
 
   // Which rules count from now on, one element per rule; at first none does.
   void setInPlay(const std::vector<bool>& inPlay);
+
+  // False for a rule that may do something on any line. Only asked of rules that are or were in play.
+  bool hasCondition(size_t rule) const;
 
   // True when no line can be left out: a rule in play may do something on any.
   bool needsEveryLine() const { return needsEveryLine_; }

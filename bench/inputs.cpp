@@ -218,7 +218,7 @@ Workload CountedStates() {
           "abbabaabbbabaababbababbabaabbabbabaabbbabaababbababbabaabb "};
 }
 
-Workload LastValues(size_t count) {
+Workload LastValuesEverywhere(size_t count) {
   Workload workload{std::to_string(count) + " \"@L@\" parameters on every line",
                     {SegmentRule("all", ": ", "@L@(\\w+)$")}};
   for (size_t i = 1; i < count; ++i) workload.rules.front().params["v_" + std::to_string(i)] = "@L@uid=(\\d+)";

@@ -45,7 +45,7 @@ Workload CommonFronts(size_t count, bool asExpressions);
 Workload ManyStates(size_t count);
 Workload CountedStates();
 // Parameters whose last value counts, all of them on every line.
-Workload LastValues(size_t count);
+Workload LastValuesEverywhere(size_t count);
 // Stack records, each of which is asked for.
 Workload StackRecords(size_t count);
 

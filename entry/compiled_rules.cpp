@@ -7,6 +7,7 @@
 
 #include "analysis/analysis.h"
 #include "entry/kestrix.h"
+#include "entry/shared_log.h"
 #include "rules/piled_frame.h"
 #include "rules/rule.h"
 #include "rules/rule_syntax.h"
@@ -44,6 +45,7 @@ std::map<std::string, std::string> CompiledRules::analysis(const AnalyzedLog& lo
   }
   const std::list<AssembleEntry> entries = rule.getAssembleRule();
   FrameStore frames(rule.getPiledFrames(), entries, observer != nullptr);
+  SharedLog shared(rule.getPiledFrames(), entries);
   for (const AssembleEntry& entry : entries) {
     FrameStore::Frame& built = frames.begin(entry.featureId);
     FeatureFrame& frame = built.frame;
@@ -53,6 +55,7 @@ std::map<std::string, std::string> CompiledRules::analysis(const AnalyzedLog& lo
     run.observe(observer);
     run.keepNeededRecords();
     run.setRulesLeftOut(built.leftOut);
+    if (observer == nullptr) shared.join(entry.featureId, run);
     if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
     frames.end(entry.featureId);
     cache_.keepWithin(kMaxWhileRunning);

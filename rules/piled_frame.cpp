@@ -51,9 +51,13 @@ FrameStore::Frame& FrameStore::begin(const std::string& id) {
 }
 
 // A copy comes into play only behind one that a match has changed, so the n-th match falls into one of the first n.
-void FrameStore::build(const PiledFrame& piled, Frame& frame) const {
+void FrameStore::build(const PiledFrame& piled, Frame& frame) {
   size_t most = piled.piles;
-  if (!whole_ && most > 1) most = std::min(most, CountLines(piled.once->logPath) * frame.runsLeft + 1);
+  if (!whole_ && most > 1) {
+    const auto [lines, isNew] = lineCounts_.try_emplace(piled.once->logPath);
+    if (isNew) lines->second = CountLines(lines->first);
+    most = std::min(most, lines->second * frame.runsLeft + 1);
+  }
   frame.frame = piled.build(most);
   frame.leftOut = (piled.piles - most) * piled.once->rules.size();
 }

@@ -43,11 +43,12 @@ class FrameStore {
   void end(const std::string& id);
 
  private:
-  void build(const PiledFrame& piled, Frame& frame) const;
+  void build(const PiledFrame& piled, Frame& frame);
 
   const std::map<std::string, PiledFrame>& piled_;
   std::map<std::string, size_t> runs_;
   std::map<std::string, Frame> built_;
+  std::map<std::string, size_t> lineCounts_;  // by the paths of logs
   const bool whole_;
 };
 

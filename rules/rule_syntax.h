@@ -98,6 +98,11 @@ inline constexpr char kOpenMark[] = "@{";
 inline constexpr char kCloseMark[] = "}@";
 inline constexpr size_t kMaxRuleText = 64 * 1024;  // bytes of a text past which no variable in it is filled any more
 
+// Whether a text has variables, filled or not.
+constexpr bool HoldsVariable(std::string_view text) {
+  return text.find(kOpenMark) != std::string_view::npos && text.find(kCloseMark) != std::string_view::npos;
+}
+
 // The variable that the record `name` fills.
 std::string VariableOf(const std::string& name);
 

@@ -30,6 +30,9 @@ class LineReader {
 
   size_t size() const { return size_; }
 
+  // Reads so many bytes at a time from now on. REQUIRES: no fewer than before.
+  void widen(size_t window) { window_ = window; }
+
   // The line that begins at `begin`, which is below size(). One that the buffer cannot hold is passed through it.
   TextLine lineAt(size_t begin) {
     if (begin >= held_ && begin < heldEnd_) {
@@ -68,7 +71,7 @@ class LineReader {
   void fail();
 
   ByteSource& source_;
-  const size_t window_;
+  size_t window_;
   size_t size_;
   std::string buffer_;
   size_t held_ = 0;  // the buffer holds the log from here...

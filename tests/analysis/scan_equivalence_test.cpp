@@ -150,13 +150,15 @@ std::string Show(const std::list<FeatureRule>& rules) {
 }
 
 // The results of a run over the file that keeps all records, or what can matter of them.
-std::map<std::string, std::string> Results(FeatureFrame frame, bool keepsNeeded, size_t window) {
+std::map<std::string, std::string> Results(FeatureFrame frame, bool keepsNeeded, size_t window,
+                                           FeatureLines* shared = nullptr, size_t feature = 0) {
   std::map<std::string, std::string> templates;
   for (const char* rule : {"r1", "r2", "LayerOneCmd", "r3"}) {
     for (const char* key : {"v_a", "v_b"}) templates[RecordName(rule, key)] = RecordName(rule, key);
   }
   Analysis engine(1, "event", &frame, templates);
   if (keepsNeeded) engine.keepNeededRecords();
+  if (shared != nullptr) engine.share(*shared, feature);
   engine.setWindow(window);
   engine.analysisLog();
   auto results = engine.getResult();
@@ -196,6 +198,35 @@ TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
 
     untouched.logPath = dir.write("log", log);
     ASSERT_EQ(Results(untouched, false, window), Results(untouched, true, window)) << shown;
+  }
+}
+
+TEST(Scan, FindsTheSameForManyFeaturesTogether) {
+  const TempDir dir;
+  for (int i = 0; i < CaseCount("KESTRIX_SCAN_CASES", 800); ++i) {
+    Generator generator(static_cast<unsigned>(i));
+    std::vector<FeatureFrame> frames(1 + generator.below(5));
+    const std::string log = generator.log();
+    const std::string path = dir.write("log", log);
+    std::vector<const FeatureFrame*> all;
+    for (FeatureFrame& frame : frames) {
+      frame = generator.frame();
+      frame.logPath = path;
+      all.push_back(&frame);
+    }
+    const size_t window = generator.oneIn(3) ? LineReader::kWindow : 1 + generator.below(4096);
+    const auto source = OpenLog(path);
+    if (source == nullptr) continue;
+    FeatureLines shared(*source, window, all);
+    for (size_t k = 0; k < frames.size(); ++k) {
+      const size_t feature = i % 2 == 0 ? k : frames.size() - 1 - k;
+      if (!shared.canFind(feature)) continue;
+      const auto expected = Results(frames[feature], true, window);
+      ASSERT_EQ(expected, Results(frames[feature], true, window, &shared, feature))
+          << "case " << i << ", skip " << frames[feature].skip << "\n"
+          << Show(frames[feature].rules) << "log:\n"
+          << log.substr(0, 4000);
+    }
   }
 }
 

@@ -93,4 +93,53 @@ TEST_F(WarmRules, AreReadAgainWhenAFileHasChanged) {
   EXPECT_EQ((TextMap{{"K", "1"}}), answer());
 }
 
+// Features whose rules differ in what the lines for them depend on.
+const char* const kFeatures[] = {
+    R"j("rules":[{"name":"r%","keyWords":"event 7001 ","v_a":"(\\d+)$"}])j",
+    R"j("rules":[{"name":"r%","keyWords":"@R@event 12(\\d)0 ","v_a":"of (\\d+)"}])j",
+    R"j("skip":900,"rules":[{"name":"r%","keyWords":"event 400 ","v_a":"(\\d+)$"},
+                            {"name":"s%","keyWords":"event 901 ","v_a":"(\\d+)$"}])j",
+    R"j("rules":[{"name":"r%","keyWords":"event 50 ","v_a":"(\\d+)$"},
+                 {"name":"s%","keyWords":"of @{r%.v_a}@","v_a":"event (\\d+)"}])j",
+    R"j("rules":[{"name":"r%","keyWords":"","v_a":"event (33\\d\\d)"}])j",
+    R"j("segmentRule":[{"name":"r%","keyWords":"event ","v_a":"@L@event (\\d+)"}],"rules":[])j",
+    R"j("rules":[{"name":"LayerOneCmd%","keyWords":"event 60 ","v_a":"(\\d+)$"},
+                 {"name":"s%","keyWords":" event 62 ","v_a":"(\\d+)$"}])j",
+    R"j("segmentRule":[{"name":"r%","keyWords":"event 9","v_a":"@L@of (\\d+)","num":3}],
+        "rules":[{"name":"s%","keyWords":"event 9001","depend":"r%","v_a":"(\\d+)"}])j",
+};
+
+TEST_F(WarmRules, AnswerForManyFeaturesAsForEachAlone) {
+  std::string log, match, all;
+  for (int i = 0; i < 9500; ++i) {
+    log += (i == 61 ? "\tan event 62 of 3\n" : "") + ("event " + std::to_string(i)) + " of " +
+           std::to_string(i * 7 % 1000) + "\nand " + std::to_string(i) + "\n";
+  }
+  const std::string path = dir_.write("log", log);
+  std::vector<std::string> templates;
+  for (size_t i = 0; i < 16; ++i) {
+    const std::string number = std::to_string(i);
+    std::string rules = kFeatures[i % std::size(kFeatures)];
+    for (size_t pos = 0; (pos = rules.find('%', pos)) != std::string::npos;) rules.replace(pos, 1, number);
+    match += (i == 0 ? "{" : ",") + ("\"featureFrame" + number) + R"j(":{"dirOrFile":"x","featureId":"F_e_)j" +
+             std::to_string(100 + i) + "\"," + rules + "}";
+    std::string results;
+    for (const std::string name : {"r", "s", "LayerOneCmd"}) {
+      results += (results.empty() ? "{\"" : ",\"") + name + number + "\":\"" + name + number + ".v_a\"";
+    }
+    templates.push_back("\"F_e_" + std::to_string(100 + i) + "\":" + results + "}");
+    all += (i == 0 ? "" : ",") + templates.back();
+  }
+  dir_.write("match_rule.json", match + "}");
+  TextMap expected;
+  for (const std::string& one : templates) {
+    dir_.write("assemble_rule.json", "{\"e\":{" + one + "}}");
+    const TextMap alone = Kestrix::analysis(path, dir_.path(), "e");
+    expected.insert(alone.begin(), alone.end());
+  }
+  dir_.write("assemble_rule.json", "{\"e\":{" + all + "}}");
+  EXPECT_GT(expected.size(), 15u);
+  EXPECT_EQ(expected, Kestrix::analysis(path, dir_.path(), "e"));
+}
+
 }  // namespace
