@@ -184,12 +184,12 @@ class KeyWordCheck {
     }
     const auto& [piece, isCertain] = *sign;
     Finding& finding = add(Code::kPlainExpression, keyWords.json.span(term.offset + piece.offset, piece.text.size()),
-                           Quoted(piece.text) + " is plain text here; an expression begins with \"@R@\"");
+                           Quoted(piece.text) + " is plain text here; an expression begins with " + Quoted(kRegexMark));
     if (!isCertain || form == KeyWordForm::kOr) finding.severity = Severity::kWarning;
     // Behind the mark every other sign counts too, so this is not for texts with signs that were meant as such.
     if (form == KeyWordForm::kText && keyWords.json.text.find_first_of("()[]{}?+") == std::string::npos) {
       const size_t begin = keyWords.json.span(0, 1).begin;
-      finding.fix = Fix{{begin, begin}, "@R@"};
+      finding.fix = Fix{{begin, begin}, std::string(kRegexMark)};
     }
   }
 

@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr std::string_view kMarkLetters = "RLT|&";
+// What stands between the two "@".
+constexpr char kMarkLetters[] = {kRegexMark[1], kLastMark[1], kStackMark[1], kOrMark[1], kAndMark[1]};
 
 // A mark in a text, complete or as somebody may have meant it.
 struct Mark {
@@ -26,7 +27,9 @@ size_t SkipBlanks(std::string_view text, size_t pos) {
 
 char UpperOf(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-bool IsMarkLetter(char c) { return kMarkLetters.find(UpperOf(c)) != std::string_view::npos; }
+bool IsMarkLetter(char c) {
+  return std::find(std::begin(kMarkLetters), std::end(kMarkLetters), UpperOf(c)) != std::end(kMarkLetters);
+}
 
 std::string MarkOf(char letter) { return {'@', UpperOf(letter), '@'}; }
 
@@ -36,7 +39,7 @@ Mark MarkAt(std::string_view text, size_t at) {
   const auto byte = [text](size_t pos) { return pos < text.size() ? text[pos] : '\0'; };
   if (byte(at) == '@') {
     const size_t letter = SkipBlanks(text, at + 1);
-    if (!IsMarkLetter(byte(letter)) || byte(letter) == '\0') return {};
+    if (!IsMarkLetter(byte(letter))) return {};
     const size_t close = SkipBlanks(text, letter + 1);
     if (byte(close) == '@') {
       const std::string meant = MarkOf(byte(letter));
@@ -116,7 +119,8 @@ class MarkCheck {
         addWrongPlace(keyWords, mark, "is plain text here; it counts at the start of the keywords only");
       } else if (form == KeyWordForm::kOr && mark.meant == kAndMark) {
         findings_.add(Code::kMarksMixed, model_.matchFile, keyWords.json.span(mark.offset, mark.size),
-                      "\"@&@\" is plain text in an expression with \"@|@\": this term is never found");
+                      Quoted(kAndMark) + " is plain text in an expression with " + Quoted(kOrMark) +
+                          ": this term is never found");
       }
     }
     checkUnknownMark(keyWords);
@@ -142,12 +146,13 @@ class MarkCheck {
                            : "does not separate terms of an expression; write \".*\"")
             .fix = Fix{pattern.json.span(mark.offset, mark.size), isOr ? "|" : ".*"};
       } else if (mark.meant == kLastMark) {
-        if (++lastMarks > 1) addWrongPlace(pattern, mark, "is plain text behind the first \"@L@\"");
+        if (++lastMarks > 1) addWrongPlace(pattern, mark, "is plain text behind the first " + Quoted(kLastMark));
         if (lastMarks == 1) checkFrontOfLast(pattern, mark);
       } else if (++stackMarks > 1) {
-        addUseless(pattern, mark, "a second \"@T@\" has no effect");
+        addUseless(pattern, mark, "a second " + Quoted(kStackMark) + " has no effect");
       } else if (mark.offset > 0 && lastMarks == 0) {
-        addUseless(pattern, mark, "\"@T@\" is taken out of the expression wherever it stands; put it in front");
+        addUseless(pattern, mark,
+                   Quoted(kStackMark) + " is taken out of the expression wherever it stands; put it in front");
       }
     }
     checkNothingBehind(pattern);
@@ -168,7 +173,7 @@ class MarkCheck {
           continue;
         }
         findings_.add(Code::kVariableUnclosed, model_.matchFile, text.json.span(pos, 2),
-                      "no \"@{\" stands in front of this \"}@\"");
+                      "no " + Quoted(kOpenMark) + " stands in front of this " + Quoted(kCloseMark));
       }
     };
     for (const Variable& variable : VariablesOf(text.text())) {
@@ -177,7 +182,7 @@ class MarkCheck {
       if (variable.isClosed) continue;
       findings_.add(Code::kVariableUnclosed, model_.matchFile,
                     text.json.span(variable.begin, variable.end - variable.begin),
-                    "this variable has no closing \"}@\"");
+                    "this variable has no closing " + Quoted(kCloseMark));
       return;
     }
     report(begin, text.text().size());
@@ -232,20 +237,22 @@ class MarkCheck {
     const std::string front = pattern.text().substr(0, mark.offset);
     if (front.empty()) return;
     const Span span = pattern.json.span(0, mark.offset);
+    const std::string why = "what stands in front of " + Quoted(kLastMark) + " is dropped";
+    const std::string bothMarks = std::string(kLastMark) + std::string(kStackMark);
     if (front.find(kStackMark) != std::string::npos) {
       findings_
           .add(Code::kMarkBroken, model_.matchFile, span,
-               "what stands in front of \"@L@\" is dropped, \"@T@\" too; write \"@L@@T@\"")
-          .fix = Fix{{span.begin, pattern.json.span(mark.offset, mark.size).end}, "@L@@T@"};
+               why + ", " + Quoted(kStackMark) + " too; write " + Quoted(bothMarks))
+          .fix = Fix{{span.begin, pattern.json.span(mark.offset, mark.size).end}, bothMarks};
     } else if (mark.offset + mark.size == pattern.text().size()) {
       findings_
           .add(Code::kValueEmpty, model_.matchFile, pattern.json.span(mark.offset, mark.size),
-               "nothing stands behind \"@L@\", and what stands in front of it is dropped; write " +
-                   Quoted("@L@" + front))
+               "nothing stands behind " + Quoted(kLastMark) + ", and what stands in front of it is dropped; write " +
+                   Quoted(std::string(kLastMark) + front))
           .fix = Fix{{span.begin, pattern.json.span(mark.offset, mark.size).end},
-                     "@L@" + model_.matchFile.text.substr(span.begin, span.end - span.begin)};
+                     std::string(kLastMark) + model_.matchFile.text.substr(span.begin, span.end - span.begin)};
     } else {
-      findings_.add(Code::kMarkUseless, model_.matchFile, span, "what stands in front of \"@L@\" is dropped");
+      findings_.add(Code::kMarkUseless, model_.matchFile, span, why);
     }
   }
 
@@ -257,7 +264,8 @@ class MarkCheck {
     if (!isEmptyLast && !isEmptyStack) return;
     findings_.add(Code::kValueEmpty, model_.matchFile, pattern.span,
                   std::string("no expression stands behind ") +
-                      (isEmptyStack ? "\"@T@\": the stack" : "\"@L@\": the value") + " is always empty");
+                      (isEmptyStack ? Quoted(kStackMark) + ": the stack" : Quoted(kLastMark) + ": the value") +
+                      " is always empty");
   }
 
   const RuleModel& model_;

@@ -96,7 +96,7 @@ class PathCheck {
           Fix{text.json.span(dir.front() == ' ' ? 0 : dir.size() - 1, 1), ""};
     } else if (mark != std::string::npos) {
       never(text.json.span(mark, kOrMark.size()),
-            "\"dirOrFile\" is one path: \"@|@\" separates alternatives in \"subcataLog\" only");
+            "\"dirOrFile\" is one path: " + Quoted(kOrMark) + " separates alternatives in \"subcataLog\" only");
     } else if (isFile && HoldsExpression(dir)) {
       never(text.span,
             "without \"subcataLog\" this is the path of the log itself, and no expression: there is no such file");
@@ -158,16 +158,17 @@ class PathCheck {
       const size_t from = offset > 0 && text[offset - 1] == '@' ? offset - 1 : offset;
       const size_t to = offset + 1 < text.size() && text[offset + 1] == '@' ? offset + 2 : offset + 1;
       never(span(from, to - from),
-            hasHalf ? "did you mean \"@|@\"? This is no separator"
-                    : "\"|\" divides the whole path, directory and all; alternatives are separated by \"@|@\"")
-          .fix = Fix{span(from, to - from), "@|@"};
+            hasHalf
+                ? "did you mean " + Quoted(kOrMark) + "? This is no separator"
+                : "\"|\" divides the whole path, directory and all; alternatives are separated by " + Quoted(kOrMark))
+          .fix = Fix{span(from, to - from), std::string(kOrMark)};
       return true;
     }
     if (sign == '%') {
       likely(span(offset, 1), "nothing is filled in for \"%\": it is part of a name");
     } else if (std::string_view(",; ").find(sign) != std::string_view::npos) {
-      likely(span(offset, 1),
-             "alternatives are separated by \"@|@\"; this " + Quoted(std::string(1, sign)) + " is part of a name");
+      likely(span(offset, 1), "alternatives are separated by " + Quoted(kOrMark) + "; this " +
+                                  Quoted(std::string(1, sign)) + " is part of a name");
     } else if (sign == '^' || !isAtEnd) {
       never(span(offset, 1),
             "the expression begins with the directory and has to take the whole path: no log passes with \"" +
@@ -215,7 +216,7 @@ class PathCheck {
     for (const std::string_view mark : {kRegexMark, kAndMark, kLastMark, kStackMark}) {
       const size_t at = text.find(mark);
       if (at == std::string::npos) continue;
-      never(span(at, mark.size()), Quoted(mark) + " is plain text in a path; only \"@|@\" counts here");
+      never(span(at, mark.size()), Quoted(mark) + " is plain text in a path; only " + Quoted(kOrMark) + " counts here");
       return true;
     }
     if (segments.empty()) {

@@ -390,7 +390,8 @@ class ValueCheck {
                                        [](const Source& s) { return IsStackPattern(s.param->pattern.text()); });
       if (isStack) {
         add(Code::kVariableOfStack, span,
-            "the record " + Quoted(variable.name) + " notes a place for \"@T@\": its value is always empty");
+            "the record " + Quoted(variable.name) + " notes a place for " + Quoted(kStackMark) +
+                ": its value is always empty");
       } else if (isExpression) {
         checkFilling(text, variable, span, sources->second);
       }

@@ -256,10 +256,11 @@ std::string ShapeOf(std::string_view line, const LineParts& parts) {
 }
 
 std::string ExceptionKeyWords(std::string_view name) {
+  std::string keyWords = std::string(kRegexMark) + R"(\w\.[A-Z][\w$]*)";
   for (const std::string_view ending : {"Exception", "Error"}) {
-    if (name.ends_with(ending)) return R"(@R@\w\.[A-Z][\w$]*)" + std::string(ending) + R"((?:: |(?!.)))";
+    if (name.ends_with(ending)) keyWords += ending;
   }
-  return R"(@R@\w\.[A-Z][\w$]*(?:: |(?!.)))";
+  return keyWords + R"((?:: |(?!.)))";
 }
 
 }  // namespace
