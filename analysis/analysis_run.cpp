@@ -82,7 +82,7 @@ void Analysis::rawInfoPosition(std::stringstream& content) {
 
 // Returns the beginning of the last line that was asked for.
 size_t Analysis::rawInfoPosition(LineReader& reader, size_t begin) {
-  const int32_t skipStep = frame_->skip >= 1 ? frame_->skip : kDefaultSkip;
+  const int32_t skipStep = SkipLimit(frame_->skip);
   KESTRIX_LOG(ANDROID_LOG_INFO, "<%d> skipStep(%d) rules_size(%zu).", pid_, skipStep,
               frame_->rules.size() + rulesLeftOut_);
   return scanFrom(reader, begin, skipStep);

@@ -8,7 +8,7 @@
 
 // A lazily built DFA. All patterns are compiled into one NFA, whose matches bear the pattern's number; a state of the
 // DFA is the set of NFA nodes that some text leads to, and is built when a text first does. Since a match may begin at
-// any byte, the nodes that patterns begin with belong to every state (floating_): they are left out of the sets.
+// any byte, the nodes that patterns begin with belong to every state (unanchored_): they are left out of the sets.
 //
 // Each state has a row in two tables of transitions. The plain inner loop looks at the fast one only, in which a
 // transition that has not been built, and one to a state with a match, lead to the trap state in row 0. The exact one
@@ -58,10 +58,10 @@ LineAutomaton::LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxT
   marks_.resize(nodes_.size());
   wanted_.assign(patterns.size(), true);
   ++closure_;
-  for (const uint32_t start : starts_) close(start, false, floating_);
-  floatingSteps_.resize(rowLen_);
+  for (const uint32_t start : starts_) close(start, false, unanchored_);
+  unanchoredSteps_.resize(rowLen_);
   reset();
-  everyLineTakers_ = matchesIn(stepAtLineEnd(floating_, false));
+  everyLineTakers_ = matchesIn(stepAtLineEnd(unanchored_, false));
   const std::vector<uint32_t>& atStart = hits_[initial_ / rowLen_];
   everyLineTakers_.insert(everyLineTakers_.end(), atStart.begin(), atStart.end());
   takesEveryLine_ = holdsWanted(everyLineTakers_);
@@ -192,7 +192,7 @@ void LineAutomaton::close(uint32_t node, bool atLineStart, NodeSet& set) {
 LineAutomaton::NodeSet LineAutomaton::stepAtLineEnd(const NodeSet& from, bool atLineStart) {
   NodeSet reached = from;
   if (!hasLineEnds_) return reached;
-  if (atLineStart) reached.insert(reached.end(), floating_.begin(), floating_.end());
+  if (atLineStart) reached.insert(reached.end(), unanchored_.begin(), unanchored_.end());
   ++closure_;
   for (size_t i = 0; i < reached.size(); ++i) {
     const Node& node = nodes_[reached[i]];
@@ -220,7 +220,7 @@ LineAutomaton::State LineAutomaton::step(State from, uint8_t byteClass) {
   NodeSet set;
   ++closure_;
   stepBy(*setOf_[from / rowLen_], byteClass, set);
-  const State to = set.empty() ? stateOfFloating(byteClass) : stateOf(withFloating(std::move(set), byteClass));
+  const State to = set.empty() ? stateOfUnanchored(byteClass) : stateOf(withUnanchored(std::move(set), byteClass));
   if (to == kStop) return kStop;
   exact_[from + byteClass] = hits_[to / rowLen_].empty() ? to : to | kMarked;
   if (!stopsAt(to)) fast_[from + byteClass] = to;
@@ -228,17 +228,17 @@ LineAutomaton::State LineAutomaton::step(State from, uint8_t byteClass) {
 }
 
 // The state in which no match that began before the byte can go on: most bytes lead to it.
-LineAutomaton::State LineAutomaton::stateOfFloating(uint8_t byteClass) {
-  if (floatingStates_[byteClass] == kStop) floatingStates_[byteClass] = stateOf(withFloating({}, byteClass));
-  return floatingStates_[byteClass];
+LineAutomaton::State LineAutomaton::stateOfUnanchored(uint8_t byteClass) {
+  if (unanchoredStates_[byteClass] == kStop) unanchoredStates_[byteClass] = stateOf(withUnanchored({}, byteClass));
+  return unanchoredStates_[byteClass];
 }
 
 // Adds what matches that begin with the byte go on with. The nodes of `set` are those that the closure has visited.
-LineAutomaton::NodeSet LineAutomaton::withFloating(NodeSet set, uint8_t byteClass) {
-  std::optional<NodeSet>& known = floatingSteps_[byteClass];
+LineAutomaton::NodeSet LineAutomaton::withUnanchored(NodeSet set, uint8_t byteClass) {
+  std::optional<NodeSet>& known = unanchoredSteps_[byteClass];
   if (!known) {
     ++closure_;
-    stepBy(floating_, byteClass, known.emplace());
+    stepBy(unanchored_, byteClass, known.emplace());
     ++closure_;
     for (const uint32_t node : set) marks_[node] = closure_;
   }
@@ -289,7 +289,7 @@ bool LineAutomaton::makeRoom() {
 
 void LineAutomaton::reset() {
   exhausted_ = false;
-  floatingStates_.assign(rowLen_, kStop);
+  unanchoredStates_.assign(rowLen_, kStop);
   states_.clear();
   setOf_ = {nullptr};
   hits_ = {{}};
@@ -301,7 +301,7 @@ void LineAutomaton::reset() {
   exact_.assign(rowLen_, kStop);
   NodeSet set;
   ++closure_;
-  for (const uint32_t node : floating_) marks_[node] = closure_;
+  for (const uint32_t node : unanchored_) marks_[node] = closure_;
   for (const uint32_t start : starts_) close(start, true, set);
   initial_ = rowLen_;
   stateOf(std::move(set));

@@ -71,8 +71,8 @@ class LineAutomaton {
   std::vector<uint32_t> matchesIn(const NodeSet& set) const;
 
   State step(State from, uint8_t byteClass);
-  State stateOfFloating(uint8_t byteClass);
-  NodeSet withFloating(NodeSet set, uint8_t byteClass);
+  State stateOfUnanchored(uint8_t byteClass);
+  NodeSet withUnanchored(NodeSet set, uint8_t byteClass);
   State stateOf(NodeSet set);
   bool makeRoom();
   void reset();
@@ -90,9 +90,9 @@ class LineAutomaton {
   std::vector<uint32_t> starts_;        // per pattern, its first node
   std::array<uint8_t, 256> classOf_{};  // bytes that no pattern tells apart share a class
   std::vector<uint8_t> byteOf_;         // a byte of each class
-  NodeSet floating_;                    // nodes that belong to every state: a match may begin at any byte
-  std::vector<std::optional<NodeSet>> floatingSteps_;  // per class, what follows them; built when first needed
-  std::vector<State> floatingStates_;      // per class, the state of those alone; kStop when it is not built
+  NodeSet unanchored_;                  // nodes that belong to every state: a match may begin at any byte
+  std::vector<std::optional<NodeSet>> unanchoredSteps_;  // per class, what follows them; built when first needed
+  std::vector<State> unanchoredStates_;    // per class, the state of those alone; kStop when it is not built
   bool takesEveryLine_ = false;            // a pattern that is looked for does
   std::vector<uint32_t> everyLineTakers_;  // patterns
   std::vector<bool> wanted_;

@@ -41,6 +41,7 @@ inline constexpr std::string_view kPathSeparator = "/";
 
 // The lines examined in a row without a match after which a scan stops, unless the entry has a "skip" of 1 or more.
 inline constexpr int32_t kDefaultSkip = 32000;
+constexpr int32_t SkipLimit(int32_t skip) { return skip >= 1 ? skip : kDefaultSkip; }
 
 // --- Rules ---
 

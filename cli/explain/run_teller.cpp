@@ -44,7 +44,7 @@ void RunTeller::onRun(const std::string& featureId, const FeatureFrame& frame, c
   story_.runs.emplace_back();
   this->run().featureId = featureId;
   this->run().logPath = frame.logPath;
-  this->run().skip = frame.skip >= 1 ? frame.skip : kDefaultSkip;
+  this->run().skip = SkipLimit(frame.skip);
   addRules(frame);
   this->run().log = logOf(frame.logPath);
   planTemplates();
