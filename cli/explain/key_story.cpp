@@ -87,17 +87,6 @@ class RecordTracer {
     return names;
   }
 
-  std::string filled(std::string text) const {
-    for (const RecordStory& record : run_.records) {
-      const std::string variable = VariableOf(record.name);
-      for (size_t at = text.find(variable); at != std::string::npos && text.size() < kMaxRuleText;
-           at = text.find(variable, at + record.value.size())) {
-        text.replace(at, variable.size(), record.value);
-      }
-    }
-    return text;
-  }
-
   void addVariables(const RuleStory& rule, RecordWay& way) const {
     std::set<std::string> known;
     for (const Variable& variable : VariablesOf(rule.keyWords + "\n" + rule.depend + "\n" + way.pattern)) {
@@ -108,15 +97,22 @@ class RecordTracer {
     }
   }
 
-  // The rule selected lines, but its expression took nothing from them.
-  void tellMissingParam(const RuleStory& rule, const std::string& param, RecordWay& way) const {
+  // The first time that the parameter was looked for; null when that has not been kept.
+  static const ParamStory* firstOf(const RuleStory& rule, const std::string& param) {
     for (const SelectedLine& selected : rule.selected.kept) {
       for (const ParamStory& told : selected.params.kept) {
-        if (told.key == param && way.line.number == 0) way.line = told.line;
+        if (told.key == param) return &told;
       }
     }
-    if (way.line.number == 0) way.line = rule.selected.kept.front().line;
-    const std::string expression = filled(std::string(AppliedPattern(way.pattern)));
+    return nullptr;
+  }
+
+  // The rule selected lines, but its expression took nothing from them.
+  void tellMissingParam(const RuleStory& rule, const std::string& param, RecordWay& way) const {
+    const ParamStory* told = firstOf(rule, param);
+    way.line = told != nullptr ? told->line : rule.selected.kept.front().line;
+    const bool isFilled = told != nullptr && !told->pattern.empty();
+    const std::string expression(AppliedPattern(isFilled ? told->pattern : way.pattern));
     const std::string line(story_.textOf(run_, way.line));
     KeyWordDistance distance(std::string(kRegexMark) + expression);
     way.why = "the line is selected, but of " + param + " " +
@@ -132,7 +128,8 @@ class RecordTracer {
     if (!isShown) return;
     way.line = rule.nearest.kept[0].line;
     const bool isByKeyWords = rule.nearest.kept[0].verdict.kind == VerdictKind::kKeyWordsNotFound;
-    if (isByKeyWords) way.edit = LikelyKeyWordEdit(filled(rule.keyWords), story_.logs[run_.log].text);
+    const std::string& keyWords = rule.filledKeyWords.empty() ? rule.keyWords : rule.filledKeyWords;
+    if (isByKeyWords) way.edit = LikelyKeyWordEdit(keyWords, story_.logs[run_.log].text);
   }
 
   const Story& story_;

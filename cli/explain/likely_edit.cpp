@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "cli/output/lines.h"
 #include "cli/output/terminal.h"
 #include "cli/rule_files/spelling.h"
 #include "regex/regex.h"
@@ -53,15 +54,7 @@ std::string_view FindLike(std::string_view line, std::string_view term, const La
   return {};
 }
 
-// Calls `visit` with the number and the text of each line that the library examines, until it returns true.
-template <typename Visit>
-void UntilLine(std::string_view log, Visit visit) {
-  for (size_t number = 1; !log.empty(); ++number) {
-    const size_t end = std::min(log.find('\n'), log.size());
-    if (end <= kMaxLineLen && visit(number, log.substr(0, end))) return;
-    log.remove_prefix(std::min(end + 1, log.size()));
-  }
-}
+bool IsExamined(std::string_view line) { return line.size() <= kMaxLineLen; }
 
 std::string Sentence(std::string_view written, std::string_view likely, size_t number, const Laxity& laxity) {
   return "write " + Quoted(likely) + " for " + Quoted(written) + ", as line " + std::to_string(number) +
@@ -74,7 +67,7 @@ std::string LikelyTermEdit(std::string_view term, std::string_view log) {
   std::string edit;
   for (const Laxity& laxity : kLaxities) {
     UntilLine(log, [&](size_t number, std::string_view line) {
-      const std::string_view like = FindLike(line, term, laxity);
+      const std::string_view like = IsExamined(line) ? FindLike(line, term, laxity) : "";
       if (!like.empty()) edit = Sentence(term, like, number, laxity);
       return !like.empty();
     });
@@ -122,7 +115,7 @@ std::string LikelyEdit(const std::string& expression, std::string_view log, size
     std::string edit;
     UntilLine(log, [&](size_t at, std::string_view line) {
       if (at > kMaxExpressionLines) return true;
-      const std::string_view like = SearchLike(regex, line, laxity);
+      const std::string_view like = IsExamined(line) ? SearchLike(regex, line, laxity) : "";
       if (like.empty()) return false;
       edit = "line " + std::to_string(at + number - 1) + " has " + Quoted(LineForPeople(like)) + ": " + laxity.words;
       return true;

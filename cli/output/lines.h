@@ -7,15 +7,24 @@
 #include <string_view>
 #include <vector>
 
-// Calls `visit(number, line)` for each line of `text`, numbered from 1 and without its line feed. A line feed at the
-// end of the text begins no further line.
+// Calls `visit(number, line)` for each line of `text`, numbered from 1 and without its line feed, until it returns
+// true. A line feed at the end of the text begins no further line.
 template <typename Visit>
-void ForEachLine(std::string_view text, Visit visit) {
+void UntilLine(std::string_view text, Visit visit) {
   for (size_t number = 1; !text.empty(); ++number) {
     const size_t end = std::min(text.find('\n'), text.size());
-    visit(number, text.substr(0, end));
+    if (visit(number, text.substr(0, end))) return;
     text.remove_prefix(std::min(end + 1, text.size()));
   }
+}
+
+// The same for all lines.
+template <typename Visit>
+void ForEachLine(std::string_view text, Visit visit) {
+  UntilLine(text, [&visit](size_t number, std::string_view line) {
+    visit(number, line);
+    return false;
+  });
 }
 
 // Takes the first line off `text` and returns it without its line end.
