@@ -16,16 +16,17 @@ LIBRARIES = {'jsoncpp_lib': 'libjsoncpp', 'OpenSSL::Crypto': 'libcrypto', 'Andro
              'Android::base': 'libbase'}
 FILE_LISTS = ('srcs', 'data', 'corpus')
 FILES = ('src', 'version_script', 'dictionary')
-# The properties that each type of module may have here, with their types; a map has properties of its own.
+# The properties that each type of module may have here, with their types; a map has properties of its own, and of a
+# set its items alone may be listed.
 COMMON = {'name': str, 'defaults': list, 'srcs': list, 'cflags': list, 'static_libs': list, 'shared_libs': list,
           'host_supported': bool}
 PROPERTIES = {
     'cc_defaults': COMMON | {'cpp_std': str, 'local_include_dirs': list, 'dictionary': str,
-                             'sanitize': {'misc_undefined': list}},
+                             'sanitize': {'misc_undefined': {'bounds', 'signed-integer-overflow'}}},
     'cc_library_shared': COMMON | {'system_ext_specific': bool, 'version_script': str, 'lto': {'thin': bool},
                                    'generated_headers': list, 'export_generated_headers': list},
     'cc_library_static': COMMON,
-    'cc_test': COMMON | {'data': list, 'require_root': bool, 'test_suites': list,
+    'cc_test': COMMON | {'data': list, 'require_root': bool, 'test_suites': {'general-tests'},
                          'test_options': {'unit_test': bool}},
     'cc_fuzz': COMMON | {'corpus': list},
     'genrule': {'name': str, 'srcs': list, 'out': list, 'cmd': str},
@@ -118,6 +119,9 @@ def property_faults(what, properties, known):
         kind = known.get(key)
         if kind is None:
             yield f'{what}: no property {key}'
+        elif isinstance(kind, set):
+            if not isinstance(value, list) or not set(value) <= kind:
+                yield f'{what}: {key} is no list out of {", ".join(sorted(kind))}'
         elif not isinstance(value, dict if isinstance(kind, dict) else kind):
             yield f'{what}: {key} is not of its type'
         elif isinstance(kind, dict):
