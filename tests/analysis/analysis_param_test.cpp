@@ -68,4 +68,12 @@ TEST(CheckVariableParam, FillsNoTextPastItsLimit) {
   rule.keyWords = "@{a.v_x}@";
   for (int line = 0; line < 100; ++line) EXPECT_FALSE(engine.checkVariableParam(rule));
   EXPECT_EQ(66009u, rule.keyWords.size()) << "the first size over 64 KiB";
+
+  engine.setParamRecord("b.v_x", {0, "1"}, 0);
+  for (const size_t size : {65536u, 65537u}) {
+    const std::string text = std::string(size - 9, 'k') + "@{b.v_x}@";
+    FeatureRule full{0, "r", "", text, "rules", {}};
+    EXPECT_EQ(size == 65536, engine.checkVariableParam(full));
+    EXPECT_EQ(size == 65536 ? std::string(size - 9, 'k') + "1" : text, full.keyWords);
+  }
 }
