@@ -19,6 +19,7 @@ struct Options {
   std::string format = "text";
   std::string file;
   std::string explanations;
+  bool like = false;
 };
 
 constexpr char kExample[] =
@@ -64,6 +65,7 @@ ExitStatus Run(Options options) {
     if (comparison.changed().size() > known) changed.push_back(log);
   };
   Replay(options.replay, {options.rules.before, options.rules.after}, {AnalyzeToFields, finds, add});
+  if (options.like) comparison.findAlike();
   std::vector<LogPages> pages;
   if (!options.explanations.empty()) pages = Explain(changed, options.rules, explanations);
   PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(comparison, options, pages, inColour, out); });
@@ -79,6 +81,7 @@ void AddDiff(CLI::App& program, ExitStatus& status) {
   AddRulesOption(*command, "--old", options->rules.before, "Directory of the rule files as they were");
   AddRulesOption(*command, "--new", options->rules.after, "Directory of the rule files as they are to be");
   AddGroupingOptions(*command, options->grouping);
+  AddLikeOption(*command, options->like, "under the new rules, and how many do under either");
   AddFormatOption(*command, options->format, {"text", "json", "html"});
   AddOutputOption(*command, options->file, options->format);
   command

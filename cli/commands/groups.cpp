@@ -24,6 +24,7 @@ struct Options {
   std::string since;  // the results of an earlier run; empty: none
   bool stability = false;
   bool suggestSkip = false;
+  bool like = false;
   std::string configDir;     // of the rules, for explanations
   std::string explanations;  // folder of their pages; empty: none
 };
@@ -103,8 +104,9 @@ ExitStatus Run(const Options& options) {
   const ExplanationOptions explanations{options.explanations, options.file, false, {}};
   CheckExplanations(explanations, options.format);
   GroupReport report(GroupingOf(options.grouping), isPage ? kMaxExamples : 0,
-                     isPage || options.stability || options.suggestSkip);
+                     isPage || options.stability || options.suggestSkip || options.like);
   report.stability = options.stability;
+  report.like = options.like;
   report.isSince = !options.since.empty();
   report.configDir = options.configDir;
   report.explanations = explanations;
@@ -147,11 +149,12 @@ void AddGroups(CLI::App& program, ExitStatus& status) {
                  "Show which groups would merge if times, line numbers and the like were masked, or with fewer frames")
       ->excludes("--by", "--top", "--skip")
       ->excludes(since);
+  AddLikeOption(*command, options->like, "below them, those of the 5000 largest");
   command
       ->add_flag("--suggest-skip", options->suggestSkip,
                  "Print, in place of groups, frames that head three groups or more which have little in common below "
                  "them, as lines of a file for --skip")
-      ->excludes("--by", "--top", "--stability", "--format")
+      ->excludes("--by", "--top", "--stability", "--like", "--format")
       ->excludes(since);
   command->footer(kExample);
   command->callback([options, &status] { status = Run(*options); });

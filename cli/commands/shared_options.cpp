@@ -107,6 +107,7 @@ void AddGroupingOptions(CLI::App& command, GroupingOptions& options) {
       ->type_name("KEY[,KEY...]")
       ->delimiter(',')
       ->expected(1)
+      ->allow_extra_args(false)  // what follows is a path
       ->take_all();
   command
       .add_option("--top", options.top,
@@ -119,6 +120,13 @@ void AddGroupingOptions(CLI::App& command, GroupingOptions& options) {
                   "Group by the frames without those in which an expression of this file is found: one a line, with a "
                   "reason behind #")
       ->type_name("FILE");
+}
+
+void AddLikeOption(CLI::App& command, bool& like, const std::string& which) {
+  command.add_flag("--like", like,
+                   "Tell also which groups look alike, " + which +
+                       ": half of their frames' weight is in both stacks in the same order, a frame weighing more the "
+                       "nearer to the head and the rarer it is. They stay groups of their own");
 }
 
 Grouping GroupingOf(const GroupingOptions& options) {

@@ -15,6 +15,22 @@ size_t LogsOf(const GroupMove& move) {
   return logs;
 }
 
+void AddTo(std::map<std::string, Group>& groups, const std::string& name, const std::string& path,
+           const TextMap& results) {
+  if (name.empty()) return;
+  Group& group = groups[name];
+  if (group.count++ > 0) return;
+  group.value = name;
+  group.first = path;
+  group.stack = ValueOf(results, kStackKey);
+}
+
+std::vector<Group> ListOf(const std::map<std::string, Group>& groups) {
+  std::vector<Group> list;
+  for (const auto& [name, group] : groups) list.push_back(group);
+  return list;
+}
+
 }  // namespace
 
 void Comparison::add(const std::string& path, const LogResult& before, const LogResult& after) {
@@ -25,10 +41,29 @@ void Comparison::add(const std::string& path, const LogResult& before, const Log
   if (!before.fault.empty() && !after.fault.empty()) faulty_.push_back({path, after.fault});
   if (before.results.empty() && !after.results.empty()) gained_.push_back(path);
   if (!before.results.empty() && after.results.empty()) lost_.push_back(path);
-  if (before.results != after.results) addChanged(path, before.results, after.results);
+  const GroupNames names = {groupOf(before.results), groupOf(after.results)};
+  AddTo(groupsBefore_, names.first, path, before.results);
+  AddTo(groupsAfter_, names.second, path, after.results);
+  const bool isInBoth = !names.first.empty() && !names.second.empty();
+  if (before.results != after.results) {
+    addChanged(path, before.results, after.results, isInBoth && names.first != names.second);
+  }
   if (before.results.empty() || after.results.empty()) return;
   addKeys(path, before.results, after.results);
-  addStep(path, before.results, after.results);
+  if (isInBoth) addStep(path, before.results, after.results, names);
+}
+
+// Empty for none.
+std::string Comparison::groupOf(const TextMap& results) {
+  const auto value = grouping_.valueOf([&results](std::string_view key) -> std::optional<std::string> {
+    const auto found = results.find(std::string(key));
+    return found == results.end() ? std::nullopt : std::optional(found->second);
+  });
+  return value.value_or("");
+}
+
+void Comparison::findAlike() {
+  alike_.emplace(AlikePair{FindAlike(ListOf(groupsBefore_), grouping_), FindAlike(ListOf(groupsAfter_), grouping_)});
 }
 
 void Comparison::addKeys(const std::string& path, const TextMap& before, const TextMap& after) {
@@ -50,9 +85,9 @@ void Comparison::addKeys(const std::string& path, const TextMap& before, const T
   }
 }
 
-void Comparison::addChanged(const std::string& path, const TextMap& before, const TextMap& after) {
+void Comparison::addChanged(const std::string& path, const TextMap& before, const TextMap& after, bool isMoved) {
   const auto kept = [this](const std::string& text) { return &*texts_.insert(text).first; };
-  ChangedLog& log = changed_.emplace_back(ChangedLog{path, {}});
+  ChangedLog& log = changed_.emplace_back(ChangedLog{path, {}, isMoved});
   for (const auto& [key, value] : before) {
     const auto found = after.find(key);
     if (found != after.end() && found->second == value) continue;
@@ -63,20 +98,12 @@ void Comparison::addChanged(const std::string& path, const TextMap& before, cons
   }
 }
 
-void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after) {
-  const auto groupOf = [this](const TextMap& results) {
-    return grouping_.valueOf([&results](std::string_view key) -> std::optional<std::string> {
-      const auto found = results.find(std::string(key));
-      return found == results.end() ? std::nullopt : std::optional(found->second);
-    });
-  };
-  const std::string from = groupOf(before).value_or("");
-  const std::string to = groupOf(after).value_or("");
-  if (from.empty() || to.empty()) return;
-  GroupStep& step = steps_[{from, to}];
+void Comparison::addStep(const std::string& path, const TextMap& before, const TextMap& after,
+                         const GroupNames& names) {
+  GroupStep& step = steps_[names];
   if (step.count == 0)
-    step = {from,
-            to,
+    step = {names.first,
+            names.second,
             0,
             path,
             ValueOf(before, kStackKey),

@@ -3,11 +3,14 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "cli/fleet/alike_groups.h"
+#include "cli/fleet/group_table.h"
 #include "cli/fleet/grouping.h"
 #include "cli/fleet/log_run.h"
 
@@ -37,6 +40,7 @@ struct KeyStep {
 struct ChangedLog {
   std::string path;
   std::vector<KeyStep> keys;
+  bool isMoved = false;  // from one group to another
 };
 
 // Logs that went from one group to another, each named by what its logs have in common: mostly the fingerprint.
@@ -62,6 +66,12 @@ struct GroupMove {
   std::vector<GroupStep> steps;  // the largest first
 };
 
+// Groups that look alike under old and new rules.
+struct AlikePair {
+  AlikeGroups before;
+  AlikeGroups after;
+};
+
 // The same logs under old and new rules.
 class Comparison {
  public:
@@ -71,6 +81,9 @@ class Comparison {
   Comparison& operator=(const Comparison&) = delete;
 
   void add(const std::string& path, const LogResult& before, const LogResult& after);
+
+  // After all are added: which groups look alike under either rules.
+  void findAlike();
 
   // True when anything is not as it was.
   bool isMoved() const;
@@ -86,11 +99,17 @@ class Comparison {
   const std::vector<FaultyLog>& faulty() const { return faulty_; }  // under both: nothing was compared
   const std::map<std::string, KeyChange>& keys() const { return keys_; }
   const std::vector<ChangedLog>& changed() const { return changed_; }  // gained and lost ones included
+  const Grouping& grouping() const { return grouping_; }
+  const std::optional<AlikePair>& alike() const { return alike_; }  // none before they were looked for
 
  private:
+  using GroupNames = std::pair<std::string, std::string>;  // before and after; empty for none
+  using GroupMap = std::map<std::string, Group>;
+
   void addKeys(const std::string& path, const TextMap& before, const TextMap& after);
-  void addChanged(const std::string& path, const TextMap& before, const TextMap& after);
-  void addStep(const std::string& path, const TextMap& before, const TextMap& after);
+  void addChanged(const std::string& path, const TextMap& before, const TextMap& after, bool isMoved);
+  void addStep(const std::string& path, const TextMap& before, const TextMap& after, const GroupNames& names);
+  std::string groupOf(const TextMap& results);
 
   Grouping grouping_;
   size_t logs_ = 0;
@@ -104,6 +123,9 @@ class Comparison {
   std::set<std::string> texts_;  // of changed_: many logs have them in common
   std::vector<ChangedLog> changed_;
   std::map<std::pair<std::string, std::string>, GroupStep> steps_;
+  GroupMap groupsBefore_;
+  GroupMap groupsAfter_;
+  std::optional<AlikePair> alike_;
 };
 
 #endif  // CLI_FLEET_COMPARISON_H

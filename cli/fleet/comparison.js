@@ -5,12 +5,11 @@ const textOf = (index) => index < 0 ? undefined : data.texts[index];
 
 // A log with what became of it: {path, kinds, keys: Map key -> [before, after], fault}.
 function collectLogs() {
-  const logs = data.changed.map(({ path, keys, pages }) => {
+  const logs = data.changed.map(({ path, keys, moved, pages }) => {
     const changes = new Map(keys.map(([key, before, after]) => [textOf(key), [textOf(before), textOf(after)]]));
     const all = [...changes.values()];
     const kinds = new Set(["changed"]);
-    const fingerprint = changes.get(libraryNames.fingerprint);
-    if (fingerprint && fingerprint.every((each) => each !== undefined)) kinds.add("moved");
+    if (moved) kinds.add("moved");
     return { path, keys: changes, kinds, all, pages };
   });
   const byPath = new Map(logs.map((log) => [log.path, log]));
@@ -91,6 +90,9 @@ function drawGroups() {
     moves.length ? list : make("p", "faint", "None: equal failures are still told by the same fingerprints."));
 }
 
+const drawLike = () => data.alike ? drawAlikeGroups(data.alike.new, `These are the groups under ${data.new}; ` +
+  `under ${data.old} ${number(data.alike.old.alike)} of ${number(data.alike.old.compared)} do.`) : "";
+
 // --- Keys ---
 
 function drawKeys() {
@@ -157,7 +159,7 @@ function drawReport() {
   list.id = "log-list";
   const head = make("h2", "", "Logs");
   head.id = "logs-head";
-  byId("report").append(summary, drawGroups(), drawKeys(), make("section", "", head,
+  byId("report").append(summary, drawGroups(), drawLike(), drawKeys(), make("section", "", head,
     make("div", "filters", searchField("Find a path or a value", (text) => { state.text = text; drawLogs(); }), clear, shown), list));
   drawLogs();
 }

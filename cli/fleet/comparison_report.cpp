@@ -130,6 +130,13 @@ const char* NameOf(GroupMoveKind kind) {
   return kind == GroupMoveKind::kMerged ? "merged" : kind == GroupMoveKind::kSplit ? "split" : "moved";
 }
 
+Json::Value ToJson(const AlikePair& alike) {
+  Json::Value object;
+  object["old"] = ToJson(alike.before);
+  object["new"] = ToJson(alike.after);
+  return object;
+}
+
 Json::Value ToJson(const Comparison& comparison, const ComparedRules& rules) {
   Json::Value root;
   root["old"] = rules.before;
@@ -145,6 +152,7 @@ Json::Value ToJson(const Comparison& comparison, const ComparedRules& rules) {
   for (const auto& [key, change] : comparison.keys()) root["keys"][key] = ToJson(change);
   for (const char* kind : {"merged", "split", "moved"}) root["groups"][kind] = Json::arrayValue;
   for (const GroupMove& move : comparison.groupMoves()) root["groups"][NameOf(move.kind)].append(ToJson(move));
+  if (comparison.alike()) root["alike"] = ToJson(*comparison.alike());
   return root;
 }
 
@@ -165,6 +173,7 @@ void AddChangedLogs(const Comparison& comparison, const std::vector<LogPages>& p
   for (const ChangedLog& log : comparison.changed()) {
     Json::Value& item = logs.append(Json::Value());
     item["path"] = log.path;
+    item["moved"] = log.isMoved;
     const size_t index = logs.size() - 1;
     if (index < pages.size()) item["pages"] = JsonTexts({pages[index].before, pages[index].after});
     item["keys"] = Json::arrayValue;
@@ -200,6 +209,11 @@ void PrintAsText(const Comparison& comparison, const ComparedRules& rules, bool 
     heading(key + ": " + TitleOf(change));
     PrintSideBySide(SideBySide(change.before, change.after), "  ", inColour, out);
   }
+  if (!comparison.alike()) return;
+  const AlikePair& alike = *comparison.alike();
+  heading("Look-alikes under " + rules.after + "; under " + rules.before + " " +
+          std::to_string(alike.before.alikeCount()) + " of " + Counted(alike.before.groups.size(), "group"));
+  PrintAsText(alike.after, comparison.grouping(), out);
 }
 
 void PrintAsJson(const Comparison& comparison, const ComparedRules& rules, std::ostream& out) {
@@ -211,5 +225,5 @@ void PrintAsHtml(const Comparison& comparison, const ComparedRules& rules, const
   Json::Value root = ToJson(comparison, rules);
   root["event"] = rules.event;
   AddChangedLogs(comparison, pages, root);
-  PrintPage({"kestrix diff", kReportBody, {kComparisonPageScript}}, root, out);
+  PrintPage({"kestrix diff", kReportBody, {kAlikeGroupsPageScript, kComparisonPageScript}}, root, out);
 }

@@ -9,13 +9,15 @@
 #include <ostream>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "cli/fleet/alike_groups.h"
+#include "cli/fleet/group_text.h"
 #include "cli/fleet/skip_suggestions.h"
 #include "cli/fleet/stability.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/json_text.h"
-#include "cli/output/lines.h"
 #include "cli/output/page_shell.h"
 #include "cli/output/terminal.h"
 
@@ -24,7 +26,6 @@ extern const std::string_view kGroupsPageScript;
 
 namespace {
 
-constexpr size_t kTopFrames = 3;
 constexpr size_t kMaxMergings = 3;     // that are told of a variant
 constexpr size_t kMaxCompared = 5000;  // groups, the largest, that are held against each other, or are on a page
 
@@ -36,21 +37,6 @@ std::string Percent(size_t count, size_t all) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.1f%%", 100 * ShareOf(count, all));
   return text.data();
-}
-
-std::string Shown(const std::string& value) {
-  const std::vector<std::string> lines = LinesOf(value);
-  if (lines.size() < 2) return LineForPeople(value);
-  return LineForPeople(lines.front()) + " (and " + std::to_string(lines.size() - 1) + " more lines)";
-}
-
-// The frames below the name of a group: the first ones, or those that it was made by.
-std::vector<std::string> FramesBelow(const Group& group, Grouping& grouping) {
-  std::vector<std::string> frames = grouping.isByFrames() ? LinesOf(group.value) : FramesOf(group.stack);
-  if (grouping.isByFrames())
-    frames.erase(frames.begin(), frames.begin() + static_cast<long>(std::max<size_t>(grouping.nameLines(), 1)));
-  frames.resize(std::min(frames.size(), std::max(kTopFrames, grouping.top())));
-  return frames;
 }
 
 // --- Text ---
@@ -101,16 +87,6 @@ std::string ByChange(const Group& group, const GroupReport& report) {
   const double change = ShareOf(group.count, report.grouped) - ShareOf(group.before, report.groupedBefore);
   return std::to_string(static_cast<int>(ChangeOf(group, report))) +
          DescendingKey(static_cast<size_t>(std::abs(change) * 1e12)) + group.value;
-}
-
-// What names a group: its values, or of frames the first.
-std::string TitleOf(const Group& group, Grouping& grouping) {
-  if (!grouping.isByFrames() && grouping.nameLines() == 1) return Shown(group.value);
-  std::vector<std::string> lines = LinesOf(group.value);
-  lines.resize(std::min(lines.size(), std::max<size_t>(grouping.nameLines(), 1)));
-  std::string title;
-  for (const std::string& line : lines) title += (title.empty() ? "" : ", ") + LineForPeople(line);
-  return title;
 }
 
 void PrintGroup(const Group& group, GroupReport& report, std::ostream& out) {
@@ -186,6 +162,9 @@ std::vector<std::string> Explain(const std::vector<Group>& groups, const GroupRe
   return WriteExplanations(runs, report.explanations);
 }
 
+// How many groups are held against each other when all are printed.
+size_t KeptGroups(const GroupReport& report) { return report.stability || report.like ? kMaxCompared : 0; }
+
 // Calls `print` for each group, in order, and returns the first `kept` of them.
 std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
                                 const std::function<void(const Group& group)>& print) {
@@ -224,7 +203,7 @@ size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
     if (report.isSince && changes[change]++ == 0) out << "--- " << kChangeNames[change] << '\n';
     PrintGroup(group, report, out);
   };
-  const std::vector<Group> largest = ForEachGroup(report, report.stability ? kMaxCompared : 0, count, print);
+  std::vector<Group> largest = ForEachGroup(report, KeptGroups(report), count, print);
   out << Counted(count, "group") << " of " << Counted(report.grouped, "log") << "; " << report.without << " without "
       << LineForPeople(report.grouping.name()) << ", " << report.failed << " failed";
   if (report.empty > 0) {
@@ -235,6 +214,7 @@ size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
   }
   out << '\n';
   if (report.stability) PrintStability(largest, out);
+  if (report.like) PrintAsText(FindAlike(std::move(largest), report.grouping), report.grouping, out << '\n');
   return count;
 }
 
@@ -242,18 +222,19 @@ size_t PrintGroupsAsText(GroupReport& report, std::ostream& out) {
 size_t PrintGroupsAsJson(GroupReport& report, std::ostream& out) {
   size_t count = 0;
   out << "{\"groups\":[";
-  const std::vector<Group> largest =
-      ForEachGroup(report, report.stability ? kMaxCompared : 0, count,
-                   [&](const Group& group) { out << (count > 1 ? "," : "") << JsonLine(ToJson(group, report)); });
+  std::vector<Group> largest = ForEachGroup(report, KeptGroups(report), count, [&](const Group& group) {
+    out << (count > 1 ? "," : "") << JsonLine(ToJson(group, report));
+  });
   Json::Value rest = TotalsToJson(report);
   if (report.stability) rest["stability"] = StabilityToJson(largest);
+  if (report.like) rest["alike"] = ToJson(FindAlike(std::move(largest), report.grouping));
   out << "]," << JsonLine(rest).substr(1) << '\n';
   return count;
 }
 
 size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out) {
   size_t count = 0;
-  const std::vector<Group> largest = ForEachGroup(report, kMaxCompared, count, [](const Group&) {});
+  std::vector<Group> largest = ForEachGroup(report, kMaxCompared, count, [](const Group&) {});
   std::vector<std::string> links;
   if (!report.explanations.folder.empty()) links = Explain(largest, report);
   auto link = links.begin();
@@ -275,6 +256,7 @@ size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out) {
     }
   }
   if (report.grouping.isByFingerprint() && !report.isSince) root["stability"] = StabilityToJson(largest);
-  PrintPage({"kestrix groups", kReportBody, {kGroupsPageScript}}, root, out);
+  if (report.like) root["alike"] = ToJson(FindAlike(std::move(largest), report.grouping));
+  PrintPage({"kestrix groups", kReportBody, {kAlikeGroupsPageScript, kGroupsPageScript}}, root, out);
   return count;
 }

@@ -22,6 +22,7 @@ struct GroupReport {
   size_t empty = 0;    // stacks, whose fingerprint is none
   size_t failed = 0;
   bool stability = false;
+  bool like = false;                // tells which groups look alike, of the largest few thousand
   bool isSince = false;             // compared with an earlier run
   size_t groupedBefore = 0;         // logs of that
   ExplanationOptions explanations;  // of the logs that the page names

@@ -19,7 +19,6 @@ function collectAlikes() {
 }
 
 const alikes = collectAlikes();
-const idOf = (value) => `group-${data.groups.findIndex((group) => group.value === value)}`;
 
 function drawAlikes(group) {
   const found = alikes.get(group.value);
@@ -101,5 +100,6 @@ byId("report").append(make("div", "figures", figure(data.logs, "logs grouped"), 
     figure(data.groups.filter((group) => group.change === change).length, change))),
   figure(data.without, `without ${data.by}`), figure(data.failed, "failed")),
 make("section", "", make("h2", "", largest ? `Groups: the largest holds ${percent(largest)}` : "No group"),
-  make("div", "filters", searchField("Find in reasons, stacks and paths", drawGroups), shown), list), drawStability() || "");
+  make("div", "filters", searchField("Find in reasons, stacks and paths", drawGroups), shown), list),
+data.alike ? drawAlikeGroups(data.alike) : "", drawStability() || "");
 drawGroups("");

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr size_t kMaxFrames = 64;      // of a stack
 constexpr size_t kMaxHolders = 64;     // leaders that have a frame; one that more have is not rare
 constexpr size_t kMaxCandidates = 16;  // that a stack is held against
 constexpr double kPlaces = 4;          // from the head, at which a frame weighs half of what it does there

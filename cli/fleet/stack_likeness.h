@@ -14,13 +14,14 @@ class StackLikeness {
   // What is alike: half of the weight is in both, in the same order.
   static constexpr double kMaxDistance = 0.5;
 
-  // Stacks that a stack is like, and how far from.
+  static constexpr size_t kMaxFrames = 64;  // of a stack; what is below does not count
+
+  // The stack that a stack is like, and how far from.
   struct Match {
     size_t stack = 0;
     double distance = 0;
   };
 
-  // The first 64 frames of each stack count.
   explicit StackLikeness(const std::vector<std::vector<std::string>>& stacks);
 
   // From 0 for equal stacks to 1 for those without a frame in common, which an empty stack is to any.

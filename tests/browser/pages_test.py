@@ -334,10 +334,12 @@ class Reports(Page):
 
     def test_comparison(self):
         page = self.run_program("diff", "--old", EXAMPLES / "rules", "--new", self.change_rules(), "--event", "java_crash",
-                                "--explain", self.scratch / "pages of it", self.write_logs(12), status=1)
+                                "--like", "--explain", self.scratch / "pages of it", self.write_logs(12), status=1)
         self.open(page)
         self.assertIn("12 of 12 logs differ", self.one("#top").text)
         self.assertIn("5 groups merged into", self.one("article.card").text)
+        self.assertIn("12 moved to another group", self.one("main").text.replace("\n", " "))
+        self.assertIn("under " + str(EXAMPLES / "rules") + " 4 of 5 do", self.one("main").text)
         self.click(self.one("#log-list li:first-child summary"))
         self.assertIn("PROCESS", self.one("#log-list li:first-child details").text)
         links = [link.get_attribute("href") for link in self.all("#log-list li:first-child details a")]
@@ -350,15 +352,20 @@ class Reports(Page):
         self.one(".filters input").send_keys("/7.txt")
         self.assertEqual("1 of 12 logs", self.one("#shown").text)
         self.assert_usable("comparison")
+        self.open(self.run_program("diff", "--old", EXAMPLES / "rules", "--new", self.change_rules(), "--event", "java_crash",
+                                   "--by", "REASON", self.write_logs(12), status=1))
+        self.assertIn("12 of 12 logs differ", self.one("#top").text)
+        self.assertNotIn("moved to another group", self.one("main").text)
 
     def test_groups_and_coverage(self):
         logs = self.write_logs(12)
         lines = subprocess.run([PROGRAM, "batch", logs, "--config", EXAMPLES / "rules", "--event", "java_crash"],
                                check=True, capture_output=True).stdout
-        self.open(self.run_program("groups", "--explain", self.scratch / "group pages", "--config", EXAMPLES / "rules",
+        self.open(self.run_program("groups", "--like", "--explain", self.scratch / "group pages", "--config", EXAMPLES / "rules",
                                    stdin=lines))
         self.assertIn("5 groups of 12 logs", self.one("#top").text)
-        self.assertEqual(5, len(self.all("article.card")))
+        self.assertEqual(6, len(self.all("article.card")))  # with that of the look-alikes
+        self.assertIn("4 of 5 groups look like a larger one", self.one("main").text)
         self.assertIn("Unable to start activity", self.all("article.card")[0].text)
         self.assert_usable("groups")
         self.open(self.script("return document.querySelector('article.card .logs a').href"))

@@ -11,6 +11,7 @@ import random
 import subprocess
 import sys
 import tempfile
+from collections import Counter
 from pathlib import Path
 
 BUGS, LOGS = 30, 20
@@ -51,6 +52,23 @@ def pairs(counts):
     return sum(count * (count - 1) // 2 for count in counts)
 
 
+def by_process(way):
+    """The same way of grouping with the bug's name in front of each value."""
+    return ["--by", "PROCESS,FINGERPRINT", *way[2:]] if "--by" in way else ["--by", "PROCESS", *way]
+
+
+def count_by_bug(found, labelled):
+    """Logs of each group, or of several that look alike, and of each bug in it."""
+    leader = {group["value"]: alike["groups"][0]["value"] for alike in found.get("alike", {}).get("sets", [])
+              for group in alike["groups"]}
+    together, right = Counter(), Counter()
+    for group in labelled:
+        bug, value = group["value"].split("\n", 1)
+        together[leader.get(value, value)] += group["count"]
+        right[leader.get(value, value), bug] += group["count"]
+    return together, right
+
+
 def main(program):
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
@@ -63,26 +81,23 @@ def main(program):
         skips.write_bytes(run("groups", results, "--suggest-skip"))
         sys.stdout.write(skips.read_text())
 
-        def counts(*options):
-            found = json.loads(run("groups", results, "--format", "json", *options))["groups"]
-            return [group["count"] for group in found]
-
-        of_bugs = pairs(counts("--by", "PROCESS"))
+        groups = lambda *way: json.loads(run("groups", results, "--format", "json", *way))
+        of_bugs = pairs(group["count"] for group in groups("--by", "PROCESS")["groups"])
         print(f"{'grouping':32} groups precision recall   F1")
         scores = {}
         ways = [["--by", "FINGERPRINT"], ["--skip", skips]]
         for top in (1, 2, 3, 5):
             ways += [["--top", top], ["--top", top, "--skip", skips]]
-        for way in ways:
-            together = counts(*way)
-            by = ["--by", "FINGERPRINT,PROCESS"] if "--by" in way else [*way, "--by", "PROCESS"]
-            right = pairs(counts(*by))
-            precision, recall = right / max(1, pairs(together)), right / of_bugs
+        for way in ways + [[*way, "--like"] for way in (ways[0], ways[2], ways[3], ways[5])]:
+            together, right = count_by_bug(groups(*way), groups(*by_process(way))["groups"])
+            precision, recall = pairs(right.values()) / max(1, pairs(together.values())), pairs(right.values()) / of_bugs
             title = " ".join(str(word) for word in way).replace(str(folder) + "/", "")
             scores[title] = 2 * precision * recall / max(1e-9, precision + recall)
             print(f"{title:32} {len(together):6} {precision:9.2f} {recall:6.2f} {scores[title]:4.2f}")
         if not scores["--top 1 --skip skips"] > scores["--top 1"]:
             sys.exit("skipping what --suggest-skip proposes does not help")
+        if not scores["--by FINGERPRINT --like"] > 0.85:
+            sys.exit("groups that look alike are not those of a bug")
         if "^app" in skips.read_text():
             sys.exit("--suggest-skip proposes a frame of the bugs' own")
 
