@@ -169,7 +169,9 @@ class Analysis {
   bool reachesSkipLimit(Scan& scan);
   static LineFate fateOf(const Scan& scan, const TextLine& line);
   static bool examines(const Scan& scan, const TextLine& line) { return fateOf(scan, line) == LineFate::kExamined; }
+  bool tellsEveryLine() const { return observer_ != nullptr && observer_->wantsEveryLine(); }
   void tellLine(const Scan& scan, const TextLine& line, LineFate fate) const;
+  void tellMatch(const Scan& scan, const FeatureRule& rule) const;
   void tellEnd(ScanEnd reason) const;
   void makeCurrent(Scan& scan, const TextLine& line);
   FeatureRule* firstMatch(Scan& scan);

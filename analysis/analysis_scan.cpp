@@ -76,27 +76,24 @@ void Analysis::scanLines(Scan& scan) {
   beginTurns(scan);
   while (true) {
     planScan(scan);
-    if (mayLeaveOutLines(scan) && !skipLines(scan)) return;
+    if (mayLeaveOutLines(scan) && !skipLines(scan)) return tellEnd(ScanEnd::kSkipLimit);
     if (scan.pos >= scan.reader.size()) break;
     const TextLine line = scan.takeLine();
     const LineFate fate = fateOf(scan, line);
-    tellLine(scan, line, fate);
+    if (tellsEveryLine()) tellLine(scan, line, fate);
     if (fate != LineFate::kExamined) continue;
     makeCurrent(scan, line);
     const size_t recordCount = recordCount_;
     if (FeatureRule* rule = firstMatch(scan)) {
+      tellMatch(scan, *rule);
       takeLines(scan, *rule);
       if (recordCount_ == recordCount) scan.vain.add(1);
       scan.left = scan.skipStep;
       scan.unmatchedFrom = scan.pos;
     } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
-      tellEnd(ScanEnd::kSkipLimit);
-      return;
+      return tellEnd(ScanEnd::kSkipLimit);
     }
-    if (frame_->rules.empty()) {
-      tellEnd(ScanEnd::kNoRuleLeft);
-      return;
-    }
+    if (frame_->rules.empty()) return tellEnd(ScanEnd::kNoRuleLeft);
   }
   tellEnd(ScanEnd::kEndOfLog);
   scan.ranOut = true;
@@ -132,7 +129,7 @@ void Analysis::setTurn(Scan& scan, size_t index) const {
 // Between two lines: follows what the last one has changed, and makes the filter once the log proves long enough.
 void Analysis::planScan(Scan& scan) {
   if (!newNames_.empty()) followNames(scan);
-  if (observer_ != nullptr || frame_->rules.empty()) return;
+  if (tellsEveryLine() || frame_->rules.empty()) return;
   if (scan.filter == nullptr) {
     if (scan.pos < scan.reader.size() && isWorthFilter(scan)) makeFilter(scan);
   } else if (scan.vain.areMany() && scan.shared == nullptr) {
@@ -174,7 +171,8 @@ bool Analysis::isWorthFilter(const Scan& scan) const {
 void Analysis::makeFilter(Scan& scan) const {
   std::vector<const FeatureRule*> rules;
   for (const Turn& turn : scan.turns) rules.push_back(turn.rule);
-  scan.filter = std::make_unique<RuleFilter>(cache_->searchFor(rules), rules.size());
+  const auto finds = observer_ == nullptr ? PatternSearch::Finds::kEffects : PatternSearch::Finds::kMatches;
+  scan.filter = std::make_unique<RuleFilter>(cache_->searchFor(rules, finds), rules.size());
   for (size_t i = 0; i < scan.turns.size(); ++i) {
     scan.filter->play(i, scan.turns[i].rule != nullptr && scan.turns[i].wait == Turn::Wait::kNot);
   }
@@ -257,6 +255,13 @@ void Analysis::tellLine(const Scan& scan, const TextLine& line, LineFate fate) c
   observer_->onLine(text, line.begin, fate);
 }
 
+// To an observer that has not been told of the line and the trials on it.
+void Analysis::tellMatch(const Scan& scan, const FeatureRule& rule) const {
+  if (observer_ == nullptr || tellsEveryLine()) return;
+  tellLine(scan, scan.current, LineFate::kExamined);
+  observer_->onRule(rule, RuleOutcome::kSelects);
+}
+
 void Analysis::tellEnd(ScanEnd reason) const {
   if (observer_ != nullptr) observer_->onScanEnd(reason);
 }
@@ -277,7 +282,7 @@ FeatureRule* Analysis::firstMatch(Scan& scan) {
   for (size_t i = 0; i < scan.turns.size(); ++i) {
     const auto [rule, wait] = scan.turns[i];
     if (rule == nullptr) continue;
-    if (observer_ != nullptr || wait == Turn::Wait::kTrial) {
+    if (tellsEveryLine() || wait == Turn::Wait::kTrial) {
       const RuleOutcome outcome = judge(*rule);
       if (wait == Turn::Wait::kTrial) noteFilled(scan, i);
       if (outcome == RuleOutcome::kSelects) return rule;
@@ -345,6 +350,6 @@ RuleOutcome Analysis::judge(FeatureRule& rule) const {
   } else if (isKeyWordsMatch(curLine_, rule)) {
     outcome = RuleOutcome::kSelects;
   }
-  if (observer_ != nullptr) observer_->onRule(rule, outcome);
+  if (tellsEveryLine()) observer_->onRule(rule, outcome);
   return outcome;
 }

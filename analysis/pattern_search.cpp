@@ -92,7 +92,7 @@ std::optional<RegexNode> ReadKeyWords(std::string_view keyWords) {
   return sequence;
 }
 
-PatternSearch::PatternSearch(std::vector<FeatureRule> rules) : rules_(std::move(rules)) {
+PatternSearch::PatternSearch(std::vector<FeatureRule> rules, Finds finds) : rules_(std::move(rules)), finds_(finds) {
   inPlay_.assign(rules_.size(), false);
   texts_ = std::make_unique<LiteralSearch>(rules_);
 }
@@ -131,7 +131,7 @@ PatternSearch::Conditions PatternSearch::read(const FeatureRule& rule) {
   std::sort(conditions.match.begin(), conditions.match.end(),
             [this](uint32_t a, uint32_t b) { return selectivity_[a] > selectivity_[b]; });
   if (conditions.match.size() > kMaxStretches) conditions.match.resize(kMaxStretches);
-  if (ActsByParamsOnly(rule)) {
+  if (finds_ == Finds::kEffects && ActsByParamsOnly(rule)) {
     std::optional<RegexNode> yield = YieldPattern(rule, widestLoop_);
     const double bits = yield ? Selectivity(*yield) : 0;
     const double least = conditions.match.empty() ? kMinSelectivity : selectivity_[conditions.match[0]];

@@ -44,8 +44,13 @@ class VainLines {
 // nothing to get ready; an automaton follows where it pays. Not for several threads at once.
 class PatternSearch {
  public:
+  // Of the lines that a rule matches, those on which that has an effect, or all.
+  enum class Finds { kEffects, kMatches };
+
   // `rules` in the order in which they are tried.
-  explicit PatternSearch(std::vector<FeatureRule> rules);
+  PatternSearch(std::vector<FeatureRule> rules, Finds finds);
+
+  Finds finds() const { return finds_; }
 
   // Which rules count from now on, one element per rule; at first none does.
   void setInPlay(const std::vector<bool>& inPlay);
@@ -59,8 +64,9 @@ class PatternSearch {
   // True when some lines that rules may match may be left out, because the rules would take nothing from them.
   bool leavesOutMatches() const { return leavesOutMatches_; }
 
-  // Appends to `starts` the offset in `text` of each line on which a rule in play may do more than match: record a
-  // parameter, be spent, or take the lines behind it. `text` as in LineAutomaton::findLines.
+  // Appends to `starts` the offset in `text` of each line on which a rule in play may have an effect: record a
+  // parameter, be spent, or take the lines behind it; or on which it may match, if those are to be found. `text` as in
+  // LineAutomaton::findLines.
   void findLines(std::string_view text, std::vector<size_t>& starts);
 
   // The same for the lines that a rule may match.
@@ -99,6 +105,7 @@ class PatternSearch {
   void mendWornOut();
 
   std::vector<FeatureRule> rules_;
+  Finds finds_;
   std::unique_ptr<LiteralSearch> texts_;  // the search to begin with; null when it is over
   std::vector<bool> metTexts_;            // per rule, whether the classified line has a text of it
   size_t widestLoop_ = kNearlyAllCharacters;

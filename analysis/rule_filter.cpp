@@ -22,7 +22,7 @@ void RuleFilter::apply() {
   }
   search_->setInPlay(asLoaded);
   if (filled_.empty()) return;
-  if (filledSearch_ == nullptr) filledSearch_ = std::make_unique<PatternSearch>(filled_);
+  if (filledSearch_ == nullptr) filledSearch_ = std::make_unique<PatternSearch>(filled_, search_->finds());
   filledSearch_->setInPlay(filled);
 }
 

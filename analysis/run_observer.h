@@ -24,12 +24,15 @@ enum class RuleOutcome { kSelects, kDependencyNotMet, kVariableOpen, kKeyWordsNo
 
 enum class ScanEnd { kEndOfLog, kSkipLimit, kNoRuleLeft };
 
-// Receives every decision of a run, in order. With an observer the scan tries every rule on every line, without a
-// filter; the results are the same. References are good for the call only, but a rule keeps its address for as long as
-// its run lasts.
+// Receives the decisions of a run, in order; the results are those of a run without an observer. References are good
+// for the call only, but a rule keeps its address for as long as its run lasts.
 class RunObserver {
  public:
   virtual ~RunObserver() = default;
+
+  // True: the scan tries every rule on every line, without a filter, and tells of each. False: it is as fast as without
+  // an observer, and tells of the lines that rules select or span, and of the rule that selects, only.
+  virtual bool wantsEveryLine() const { return true; }
 
   // --- One run: a feature's rules over a log ---
 

@@ -10,8 +10,8 @@ void AppendText(std::string_view text, std::string& key) {
 }
 
 // What a search is made from.
-std::string KeyOf(const std::vector<const FeatureRule*>& rules) {
-  std::string key;
+std::string KeyOf(const std::vector<const FeatureRule*>& rules, PatternSearch::Finds finds) {
+  std::string key = finds == PatternSearch::Finds::kMatches ? "all" : "";
   for (const FeatureRule* rule : rules) {
     key += '\n';
     if (rule == nullptr) continue;
@@ -25,12 +25,13 @@ std::string KeyOf(const std::vector<const FeatureRule*>& rules) {
 
 }  // namespace
 
-std::shared_ptr<PatternSearch> SearchCache::searchFor(const std::vector<const FeatureRule*>& rules) {
-  std::shared_ptr<PatternSearch>& search = searches_[KeyOf(rules)];
+std::shared_ptr<PatternSearch> SearchCache::searchFor(const std::vector<const FeatureRule*>& rules,
+                                                      PatternSearch::Finds finds) {
+  std::shared_ptr<PatternSearch>& search = searches_[KeyOf(rules, finds)];
   if (search == nullptr) {
     std::vector<FeatureRule> copies;
     for (const FeatureRule* rule : rules) copies.push_back(rule == nullptr ? FeatureRule{} : *rule);
-    search = std::make_shared<PatternSearch>(std::move(copies));
+    search = std::make_shared<PatternSearch>(std::move(copies), finds);
   }
   return search;
 }

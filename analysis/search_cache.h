@@ -22,7 +22,7 @@ class SearchCache {
   ExpressionCache& expressions() { return expressions_; }
 
   // The search for these rules; null stands for one that is spent.
-  std::shared_ptr<PatternSearch> searchFor(const std::vector<const FeatureRule*>& rules);
+  std::shared_ptr<PatternSearch> searchFor(const std::vector<const FeatureRule*>& rules, PatternSearch::Finds finds);
 
   // Bytes held, about.
   size_t memory() const;

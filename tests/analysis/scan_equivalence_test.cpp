@@ -167,6 +167,37 @@ std::map<std::string, std::string> Results(FeatureFrame frame, bool keepsNeeded,
   return results;
 }
 
+// Notes what becomes of the lines that rules select, told of each line or of those alone.
+struct MatchNotes : RunNotes {
+  explicit MatchNotes(bool everyLine) : isForEveryLine(everyLine) {}
+
+  bool wantsEveryLine() const override { return isForEveryLine; }
+  void onLine(std::string_view line, size_t offset, LineFate fate) override {
+    text = line;
+    position = offset;
+    if (fate == LineFate::kSpanned) RunNotes::onLine(line, offset, fate);
+  }
+  void onRule(const FeatureRule& rule, RuleOutcome outcome) override {
+    if (outcome != RuleOutcome::kSelects) return;
+    RunNotes::onLine(text, position, LineFate::kExamined);
+    RunNotes::onRule(rule, outcome);
+  }
+
+  const bool isForEveryLine;
+  std::string text;  // of the line
+  size_t position = 0;
+};
+
+std::vector<std::string> NotedMatches(FeatureFrame frame, const std::string& log, bool everyLine, size_t window) {
+  std::stringstream content(log);
+  MatchNotes notes(everyLine);
+  Analysis engine(1, "event", &frame, {});
+  engine.observe(&notes);
+  engine.setWindow(window);
+  engine.rawInfoPosition(content);
+  return notes.lines;
+}
+
 TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
   const TempDir dir;
   for (int i = 0; i < CaseCount("KESTRIX_SCAN_CASES", 800); ++i) {
@@ -195,6 +226,8 @@ TEST(Scan, DoesWhatEveryRuleOnEveryLineDoes) {
     ASSERT_EQ(plainContent.rdstate(), content.rdstate()) << shown;
     ASSERT_EQ(plainContent.tellg(), content.tellg()) << shown;
     ASSERT_EQ(plain.current().position, engine.formatLineFeature("", "").position) << shown;
+
+    ASSERT_EQ(NotedMatches(untouched, log, true, window), NotedMatches(untouched, log, false, window)) << shown;
 
     untouched.logPath = dir.write("log", log);
     ASSERT_EQ(Results(untouched, false, window), Results(untouched, true, window)) << shown;
