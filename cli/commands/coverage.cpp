@@ -1,12 +1,15 @@
 #include <algorithm>
+#include <deque>
 #include <iomanip>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
+#include "cli/fleet/log_sample.h"
 #include "cli/fleet/replay.h"
 #include "cli/fleet/rule_coverage.h"
 #include "cli/library/input.h"
@@ -27,7 +30,9 @@ struct Options {
   std::string file;  // empty: standard output
 };
 
-constexpr size_t kMaxShapes = 20;  // of lines, that are told to people
+constexpr size_t kMaxShapes = 20;                 // of lines, that are told to people
+constexpr size_t kMaxExamined = 16;               // logs of each event type that are asked why rules did not fire...
+constexpr size_t kMaxExaminedBytes = 256 * 1024;  // ...and bytes of them, if they are not one
 
 constexpr char kExample[] =
     "Example:\n"
@@ -46,7 +51,13 @@ struct Counts {
 bool IsIdle(const RuleUse& rule) { return rule.fired == 0; }
 
 std::string NameOf(const RuleUse& rule) {
-  return LineForPeople(rule.featureId + " " + rule.name + " (" + rule.place + ")");
+  return LineForPeople(rule.key.featureId + " " + rule.key.name + " (" + rule.key.place + ")");
+}
+
+// "7 logs", where not all were examined "7 of 16 logs examined".
+std::string LogsOf(size_t logs, const RuleUse& rule) {
+  if (rule.examined == rule.idle) return Counted(logs, "log");
+  return std::to_string(logs) + " of " + Counted(rule.examined, "log") + " examined";
 }
 
 void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour, std::ostream& out) {
@@ -66,7 +77,7 @@ void PrintAsText(const RuleUseTable& table, const Counts& counts, bool inColour,
     if (!IsIdle(rule)) continue;
     out << "  " << NameOf(rule) << '\n';
     if (const auto* reason = rule.mainReason()) {
-      out << "    in " << Counted(reason->second.logs, "log") << ", such as " << LineForPeople(reason->second.example)
+      out << "    in " << LogsOf(reason->second.logs, rule) << ", such as " << LineForPeople(reason->second.example)
           << ": " << LineForPeople(reason->first) << '\n';
     }
   }
@@ -89,13 +100,14 @@ Json::Value ToJson(const RuleUseTable& table, const Counts& counts) {
   for (const RuleUse& rule : table.rules()) {
     Json::Value item;
     item["event"] = rule.eventType;
-    item["feature"] = rule.featureId;
-    item["rule"] = rule.name;
-    item["place"] = rule.place;
+    item["feature"] = rule.key.featureId;
+    item["rule"] = rule.key.name;
+    item["place"] = rule.key.place;
     item["fired"] = JsonNumber(rule.fired);
     if (const auto* reason = rule.mainReason()) {
       item["idle"]["reason"] = reason->first;
       item["idle"]["logs"] = JsonNumber(reason->second.logs);
+      item["idle"]["examined"] = JsonNumber(rule.examined);
       item["idle"]["example"] = reason->second.example;
     }
     root["rules"].append(item);
@@ -127,7 +139,7 @@ void Print(const RuleUseTable& table, const Counts& counts, const Options& optio
 class Collector {
  public:
   explicit Collector(const Options& options)
-      : askedEvent_(options.replay.logs.event), table_(options.configDir, askedEvent_) {}
+      : configDir_(options.configDir), askedEvent_(options.replay.logs.event), table_(configDir_, askedEvent_) {}
 
   void add(const LogEntry& log, const Reply& reply) {
     // The log may have been handed over under another event type just before.
@@ -144,14 +156,37 @@ class Collector {
     }
     if (log.event.empty()) ++counts_.without;
     table_.add(log, reply.fields);
+    if (!log.event.empty()) samples_.try_emplace(log.event, kMaxExamined).first->second.add(log);
+  }
+
+  // Asks for some of the logs why rules did not fire in them.
+  void addReasons(const WorkerOptions& workers, bool checkPath) {
+    std::deque<LogEntry> logs;
+    for (const auto& [event, sample] : samples_) {
+      const std::vector<LogEntry> some = sample.within(kMaxExaminedBytes);
+      logs.insert(logs.end(), some.begin(), some.end());
+    }
+    const auto source = [&](LogRun& run) {
+      if (logs.empty()) return WorkerPool::Next::kEnd;
+      run = {std::move(logs.front()), configDir_};
+      logs.pop_front();
+      return WorkerPool::Next::kRequest;
+    };
+    RunInWorkers(
+        workers, source, [checkPath](const LogRun& run) { return TellIdleRules(run, checkPath); },
+        [this](const LogRun& run, const Reply& reply) {
+          if (reply.fault.empty()) table_.addReasons(run.log, reply.fields);
+        });
   }
 
   const RuleUseTable& table() const { return table_; }
   const Counts& counts() const { return counts_; }
 
  private:
+  const std::string configDir_;
   const std::string askedEvent_;
   RuleUseTable table_;
+  std::map<std::string, LogSample> samples_;  // by event type
   Counts counts_;
   LogEntry last_;
 };
@@ -159,15 +194,20 @@ class Collector {
 ExitStatus Run(const Options& options) {
   CheckRuleFiles(options.configDir);
   Collector collector(options);
-  const auto tell = [&options](const LogRun& run) { return TellRuleUse(run, options.replay.checkPath); };
+  const RulePlaces& places = collector.table().places();
+  const auto tell = [&places](const LogRun& run) { return TellRuleUse(run, places); };
   const auto add = [&collector](const LogEntry& log, const std::vector<Reply>& replies) {
     collector.add(log, replies[0]);
   };
   Replay(options.replay, {options.configDir}, {tell, IsAnyRuleUsed, add});
   const RuleUseTable& table = collector.table();
+  const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
+  // The text gives reasons for rules that never fired only.
+  if (!isCovered || options.format != "text") {
+    collector.addReasons({options.replay.workers.jobs, options.replay.workers.secondsPerLog}, options.replay.checkPath);
+  }
   const Counts& counts = collector.counts();
   PrintTo(options.file, [&](bool inColour, std::ostream& out) { Print(table, counts, options, inColour, out); });
-  const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
   return isCovered && counts.failed == 0 ? kSuccess : kNegative;
 }
 

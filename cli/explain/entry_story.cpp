@@ -26,15 +26,12 @@ std::string WhyTaken(const Story& story, const PlacedEntry& entry) {
 }
 
 IdStory TellId(const Story& story, const RulePlaces& places, const PlacedEntry& entry, const PlacedId& id) {
-  MatchRule library;
-  if (story.isStandIn) library.assumeLog(story.logFile);
   IdStory told{id.id, places.inMatchFile(id.span), false, ""};
-  std::string log;
-  if (!library.isFeatureMatched(story.eventType, id.id)) {
-    told.why = "its event type is " + Quoted(id.eventType);
-  } else if (library.isPathMatched(story.logPath, entry.dirOrFile.text(), entry.subcataLog.text(), log)) {
-    told.isTaken = true;
+  told.isTaken = IsTaken({story.logPath, story.isStandIn ? story.logFile : ""}, story.eventType, entry, id);
+  if (told.isTaken) {
     told.why = WhyTaken(story, entry);
+  } else if (!MatchRule().isFeatureMatched(story.eventType, id.id)) {
+    told.why = "its event type is " + Quoted(id.eventType);
   } else {
     told.why = WhyRefused(story, entry);
   }
@@ -42,6 +39,14 @@ IdStory TellId(const Story& story, const RulePlaces& places, const PlacedEntry& 
 }
 
 }  // namespace
+
+bool IsTaken(const AnalyzedLog& log, const std::string& eventType, const PlacedEntry& entry, const PlacedId& id) {
+  MatchRule library;
+  library.assumeLog(log.standIn);
+  std::string read;
+  return library.isFeatureMatched(eventType, id.id) &&
+         library.isPathMatched(log.path, entry.dirOrFile.text(), entry.subcataLog.text(), read);
+}
 
 std::vector<EntryStory> TellEntries(const Story& story, const RulePlaces& places, TriedEntry& tried) {
   std::vector<EntryStory> entries;

@@ -11,7 +11,7 @@ function drawRule(rule) {
     make("div", "bar", share)),
     make("th", "", rule.rule, make("div", "place", rule.place)), make("td", "", rule.feature),
     make("td", "small", reason ? [make("span", rule.fired ? "faint" : "bad", visible(reason)),
-      make("span", "faint", ` in ${counted(rule.idle.logs, "log")}, such as ${visible(rule.idle.example)}`)] : ""));
+      make("span", "faint", ` in ${number(rule.idle.logs)} of ${counted(rule.idle.examined, "log")} examined, such as ${visible(rule.idle.example)}`)] : ""));
 }
 
 function drawRules() {

@@ -1,36 +1,41 @@
 #include "cli/fleet/rule_coverage.h"
 
 #include <algorithm>
+#include <set>
 
+#include "cli/check/wrong_type.h"
 #include "cli/explain/tell_story.h"
-#include "cli/fleet/untaken_lines.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
-#include "cli/rule_files/json_tree.h"
-#include "cli/rule_files/rule_model.h"
-#include "cli/rule_files/rule_places.h"
 #include "rules/rule_syntax.h"
+#include "util/file_util.h"
 
 namespace {
 
 constexpr size_t kMaxShapes = 20'000;  // that are kept
 
 // What begins the fields of a row.
-const std::string kRule = "rule";      // feature id, place, reason or nothing when it fired
+const std::string kFired = "fired";    // feature id, place, name
+const std::string kIdle = "idle";      // feature id, place, name, reason
 const std::string kRefused = "id";     // feature id, reason
 const std::string kUntaken = "lines";  // kind, shape, count, "<line>: <text>"
 constexpr size_t kRowSize = 5;
+
+const std::string kNotLoaded = "the library does not load it, or has no templates for its feature";
+
+void Append(Fields row, Fields& rows) {
+  row.resize(kRowSize);
+  rows.insert(rows.end(), row.begin(), row.end());
+}
 
 // What differs from line to line would part one reason into many.
 std::string WithoutDetail(const std::string& why) {
   return why.substr(0, std::min(why.find(" after column "), why.find("; ")));
 }
 
-// Empty when the rule fired.
 std::string WhyIdle(const RunStory& run, const RuleStory& rule) {
-  if (rule.selected.count > 0) return "";
   if (!run.isReadable) return "the library cannot read the log";
   if (rule.nearest.kept.empty()) return "no line was examined";
   return ValidUtf8(WithoutDetail(rule.nearest.kept[0].verdict.why));
@@ -44,8 +49,28 @@ const std::pair<const std::string, Idleness>* RuleUse::mainReason() const {
   return most == reasons.end() ? nullptr : &*most;
 }
 
-Fields TellRuleUse(const LogRun& run, bool checkPath) {
+Fields TellRuleUse(const LogRun& run, const RulePlaces& places) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
+  const LogFile file(run.log.path);
+  const AnalyzedLog log = file.at(run.log.as);
+  UseTeller teller(log, run.log.event, places);
+  AnalyzeOrThrow(log, {run.config, WrongTypeInRules}, run.log.event, &teller);
+  const LogUse& use = teller.use();
+  Fields rows;
+  for (const RuleKey& rule : use.fired) Append({kFired, rule.featureId, rule.place, rule.name}, rows);
+  std::string text;
+  if (!use.logPath.empty()) FileUtil::LoadStringFromFile(use.logPath, text);
+  for (const auto& [shape, lines] : UntakenLinesOf(text, use)) {
+    Append({kUntaken, shape.kind, shape.text, std::to_string(lines.count),
+            std::to_string(lines.firstNumber) + ": " + ValidUtf8(lines.firstText)},
+           rows);
+  }
+  return rows;
+}
+
+bool IsAnyRuleUsed(const Fields& told) { return !told.empty() && told.front() == kFired; }
+
+Fields TellIdleRules(const LogRun& run, bool checkPath) {
   const LogFile file(run.log.path);
   const Story story = TellStory({.logName = run.log.path,
                                  .configDir = run.config,
@@ -55,77 +80,79 @@ Fields TellRuleUse(const LogRun& run, bool checkPath) {
                                  .logFile = file.path()},
                                 KeptRules(run.config));
   Fields rows;
-  const auto append = [&rows](Fields row) {
-    row.resize(kRowSize);
-    rows.insert(rows.end(), row.begin(), row.end());
-  };
   for (const RunStory& told : story.runs) {
-    for (const RuleStory& rule : told.rules) append({kRule, told.featureId, TextOf(rule.place), WhyIdle(told, rule)});
+    for (const RuleStory& rule : told.rules) {
+      if (rule.selected.count > 0) {
+        Append({kFired, told.featureId, TextOf(rule.place), rule.name}, rows);
+      } else {
+        Append({kIdle, told.featureId, TextOf(rule.place), rule.name, WhyIdle(told, rule)}, rows);
+      }
+    }
   }
   for (const EntryStory& entry : story.entries) {
     for (const IdStory& id : entry.ids) {
-      if (!id.isTaken) append({kRefused, id.id, ValidUtf8(id.why), ""});
+      if (!id.isTaken) Append({kRefused, id.id, ValidUtf8(id.why)}, rows);
     }
-  }
-  for (const auto& [shape, lines] : UntakenLinesOf(story)) {
-    append({kUntaken, shape.kind, shape.text, std::to_string(lines.count),
-            std::to_string(lines.firstNumber) + ": " + ValidUtf8(lines.firstText)});
   }
   return rows;
 }
 
-bool IsAnyRuleUsed(const Fields& told) {
-  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    if (told[i] == kRule && told[i + 3].empty()) return true;
-  }
-  return false;
-}
-
-RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& eventType) {
-  const JsonFile matchFile(MatchRuleFile(configDir));
-  const JsonFile assembleFile(AssembleRuleFile(configDir));
-  const RuleModel model(matchFile, assembleFile);
-  const RulePlaces places(model);
-  for (const PlacedEntry& entry : model.entries) {
+RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& eventType)
+    : matchFile_(MatchRuleFile(configDir)),
+      assembleFile_(AssembleRuleFile(configDir)),
+      model_(matchFile_, assembleFile_),
+      places_(model_) {
+  for (const PlacedEntry& entry : model_.entries) {
     for (const PlacedId& id : entry.ids) {
       if (!eventType.empty() && id.eventType != eventType) continue;
       for (const PlacedRule& rule : entry.rules) {
-        rules_.push_back({id.eventType, id.id, rule.record.name, TextOf(places.inMatchFile(rule.span)), 0, {}});
+        const std::string place = TextOf(places_.inMatchFile(rule.span));
+        rules_.push_back({.eventType = id.eventType, .key = {id.id, place, rule.record.name}});
       }
     }
   }
 }
 
 void RuleUseTable::add(const LogEntry& log, const Fields& told) {
-  std::map<std::pair<std::string, std::string>, std::string> whyByRule;
-  std::map<std::string, std::string> whyById;
+  std::set<RuleKey> fired;
   for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    const std::string& what = told[i + 1];
-    if (told[i] == kRule) {
-      whyByRule[{what, told[i + 2]}] = told[i + 3];
-    } else if (told[i] == kRefused) {
-      whyById[what] = told[i + 2];
+    if (told[i] == kFired) {
+      fired.insert({told[i + 1], told[i + 2], told[i + 3]});
     } else {
-      const LineShape shape{what, told[i + 2]};
-      if (untaken_.size() >= kMaxShapes && untaken_.count(shape) == 0) continue;
-      UntakenShape& lines = untaken_[shape];
-      if (lines.logs++ == 0) lines = {shape, 0, 1, log.path + ":" + told[i + 4]};
-      lines.lines += std::stoul(told[i + 3]);
+      addUntaken(log, told, i);
     }
   }
   for (RuleUse& rule : rules_) {
-    if (rule.eventType != log.event) continue;
-    const auto byRule = whyByRule.find({rule.featureId, rule.place});
-    if (byRule != whyByRule.end() && byRule->second.empty()) {
-      ++rule.fired;
-      continue;
-    }
-    const auto byId = whyById.find(rule.featureId);
+    if (rule.eventType == log.event) ++(fired.contains(rule.key) ? rule.fired : rule.idle);
+  }
+}
+
+void RuleUseTable::addUntaken(const LogEntry& log, const Fields& told, size_t row) {
+  const LineShape shape{told[row + 1], told[row + 2]};
+  if (untaken_.size() >= kMaxShapes && !untaken_.contains(shape)) return;
+  UntakenShape& lines = untaken_[shape];
+  if (lines.logs++ == 0) lines = {shape, 0, 1, log.path + ":" + told[row + 4]};
+  lines.lines += std::stoul(told[row + 3]);
+}
+
+void RuleUseTable::addReasons(const LogEntry& log, const Fields& told) {
+  std::set<RuleKey> fired;
+  std::map<RuleKey, std::string> whyByRule;
+  std::map<std::string, std::string> whyById;
+  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
+    if (told[i] == kFired) fired.insert({told[i + 1], told[i + 2], told[i + 3]});
+    if (told[i] == kIdle) whyByRule[{told[i + 1], told[i + 2], told[i + 3]}] = told[i + 4];
+    if (told[i] == kRefused) whyById[told[i + 1]] = told[i + 2];
+  }
+  for (RuleUse& rule : rules_) {
+    if (rule.eventType != log.event || fired.contains(rule.key)) continue;
+    const auto byRule = whyByRule.find(rule.key);
+    const auto byId = whyById.find(rule.key.featureId);
     Idleness& idleness = rule.reasons[byRule != whyByRule.end() ? byRule->second
                                       : byId != whyById.end()   ? byId->second
-                                                                : "the library does not load it, or has no templates "
-                                                                  "for its feature"];
+                                                                : kNotLoaded];
     if (idleness.logs++ == 0) idleness.example = log.path;
+    ++rule.examined;
   }
 }
 

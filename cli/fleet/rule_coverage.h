@@ -9,7 +9,9 @@
 
 #include "cli/fleet/log_run.h"
 #include "cli/fleet/untaken_lines.h"
+#include "cli/fleet/use_teller.h"
 #include "cli/fleet/worker_pool.h"
+#include "cli/rule_files/rule_places.h"
 
 // A reason for which a rule did not fire.
 struct Idleness {
@@ -20,13 +22,13 @@ struct Idleness {
 // How a rule of a feature fared in many logs.
 struct RuleUse {
   std::string eventType;
-  std::string featureId;
-  std::string name;
-  std::string place;  // "rules/match_rule.json:12"
-  size_t fired = 0;   // logs
-  std::map<std::string, Idleness> reasons;
+  RuleKey key;
+  size_t fired = 0;     // logs
+  size_t idle = 0;      // logs
+  size_t examined = 0;  // of the idle ones, those that were examined for reasons
+  std::map<std::string, Idleness> reasons = {};
 
-  // The most frequent reason; null when it fired in every log, or there was none.
+  // The most frequent reason; null when there is none.
   const std::pair<const std::string, Idleness>* mainReason() const;
 };
 
@@ -38,19 +40,30 @@ struct UntakenShape {
   std::string example;  // "<path>:<line>: <text>", from the first log
 };
 
-// What a worker tells of a log for a RuleUseTable.
-Fields TellRuleUse(const LogRun& run, bool checkPath);
+// What a worker tells of a log for a RuleUseTable: which rules fired, and the lines that none took.
+Fields TellRuleUse(const LogRun& run, const RulePlaces& places);
 
 // Whether that tells of a rule that fired.
 bool IsAnyRuleUsed(const Fields& told);
+
+// What a worker tells of a log about the rules that do not fire in it. That takes many times longer: every rule is held
+// against every line.
+Fields TellIdleRules(const LogRun& run, bool checkPath);
 
 class RuleUseTable {
  public:
   // The rules in `configDir` for the event type, or for all when it is empty; none of them used yet. Throws InputError.
   RuleUseTable(const std::string& configDir, const std::string& eventType);
 
-  // `log` with the event type that it was analysed under; without one, no rule has taken anything from it.
+  // Of the rules as they were read.
+  const RulePlaces& places() const { return places_; }
+
+  // What TellRuleUse tells of `log` with the event type that it was analysed under; without one, no rule has taken
+  // anything from it.
   void add(const LogEntry& log, const Fields& told);
+
+  // What TellIdleRules tells of a log that was added.
+  void addReasons(const LogEntry& log, const Fields& told);
 
   // In the order of the features' entries and of their rules.
   const std::vector<RuleUse>& rules() const { return rules_; }
@@ -59,6 +72,12 @@ class RuleUseTable {
   std::vector<UntakenShape> untaken() const;
 
  private:
+  void addUntaken(const LogEntry& log, const Fields& told, size_t row);
+
+  const JsonFile matchFile_;
+  const JsonFile assembleFile_;
+  const RuleModel model_;
+  const RulePlaces places_;
   std::vector<RuleUse> rules_;
   std::map<LineShape, UntakenShape> untaken_;
 };

@@ -1,7 +1,6 @@
 #include "cli/fleet/untaken_lines.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 #include <vector>
 
@@ -13,45 +12,26 @@
 
 namespace {
 
-std::set<size_t> SelectedLines(const Story& story) {
-  std::set<size_t> numbers;
-  for (const RunStory& run : story.runs) {
-    for (const RuleStory& rule : run.rules) {
-      for (const SelectedLine& selected : rule.selected.kept) {
-        numbers.insert(selected.line.number);
-        for (const ParamStory& param : selected.params.kept) numbers.insert(param.line.number);
-      }
+// The offsets of the lines between two frames of the stack: few enough for its pattern to pass over them.
+std::vector<size_t> BridgedLines(std::string_view log, const LogUse& use) {
+  std::vector<size_t> bridged;
+  std::vector<size_t> passed;  // since the last frame
+  bool isBegun = false;
+  auto frame = use.stack.begin();
+  for (size_t begin = use.stackBegin; frame != use.stack.end() && begin < log.size();) {
+    const size_t end = std::min(log.find('\n', begin), log.size());
+    if (log.substr(begin, end - begin).find(*frame) != std::string_view::npos) {
+      if (passed.size() <= static_cast<size_t>(kMaxTraceMisses))
+        bridged.insert(bridged.end(), passed.begin(), passed.end());
+      passed.clear();
+      isBegun = true;
+      ++frame;
+    } else if (isBegun) {
+      passed.push_back(begin);
     }
+    begin = end + 1;
   }
-  return numbers;
-}
-
-// The lines of all stacks that were cut out of the log, as far as the patterns took them.
-std::set<std::string> StackLines(const Story& story) {
-  std::set<std::string> lines;
-  for (const RunStory& run : story.runs) {
-    for (const TemplateStory& told : run.templates) {
-      for (const ContributionStory& part : told.contributions) {
-        if (part.value.find('\n') == std::string::npos) continue;
-        for (const std::string& line : LinesOf(part.value)) lines.insert(line);
-      }
-    }
-  }
-  lines.erase("");
-  return lines;
-}
-
-// Lines between two frames of the stack: few enough for its pattern to pass over them.
-std::set<size_t> BridgedLines(const Story& story) {
-  std::set<size_t> numbers;
-  size_t last = 0;
-  for (const FrameStory& frame : story.stack ? story.stack->frames : std::vector<FrameStory>()) {
-    const size_t number = frame.line.number;
-    const bool isNear = last > 0 && number > last && number - last <= kMaxTraceMisses + 1;
-    for (size_t i = last + 1; isNear && i < number; ++i) numbers.insert(i);
-    last = number;
-  }
-  return numbers;
+  return bridged;
 }
 
 LineShape ShapeOf(LineLook look, std::string_view line) {
@@ -63,21 +43,25 @@ LineShape ShapeOf(LineLook look, std::string_view line) {
 
 }  // namespace
 
-std::map<LineShape, UntakenLines> UntakenLinesOf(const Story& story) {
-  const std::set<size_t> selected = SelectedLines(story);
-  const std::set<std::string> stack = StackLines(story);
-  const std::set<size_t> bridged = BridgedLines(story);
+std::map<LineShape, UntakenLines> UntakenLinesOf(std::string_view log, const LogUse& use) {
+  std::vector<size_t> taken = BridgedLines(log, use);
+  taken.insert(taken.end(), use.lines.begin(), use.lines.end());
+  std::sort(taken.begin(), taken.end());
   std::map<LineShape, UntakenLines> untaken;
-  if (story.logs.empty()) return untaken;
-  ForEachLine(story.logs.front().text, [&](size_t number, std::string_view line) {
+  size_t number = 1;
+  size_t counted = 0;  // bytes whose line feeds are in it
+  for (const size_t begin : LinesWithLook(log)) {
+    const std::string_view line = log.substr(begin, std::min(log.find('\n', begin), log.size()) - begin);
     const LineLook look = LookOf(line);
-    if (look == LineLook::kNone || selected.count(number) > 0 || bridged.count(number) > 0) return;
-    if (std::any_of(stack.begin(), stack.end(),
+    if (look == LineLook::kNone || std::binary_search(taken.begin(), taken.end(), begin)) continue;
+    if (std::any_of(use.stackLines.begin(), use.stackLines.end(),
                     [line](const std::string& frame) { return line.find(frame) != std::string_view::npos; })) {
-      return;
+      continue;
     }
+    number += static_cast<size_t>(std::count(log.begin() + counted, log.begin() + begin, '\n'));
+    counted = begin;
     UntakenLines& lines = untaken[ShapeOf(look, line)];
     if (lines.count++ == 0) lines = {1, number, std::string(line)};
-  });
+  }
   return untaken;
 }

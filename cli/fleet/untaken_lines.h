@@ -4,9 +4,10 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
 #include <tuple>
 
-#include "cli/explain/story.h"
+#include "cli/fleet/use_teller.h"
 
 // What lines have in common: the kind ("Java frames"), and the line without blanks around it and with "*" for what
 // differs from one occurrence to another.
@@ -24,8 +25,8 @@ struct UntakenLines {
   std::string firstText;
 };
 
-// The lines of the story's log that look like a frame of a stack, or the head of a crash, but that went into no result:
-// no rule selected them, no stack holds them, and none was cut with them inside, where a pattern passed over them.
-std::map<LineShape, UntakenLines> UntakenLinesOf(const Story& story);
+// The lines of a log that look like a frame of a stack, or the head of a crash, but that went into no result: no rule
+// selected them, no stack holds them, and none was cut with them inside, where a pattern passed over them.
+std::map<LineShape, UntakenLines> UntakenLinesOf(std::string_view log, const LogUse& use);
 
 #endif  // CLI_FLEET_UNTAKEN_LINES_H

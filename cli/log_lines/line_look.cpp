@@ -40,19 +40,19 @@ constexpr std::string_view kPrefixes[] = {
 constexpr size_t kMaxTableSize = 1024 * 1024;  // bytes
 
 // Whether any row may fit: most lines of a log are turned away by this.
-bool MayLook(std::string_view line) {
+LineAutomaton& AnyRow() {
   static const auto automaton = [] {
     std::vector<RegexNode> patterns;
     for (const Row& row : kRows) patterns.push_back(ReadRegex(row.pattern).tree.value().root);
     return std::make_unique<LineAutomaton>(patterns, kMaxTableSize);
   }();
-  return automaton->mayMatch(line);
+  return *automaton;
 }
 
 }  // namespace
 
 LineLook LookOf(std::string_view line) {
-  if (!MayLook(line)) return LineLook::kNone;
+  if (!AnyRow().mayMatch(line)) return LineLook::kNone;
   static std::vector<Regex> patterns = [] {
     std::vector<Regex> compiled;
     for (const Row& row : kRows) compiled.emplace_back(row.pattern);
@@ -63,6 +63,12 @@ LineLook LookOf(std::string_view line) {
     if (patterns[i].search(line, match)) return kRows[i].look;
   }
   return LineLook::kNone;
+}
+
+std::vector<size_t> LinesWithLook(std::string_view log) {
+  std::vector<size_t> starts;
+  AnyRow().findLines(log, starts);
+  return starts;
 }
 
 std::string_view NameOf(LineLook look) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 // What a line of a log looks like, whatever the rules make of it.
 enum class LineLook {
@@ -17,6 +18,9 @@ enum class LineLook {
 };
 
 LineLook LookOf(std::string_view line);
+
+// The offsets of the lines of a log that may look like anything; all others do not.
+std::vector<size_t> LinesWithLook(std::string_view log);
 
 constexpr bool IsFrame(LineLook look) { return look >= LineLook::kJavaFrame && look <= LineLook::kKernelFrame; }
 constexpr bool IsHead(LineLook look) { return look >= LineLook::kJavaHead; }

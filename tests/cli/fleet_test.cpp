@@ -173,6 +173,16 @@ TEST(Coverage, CountsNoLineThatAPatternPassesOver) {
                                  " --event crash logs/map1.txt --format json | grep -o '\"shape\":[^,}]*'"));
 }
 
+// The path decides which of the entries' rules a log gets.
+TEST(Coverage, TellsEntriesOfOneIdApart) {
+  const TempDir dir;
+  const std::string rules = dir.path("rules");
+  EXPECT_EQ("       1  F_crash_1 process (match_rule.json:19)\n-> 0\n",
+            OutputOf(kCases, "cp -r two " + rules + " && sed -i 's/F_start_1/F_crash_1/; 15,17s,crash/,other/,' " +
+                                 rules + "/match_rule.json && kestrix coverage --config " + rules +
+                                 " --event crash --as /data/other/ logs/map1.txt | grep '  1  F_' | sed 's,(.*/,(,'"));
+}
+
 TEST(Test, UpdatesWhatDiffers) {
   const TempDir dir;
   EXPECT_EQ("-> 0\n",
