@@ -26,11 +26,10 @@ bool IsFixed(const FeatureRule& rule) {
          std::none_of(rule.params.begin(), rule.params.end(), changesLines);
 }
 
-// A rule that is found by its match alone, whatever it yields.
-FeatureRule WithoutParams(const FeatureRule& rule) {
+// What finding the matches of a rule takes of it.
+FeatureRule KeyWordsOf(const FeatureRule& rule) {
   FeatureRule bare;
   bare.keyWords = rule.keyWords;
-  bare.command = kPlainCommand;
   return bare;
 }
 
@@ -42,7 +41,7 @@ FeatureLines::FeatureLines(ByteSource& log, size_t window, const std::vector<con
   for (const FeatureFrame* frame : frames) {
     const auto& own = frame->rules;
     features_.push_back({rules.size(), own.size(), !own.empty() && std::all_of(own.begin(), own.end(), IsFixed)});
-    std::transform(own.begin(), own.end(), std::back_inserter(rules), WithoutParams);
+    std::transform(own.begin(), own.end(), std::back_inserter(rules), KeyWordsOf);
   }
   search_ = std::make_unique<PatternSearch>(std::move(rules), PatternSearch::Finds::kMatches);
   setInPlay();
