@@ -59,7 +59,7 @@ struct Analysis::Scan {
   std::unique_ptr<RuleFilter> filter = nullptr;  // null as long as all rules are tried on every line
   bool isFilterStale = false;
   size_t triedLines = 0;
-  VainLines vain = {};
+  VainWork vain = {};
 };
 
 size_t Analysis::scanFrom(LineReader& reader, size_t begin, int32_t skipStep) {
@@ -132,9 +132,9 @@ void Analysis::planScan(Scan& scan) {
   if (tellsEveryLine() || frame_->rules.empty()) return;
   if (scan.filter == nullptr) {
     if (scan.pos < scan.reader.size() && isWorthFilter(scan)) makeFilter(scan);
-  } else if (scan.vain.areMany() && scan.shared == nullptr) {
+  } else if (scan.vain.isMuch() && scan.shared == nullptr) {
     scan.filter->apply();
-    scan.filter->chooseBy(scan.reader.linesFrom(scan.pos).substr(0, VainLines::kSampleSize));
+    scan.filter->chooseBy(scan.reader.linesFrom(scan.pos).substr(0, VainWork::kSampleSize));
     scan.finder.forget();
     scan.vain.restart();
   }
@@ -295,6 +295,7 @@ FeatureRule* Analysis::firstMatch(Scan& scan) {
       if (!scan.filter->mayMatch(i)) continue;
     }
     if (isKeyWordsMatch(curLine_, *rule)) return rule;
+    if (rule->keyWords.starts_with(kRegexMark)) scan.vain.add(1);
   }
   scan.vain.add(1);
   return nullptr;

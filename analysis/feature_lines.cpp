@@ -98,8 +98,8 @@ void FeatureLines::searchWindow() {
     }
     pos += line.size() + 1;
   }
-  if (vain_.areMany()) {
-    search_->chooseBy(text.substr(0, VainLines::kSampleSize));
+  if (vain_.isMuch()) {
+    search_->chooseBy(text.substr(0, VainWork::kSampleSize));
     vain_.restart();
   }
   end_ += text.size();

@@ -61,7 +61,7 @@ class FeatureLines {
   LineReader reader_;
   const size_t most_;  // lines of a feature
   std::unique_ptr<PatternSearch> search_;
-  VainLines vain_;
+  VainWork vain_;
   std::vector<Feature> features_;
   std::vector<size_t> starts_;  // of the lines found in a window
   size_t end_ = 0;              // the log is searched up to here...

@@ -20,13 +20,14 @@
 // Empty when the regular expression cannot be read.
 std::optional<RegexNode> ReadKeyWords(std::string_view keyWords);
 
-// Counts lines that were found for nothing, until they are so many that a search should choose anew by a sample.
-class VainLines {
+// Counts lines evaluated and expressions searched for in vain, until they are so many that a search should choose anew
+// by a sample.
+class VainWork {
  public:
   static constexpr size_t kSampleSize = 8192;  // bytes
 
-  void add(size_t lines) { count_ += lines; }
-  bool areMany() const { return count_ > most_; }
+  void add(size_t count) { count_ += count; }
+  bool isMuch() const { return count_ > most_; }
   void restart() {
     count_ = 0;
     most_ *= 4;
