@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -123,6 +124,58 @@ TEST(Explain, TellsOfALogThatIsTooLarge) {
   EXPECT_NE(std::string::npos, output.find("  the log is larger than 32 MiB: the library reads nothing of it\n"));
   EXPECT_NE(std::string::npos, output.find("  the library cannot read "));
   EXPECT_TRUE(output.ends_with("-> 1\n")) << output;
+}
+
+// A page has each verdict once, and each combination of them; with --line they stand for themselves.
+TEST(Explain, SharesTheVerdictsOfAPage) {
+  const TempDir dir;
+  const std::string call = "kestrix explain logs/reasons.txt --config rules --event reason ";
+  const std::string path = dir.path() + "/page.html";
+  OutputOf(kCases, call + "--format html -o " + path);
+  const std::string page = ReadFile(path);
+  const std::string mark = R"(id="data">)";
+  Json::Value data;
+  std::istringstream(page.substr(page.find(mark) + mark.size())) >> data;
+  const Json::Value& told = data["runs"][0]["verdicts"];
+  for (const char* part : {"words", "rows"}) {
+    EXPECT_GT(told[part].size(), 5U);
+    const std::set<Json::Value> shared(told[part].begin(), told[part].end());
+    EXPECT_EQ(told[part].size(), shared.size()) << part;
+  }
+  for (const Json::ArrayIndex line : {1U, 2U, 9U, 12U, 20U}) {
+    const Json::Value asked =
+        ObjectOf(kCases, call + "--format json --line " + std::to_string(line))["runs"][0]["asked"]["verdicts"];
+    const Json::Value& row = told["rows"][told["lines"][line - 1].asUInt()];
+    ASSERT_EQ(asked.size(), row.size()) << line;
+    for (Json::ArrayIndex rule = 0; rule < row.size(); ++rule) {
+      EXPECT_EQ(asked[rule]["verdict"], told["words"][row[rule].asUInt()][0]) << line;
+      EXPECT_EQ(asked[rule]["why"], told["words"][row[rule].asUInt()][1]) << line;
+    }
+  }
+}
+
+// The template that gives the value, those that are beaten, those with some records; then where most else is found.
+TEST(Explain, TellsOfAKeyTheNearestTemplatesFirst) {
+  const auto entry = [](const std::string& number, const std::string& rules) {
+    return "\"featureFrame_" + number + R"(": {"dirOrFile": "/a", "featureId": "K_x_)" + number + R"(", "rules": [)" +
+           rules + "]}";
+  };
+  const std::string none = R"+({"name": "none", "keyWords": "absent", "v_x": "(.*)"})+";
+  const std::string full = R"+({"name": "full", "keyWords": "line", "v_x": "(line)"})+";
+  const TempDir dir;
+  dir.write("match_rule.json",
+            "{" + entry("1", none) + "," + entry("2", R"+({"name": "empty", "keyWords": "line", "v_x": "line(z)?"})+") +
+                "," + entry("3", full) + "," + entry("4", full) + "," + entry("5", none + "," + full) + "}");
+  dir.write("assemble_rule.json", R"({"x": {"K_x_1": {"K": "none.v_x"}, "K_x_2": {"K": "empty.v_x"},
+    "K_x_3": {"K": "full.v_x"}, "K_x_4": {"K": "full.v_x"}, "K_x_5": {"K": "none.v_x"}}})");
+  const std::string log = dir.write("log.txt", "a line\n");
+  const std::string call = "kestrix explain " + log + " --config " + dir.path() + " --event x --key K --format json";
+  const Json::Value key = ObjectOf(kCases, call);
+  std::string order;
+  for (const Json::Value& told : key["templates"]) {
+    order += told["featureId"].asString() + " " + told["state"].asString() + "\n";
+  }
+  EXPECT_EQ("K_x_3 used\nK_x_4 lost\nK_x_2 empty\nK_x_5 empty\nK_x_1 empty\n", order);
 }
 
 }  // namespace
