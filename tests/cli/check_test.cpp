@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -19,19 +20,47 @@ constexpr char kCases[] = KESTRIX_SOURCE_DIR "/tests/data-check";
 
 TEST(Check, PrintsWhatTheTranscriptHolds) { EXPECT_GT(ExpectTranscript(kCases), 100); }
 
+std::vector<std::string> NamesOf(const std::vector<Finding>& findings) {
+  std::vector<std::string> names;
+  for (const Finding& finding : findings) {
+    names.push_back(std::string(NameOf(finding.severity)) + " " + std::string(DescriptionOf(finding.code).name));
+  }
+  return names;
+}
+
+// What is found after the cure of one finding.
+std::vector<std::string> NamesAfter(const Finding& finding, const Mistake& mistake) {
+  const bool isMatchFile = finding.file->path == "match_rule.json";
+  std::string rules[] = {mistake.matchRules, mistake.assembleRules};
+  const Span span = finding.fix->span;
+  rules[isMatchFile ? 0 : 1].replace(span.begin, span.end - span.begin, finding.fix->text);
+  const JsonFile matchFile("match_rule.json", rules[0]);
+  const JsonFile assembleFile("assemble_rule.json", rules[1]);
+  return NamesOf(CheckRules(RuleModel(matchFile, assembleFile)));
+}
+
 TEST(Check, FindsEachMistakeAndNothingElse) {
   int count = 0;
+  int cures = 0;
   for (const Mistake& mistake : Mistakes()) {
     const JsonFile matchFile("match_rule.json", mistake.matchRules);
     const JsonFile assembleFile("assemble_rule.json", mistake.assembleRules);
-    std::vector<std::string> found;
-    for (const Finding& finding : CheckRules(RuleModel(matchFile, assembleFile))) {
-      found.push_back(std::string(NameOf(finding.severity)) + " " + std::string(DescriptionOf(finding.code).name));
-    }
-    EXPECT_EQ(mistake.expected, found) << mistake.what;
+    const std::vector<Finding> findings = CheckRules(RuleModel(matchFile, assembleFile));
+    EXPECT_EQ(mistake.expected, NamesOf(findings)) << mistake.what;
     ++count;
+    for (size_t i = 0; i < std::min(findings.size(), mistake.expected.size()); ++i) {
+      if (!findings[i].fix) continue;
+      ++cures;
+      const auto countIn = [&](const std::vector<std::string>& names) {
+        return std::count(names.begin(), names.end(), mistake.expected[i]);
+      };
+      const std::vector<std::string> after = NamesAfter(findings[i], mistake);
+      EXPECT_LT(countIn(after), countIn(mistake.expected)) << mistake.what << ": " << findings[i].fix->text;
+      EXPECT_LE(after.size(), findings.size()) << mistake.what << ": " << findings[i].fix->text;
+    }
   }
   EXPECT_GT(count, 80);
+  EXPECT_GT(cures, 40);
 }
 
 TEST(Check, HasACaseAndATextForEachCode) {
