@@ -50,7 +50,7 @@ LiteralSearch::LiteralSearch(const std::vector<FeatureRule>& rules) : hasTexts_(
 size_t LiteralSearch::hashBefore(const char* pos) {
   Block bytes = 0;
   memcpy(&bytes, pos - sizeof(bytes), sizeof(bytes));
-  return bytes * 0x9e3779b1U >> (32 - kHashBits);
+  return (uint64_t{bytes} * 0x9e3779b1U >> (32 - kHashBits)) % (1U << kHashBits);
 }
 
 // Of each text as many of the last bytes count as the shortest one has.

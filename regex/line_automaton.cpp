@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <string_view>
 #include <utility>
 
 #include "regex/byte_classes.h"
@@ -70,9 +72,8 @@ LineAutomaton::LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxT
 LineAutomaton::~LineAutomaton() = default;
 
 size_t LineAutomaton::NodeSetHash::operator()(const NodeSet& set) const {
-  uint64_t hash = set.size();
-  for (const uint32_t node : set) hash = (hash ^ node) * 0x9e3779b97f4a7c15U;
-  return static_cast<size_t>(hash ^ (hash >> 32));
+  const std::string_view bytes(reinterpret_cast<const char*>(set.data()), set.size() * sizeof(uint32_t));
+  return std::hash<std::string_view>()(bytes);
 }
 
 void LineAutomaton::lookFor(const std::vector<bool>& wanted) {

@@ -22,7 +22,7 @@ COMMON = {'name': str, 'defaults': list, 'srcs': list, 'cflags': list, 'static_l
           'host_supported': bool}
 PROPERTIES = {
     'cc_defaults': COMMON | {'cpp_std': str, 'local_include_dirs': list, 'dictionary': str,
-                             'sanitize': {'misc_undefined': {'bounds', 'signed-integer-overflow'}}},
+                             'sanitize': {'integer_overflow': bool, 'misc_undefined': {'bounds'}}},
     'cc_library_shared': COMMON | {'system_ext_specific': bool, 'version_script': str, 'lto': {'thin': bool},
                                    'generated_headers': list, 'export_generated_headers': list},
     'cc_library_static': COMMON,
