@@ -116,23 +116,44 @@ RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& even
 void RuleUseTable::add(const LogEntry& log, const Fields& told) {
   std::set<RuleKey> fired;
   for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    if (told[i] == kFired) {
-      fired.insert({told[i + 1], told[i + 2], told[i + 3]});
-    } else {
-      addUntaken(log, told, i);
-    }
+    if (told[i] == kFired) fired.insert({told[i + 1], told[i + 2], told[i + 3]});
   }
+  addUntaken(log, untakenIn(log, told));
   for (RuleUse& rule : rules_) {
     if (rule.eventType == log.event) ++(fired.contains(rule.key) ? rule.fired : rule.idle);
   }
 }
 
-void RuleUseTable::addUntaken(const LogEntry& log, const Fields& told, size_t row) {
-  const LineShape shape{told[row + 1], told[row + 2]};
-  if (untaken_.size() >= kMaxShapes && !untaken_.contains(shape)) return;
-  UntakenShape& lines = untaken_[shape];
-  if (lines.logs++ == 0) lines = {shape, 0, 1, log.path + ":" + told[row + 4]};
-  lines.lines += std::stoul(told[row + 3]);
+RuleUseTable::ShapeMap RuleUseTable::untakenIn(const LogEntry& log, const Fields& told) {
+  ShapeMap shapes;
+  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
+    if (told[i] == kFired) continue;
+    const LineShape shape{told[i + 1], told[i + 2]};
+    shapes[shape] = {shape, std::stoul(told[i + 3]), 1, log.path + ":" + told[i + 4]};
+  }
+  return shapes;
+}
+
+void RuleUseTable::count(const ShapeMap& added, ShapeMap& shapes) {
+  for (const auto& [shape, lines] : added) {
+    if (shapes.size() >= kMaxShapes && !shapes.contains(shape)) continue;
+    const auto [known, isNew] = shapes.try_emplace(shape, lines);
+    if (isNew) continue;
+    known->second.lines += lines.lines;
+    known->second.logs += lines.logs;
+  }
+}
+
+// Of the lines of one shape that several event types leave, those count that the most thorough one does.
+void RuleUseTable::addUntaken(const LogEntry& log, ShapeMap untaken) {
+  if (log.path == last_.path && log.event != last_.event) {
+    std::erase_if(lastUntaken_, [&untaken](const auto& shape) { return !untaken.contains(shape.first); });
+    for (auto& [shape, lines] : lastUntaken_) lines.lines = std::min(lines.lines, untaken[shape].lines);
+  } else {
+    count(lastUntaken_, untaken_);
+    lastUntaken_ = std::move(untaken);
+  }
+  last_ = log;
 }
 
 void RuleUseTable::addReasons(const LogEntry& log, const Fields& told) {
@@ -157,8 +178,10 @@ void RuleUseTable::addReasons(const LogEntry& log, const Fields& told) {
 }
 
 std::vector<UntakenShape> RuleUseTable::untaken() const {
+  ShapeMap all = untaken_;
+  count(lastUntaken_, all);
   std::vector<UntakenShape> shapes;
-  for (const auto& [shape, lines] : untaken_) shapes.push_back(lines);
+  for (const auto& [shape, lines] : all) shapes.push_back(lines);
   std::stable_sort(shapes.begin(), shapes.end(),
                    [](const UntakenShape& a, const UntakenShape& b) { return a.lines > b.lines; });
   return shapes;

@@ -59,7 +59,7 @@ class RuleUseTable {
   const RulePlaces& places() const { return places_; }
 
   // What TellRuleUse tells of `log` with the event type that it was analysed under; without one, no rule has taken
-  // anything from it.
+  // anything from it. One log under several event types comes in a row: what rules of any of them take is taken.
   void add(const LogEntry& log, const Fields& told);
 
   // What TellIdleRules tells of a log that was added.
@@ -72,14 +72,20 @@ class RuleUseTable {
   std::vector<UntakenShape> untaken() const;
 
  private:
-  void addUntaken(const LogEntry& log, const Fields& told, size_t row);
+  using ShapeMap = std::map<LineShape, UntakenShape>;
+
+  static ShapeMap untakenIn(const LogEntry& log, const Fields& told);
+  static void count(const ShapeMap& added, ShapeMap& shapes);
+  void addUntaken(const LogEntry& log, ShapeMap untaken);
 
   const JsonFile matchFile_;
   const JsonFile assembleFile_;
   const RuleModel model_;
   const RulePlaces places_;
   std::vector<RuleUse> rules_;
-  std::map<LineShape, UntakenShape> untaken_;
+  ShapeMap untaken_;      // of all logs but the last
+  LogEntry last_;         // which may come once more, under another event type
+  ShapeMap lastUntaken_;  // what no event type's rules have taken of it
 };
 
 #endif  // CLI_FLEET_RULE_COVERAGE_H
