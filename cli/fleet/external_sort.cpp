@@ -26,20 +26,21 @@ class RunReader {
       rest_ = {rest_.offset + size, rest_.size - size};
     }
     const size_t size = MessageSize(std::string_view(buffer_).substr(begin_));
-    Decode(std::string_view(buffer_).substr(begin_, size), fields_);
+    DecodeViews(std::string_view(buffer_).substr(begin_, size), fields_);
     begin_ += size;
     return true;
   }
 
-  const std::string& key() const { return fields_[0]; }
-  const std::string& text() const { return fields_[1]; }
+  // Good until the next one.
+  std::string_view key() const { return fields_[0]; }
+  std::string_view text() const { return fields_[1]; }
 
  private:
   const SpillFile* spill_;
   SpillFile::Place rest_;
   std::string buffer_;
   size_t begin_ = 0;
-  Fields fields_;
+  FieldViews fields_;
 };
 
 }  // namespace
@@ -50,12 +51,16 @@ void ExternalSort::add(std::string key, std::string text) {
   if (heldBytes_ > kMaxHeldBytes) writeRun();
 }
 
-void ExternalSort::writeRun() {
+void ExternalSort::sortHeld() {
   std::stable_sort(held_.begin(), held_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+void ExternalSort::writeRun() {
+  sortHeld();
   SpillFile::Place run = {spill_.size(), 0};
   std::string block;
   for (size_t i = 0; i < held_.size(); ++i) {
-    block += Encoded({held_[i].first, held_[i].second});
+    AppendEncoded({held_[i].first, held_[i].second}, block);
     if (block.size() < kBlock && i + 1 < held_.size()) continue;
     SpillFile::Place place;
     if (!spill_.append(block, place)) {
@@ -69,7 +74,13 @@ void ExternalSort::writeRun() {
   heldBytes_ = 0;
 }
 
-void ExternalSort::forEach(const std::function<void(const std::string& key, const std::string& text)>& visit) {
+void ExternalSort::forEach(const std::function<void(std::string_view key, std::string_view text)>& visit) {
+  if (!runs_.empty()) return mergeRuns(visit);
+  sortHeld();
+  for (const auto& [key, text] : held_) visit(key, text);
+}
+
+void ExternalSort::mergeRuns(const std::function<void(std::string_view key, std::string_view text)>& visit) {
   if (!held_.empty()) writeRun();
   held_.shrink_to_fit();
   std::vector<RunReader> readers;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,10 +20,12 @@ class ExternalSort {
   bool empty() const { return held_.empty() && runs_.empty(); }
 
   // Once, after all are added. Equal keys come in the order in which they were added.
-  void forEach(const std::function<void(const std::string& key, const std::string& text)>& visit);
+  void forEach(const std::function<void(std::string_view key, std::string_view text)>& visit);
 
  private:
+  void sortHeld();
   void writeRun();
+  void mergeRuns(const std::function<void(std::string_view key, std::string_view text)>& visit);
 
   std::vector<std::pair<std::string, std::string>> held_;
   size_t heldBytes_ = 0;

@@ -21,16 +21,20 @@ Size SizeAt(std::string_view text) {
 }  // namespace
 
 std::string Encoded(const Fields& fields) {
-  size_t size = 0;
-  for (const std::string& field : fields) size += sizeof(Size) + field.size();
   std::string message;
-  message.reserve(sizeof(Size) + size);
-  AppendSize(size, message);
-  for (const std::string& field : fields) {
-    AppendSize(field.size(), message);
-    message += field;
-  }
+  AppendEncoded(FieldViews(fields.begin(), fields.end()), message);
   return message;
+}
+
+void AppendEncoded(const FieldViews& fields, std::string& text) {
+  size_t size = 0;
+  for (const std::string_view field : fields) size += sizeof(Size) + field.size();
+  if (text.empty()) text.reserve(sizeof(Size) + size);
+  AppendSize(size, text);
+  for (const std::string_view field : fields) {
+    AppendSize(field.size(), text);
+    text += field;
+  }
 }
 
 size_t MessageSize(std::string_view received) {
@@ -40,10 +44,16 @@ size_t MessageSize(std::string_view received) {
 }
 
 void Decode(std::string_view message, Fields& fields) {
+  FieldViews views;
+  DecodeViews(message, views);
+  fields.assign(views.begin(), views.end());
+}
+
+void DecodeViews(std::string_view message, FieldViews& fields) {
   fields.clear();
   for (message.remove_prefix(sizeof(Size)); !message.empty();) {
     const Size size = SizeAt(message);
-    fields.emplace_back(message.substr(sizeof(Size), size));
+    fields.push_back(message.substr(sizeof(Size), size));
     message.remove_prefix(sizeof(Size) + size);
   }
 }

@@ -177,6 +177,22 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
   return largest;
 }
 
+// What the page tells of a group; its examples take the next links.
+Json::Value ToPageJson(const Group& group, GroupReport& report, std::vector<std::string>::const_iterator& link,
+                       const std::vector<std::string>& links) {
+  Json::Value item = ToJson(group, report);
+  item["reason"] = group.reason;
+  item["stack"] = group.stack;
+  item["examples"] = Json::arrayValue;
+  for (const auto& [path, event] : group.examples) {
+    Json::Value& example = item["examples"].append(Json::Value());
+    example["path"] = path;
+    example["event"] = event;
+    if (link != links.end()) example["page"] = *link++;
+  }
+  return item;
+}
+
 }  // namespace
 
 size_t PrintSkipSuggestions(GroupReport& report, std::ostream& out) {
@@ -232,31 +248,25 @@ size_t PrintGroupsAsJson(GroupReport& report, std::ostream& out) {
   return count;
 }
 
+// Group by group, as they are many and large.
 size_t PrintGroupsAsHtml(GroupReport& report, std::ostream& out) {
   size_t count = 0;
   std::vector<Group> largest = ForEachGroup(report, kMaxCompared, count, [](const Group&) {});
   std::vector<std::string> links;
   if (!report.explanations.folder.empty()) links = Explain(largest, report);
-  auto link = links.begin();
-  Json::Value root = TotalsToJson(report);
-  root["nameLines"] = JsonNumber(report.grouping.nameLines());
-  root["groupCount"] = JsonNumber(count);
-  root["groups"] = Json::arrayValue;
-  for (const Group& group : largest) {
-    Json::Value& item = root["groups"].append(ToJson(group, report));
-    item["reason"] = group.reason;
-    item["stack"] = group.stack;
-    item["examples"] = Json::arrayValue;
-    for (const auto& [path, event] : group.examples) {
-      Json::Value example;
-      example["path"] = path;
-      example["event"] = event;
-      if (link != links.end()) example["page"] = *link++;
-      item["examples"].append(example);
+  Json::Value rest = TotalsToJson(report);
+  rest["nameLines"] = JsonNumber(report.grouping.nameLines());
+  rest["groupCount"] = JsonNumber(count);
+  if (report.grouping.isByFingerprint() && !report.isSince) rest["stability"] = StabilityToJson(largest);
+  const auto data = [&](const std::function<void(std::string_view json)>& write) {
+    auto link = links.cbegin();
+    write("{\"groups\":[");
+    for (const Group& group : largest) {
+      write((&group == largest.data() ? "" : ",") + JsonLine(ToPageJson(group, report, link, links)));
     }
-  }
-  if (report.grouping.isByFingerprint() && !report.isSince) root["stability"] = StabilityToJson(largest);
-  if (report.like) root["alike"] = ToJson(FindAlike(std::move(largest), report.grouping));
-  PrintPage({"kestrix groups", kReportBody, {kAlikeGroupsPageScript, kGroupsPageScript}}, root, out);
+    if (report.like) rest["alike"] = ToJson(FindAlike(std::move(largest), report.grouping));
+    write("]," + JsonLine(rest).substr(1));
+  };
+  PrintPage({"kestrix groups", kReportBody, {kAlikeGroupsPageScript, kGroupsPageScript}}, data, out);
   return count;
 }

@@ -1,6 +1,7 @@
 #include "cli/fleet/group_table.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <tuple>
 
@@ -23,21 +24,36 @@ size_t SizeOf(const Group& group) {
 }
 
 std::string EncodedGroup(const Group& group) {
-  Fields fields = {
-      std::to_string(group.count), std::to_string(group.before), group.first, group.last, group.stack, group.reason};
+  const std::string counts[] = {std::to_string(group.count), std::to_string(group.before)};
+  FieldViews fields = {group.value, counts[0], counts[1], group.first, group.last, group.stack, group.reason};
   for (const auto& [path, event] : group.examples) {
     fields.push_back(path);
     fields.push_back(event);
   }
-  return Encoded(fields);
+  std::string text;
+  AppendEncoded(fields, text);
+  return text;
 }
 
-Group DecodedGroup(const std::string& value, const std::string& text) {
-  Fields fields;
-  Decode(text, fields);
-  Group group = {value, std::stoul(fields[0]), std::stoul(fields[1]), fields[2], fields[3], fields[4], fields[5], {}};
-  for (size_t i = 6; i < fields.size(); i += 2) group.examples.emplace_back(fields[i], fields[i + 1]);
-  return group;
+size_t NumberIn(std::string_view text) {
+  size_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+// Into one that is used again and again: hundreds of thousands come.
+void DecodeGroup(std::string_view text, Group& group) {
+  FieldViews fields;
+  DecodeViews(text, fields);
+  group.value = fields[0];
+  group.count = NumberIn(fields[1]);
+  group.before = NumberIn(fields[2]);
+  group.first = fields[3];
+  group.last = fields[4];
+  group.stack = fields[5];
+  group.reason = fields[6];
+  group.examples.clear();
+  for (size_t i = 7; i < fields.size(); i += 2) group.examples.emplace_back(fields[i], fields[i + 1]);
 }
 
 // The logs of an earlier run tell of a group only where it has no other.
@@ -47,7 +63,7 @@ bool TellsBefore(const Group& a, const Group& b) {
   return isGone[0] != isGone[1] ? isGone[1] : rank(a) < rank(b);
 }
 
-void Merge(Group& into, Group&& other, size_t maxExamples) {
+void Merge(Group& into, Group& other, size_t maxExamples) {
   if (TellsBefore(other, into)) {
     std::swap(into, other);
   }
@@ -61,10 +77,13 @@ void Merge(Group& into, Group&& other, size_t maxExamples) {
   into.before += other.before;
 }
 
-std::string FirstFrames(const std::string& stack) {
-  std::vector<std::string> frames = FramesOf(stack);
+std::string FirstFrames(std::string_view stack) {
   std::string text;
-  for (size_t i = 0; i < std::min(frames.size(), kFrames); ++i) text += (i == 0 ? "" : "\n") + frames[i];
+  for (size_t count = 0; !stack.empty() && count < kFrames;) {
+    const std::string line(TakeLine(stack));
+    if (StackUtil::HasExceptionList(line)) continue;
+    text += (count++ == 0 ? "" : "\n") + line;
+  }
   return text;
 }
 
@@ -155,19 +174,19 @@ void GroupTable::forEach(const std::function<std::string(const Group& group)>& k
   spill();
   ExternalSort ordered;
   Group merged;
+  Group part;
   const auto pass = [&] {
-    if (merged.count + merged.before > 0) ordered.add(keyOf(merged), Encoded({merged.value, EncodedGroup(merged)}));
+    if (merged.count + merged.before > 0) ordered.add(keyOf(merged), EncodedGroup(merged));
   };
-  spilled_.forEach([&](const std::string& value, const std::string& text) {
-    Group part = DecodedGroup(value, text);
-    if (merged.count + merged.before > 0 && merged.value == value) return Merge(merged, std::move(part), maxExamples_);
+  spilled_.forEach([&](std::string_view value, std::string_view text) {
+    DecodeGroup(text, part);
+    if (merged.count + merged.before > 0 && merged.value == value) return Merge(merged, part, maxExamples_);
     pass();
-    merged = std::move(part);
+    std::swap(merged, part);
   });
   pass();
-  Fields fields;
-  ordered.forEach([&](const std::string&, const std::string& text) {
-    Decode(text, fields);
-    visit(DecodedGroup(fields[0], fields[1]));
+  ordered.forEach([&](std::string_view, std::string_view text) {
+    DecodeGroup(text, merged);
+    visit(merged);
   });
 }

@@ -30,16 +30,12 @@ std::string PolicyHash(std::string_view text) {
 }
 
 // HTML ends a script at the first "</script" and begins a comment in it with "<!--", so there is no "<" in it.
-std::string ForScript(const Json::Value& value) {
-  std::string escaped;
-  for (const char c : JsonLine(value)) {
-    if (c == '<') {
-      escaped += "\\u003c";
-    } else {
-      escaped += c;
-    }
+void PrintForScript(std::string_view json, std::ostream& out) {
+  while (!json.empty()) {
+    const size_t size = std::min(json.find('<'), json.size());
+    out << json.substr(0, size) << (size < json.size() ? "\\u003c" : "");
+    json.remove_prefix(std::min(size + 1, json.size()));
   }
-  return escaped;
 }
 
 // What the scripts know by its name: results that they treat on their own, and the files of a directory of rules.
@@ -57,6 +53,11 @@ Json::Value LibraryNames() {
 }  // namespace
 
 void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
+  PrintPage(
+      page, [&data](const auto& write) { write(JsonLine(data)); }, out);
+}
+
+void PrintPage(const Page& page, const DataSource& data, std::ostream& out) {
   std::string script(kPageScript);
   for (const std::string_view part : page.scripts) script += part;
   const std::map<std::string_view, std::string> parts = {
@@ -65,8 +66,6 @@ void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
       {"TITLE", std::string(page.title)},
       {"STYLE", std::string(kPageStyle)},
       {"BODY", std::string(page.body)},
-      {"DATA", ForScript(data)},
-      {"NAMES", ForScript(LibraryNames())},
       {"SCRIPT", script},
       {"CONNECT", page.mayFetch ? "; connect-src 'self'" : ""},
   };
@@ -74,7 +73,11 @@ void PrintPage(const Page& page, const Json::Value& data, std::ostream& out) {
   bool isName = false;
   for (std::string_view rest = kPageShell; !rest.empty(); isName = !isName) {
     const std::string_view piece = rest.substr(0, rest.find('@'));
-    if (isName) {
+    if (isName && piece == "DATA") {
+      data([&out](std::string_view json) { PrintForScript(json, out); });
+    } else if (isName && piece == "NAMES") {
+      PrintForScript(JsonLine(LibraryNames()), out);
+    } else if (isName) {
       out << parts.at(piece);
     } else {
       out << piece;

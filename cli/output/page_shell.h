@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <iosfwd>
 #include <string_view>
 #include <vector>
@@ -19,7 +20,11 @@ struct Page {
 // The body of a report: a head, and a column that its script fills.
 extern const std::string_view kReportBody;
 
+// Calls `write` with pieces of the page's data, which together are a JSON text.
+using DataSource = std::function<void(const std::function<void(std::string_view json)>& write)>;
+
 // The policy of the page names style and script by their hashes, so that nothing else runs: no text of a log does.
 void PrintPage(const Page& page, const Json::Value& data, std::ostream& out);
+void PrintPage(const Page& page, const DataSource& data, std::ostream& out);
 
 #endif  // CLI_OUTPUT_PAGE_SHELL_H

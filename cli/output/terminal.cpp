@@ -21,6 +21,7 @@ std::string Painted(bool inColour, std::string_view colour, std::string_view tex
 }
 
 std::string TextForPeople(std::string_view text) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7f'; })) return std::string(text);
   const std::string valid = ValidUtf8(text);
   std::string shown;
   for (size_t at = 0; at < valid.size();) {
