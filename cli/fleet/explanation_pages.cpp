@@ -63,8 +63,8 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
       [&options](const LogRun& run) { return WritePage(run, options); },
       [&](const LogRun& run, const Reply& reply) {
         links.push_back(reply.fault.empty() ? (way / NameOf(run)).string() : "");
-        progress.step();
-      });
+      },
+      [&progress] { progress.step(); });
   return links;
 }
 

@@ -154,7 +154,8 @@ LogResult ResultOf(const Reply& reply) {
 
 void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::Next(LogRun& run)>& source,
                   const std::function<Fields(const LogRun& run)>& analyze,
-                  const std::function<void(const LogRun& run, const Reply& reply)>& sink) {
+                  const std::function<void(const LogRun& run, const Reply& reply)>& sink,
+                  const WorkerPool::Note& note) {
   const size_t count = options.jobs > 0 ? options.jobs : std::max(std::thread::hardware_concurrency(), 1U);
   if (options.verbose) {
     std::cerr << "kestrix: " << Counted(count, "worker") << "; each keeps up to " << kKeptRulesBytes / 1024 / 1024
@@ -169,7 +170,7 @@ void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::
         if (next == WorkerPool::Next::kRequest) request = RequestOf(run);
         return next;
       },
-      [&](const Fields& request, const Reply& reply) { sink(RunOf(request), Unpacked(reply)); });
+      [&](const Fields& request, const Reply& reply) { sink(RunOf(request), Unpacked(reply)); }, note);
 }
 
 void Replay(const ReplayOptions& options, const std::vector<std::string>& configs, const ReplayWork& work) {
@@ -182,6 +183,10 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   LogList logs(options.logs);
   std::deque<TriedLog> tried;  // that are not done, the one whose runs are set last
   size_t next = 0;             // of the runs of that one
+  size_t begun = 0;            // logs
+  size_t runs = 0;             // of these, and those that are done, in their turn or not
+  size_t runsDone = 0;
+  const auto show = [&] { progress.show(begun * runsDone / runs); };
   const auto source = [&](LogRun& run) {
     if (tried.empty() || next == tried.back().events.size() * configs.size()) {
       LogEntry log;
@@ -193,8 +198,10 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
       if (found == LogList::Next::kWait) return WorkerPool::Next::kWait;
       if (found == LogList::Next::kEnd) return WorkerPool::Next::kEnd;
       tried.emplace_back(log, known);
+      ++begun;
       next = 0;
     }
+    ++runs;
     run = {tried.back().log, configs[next % configs.size()]};
     run.log.event = tried.back().events[next++ / configs.size()];
     return WorkerPool::Next::kRequest;
@@ -210,7 +217,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     }
   };
   std::vector<Reply> replies;
-  RunInWorkers(options.workers, source, analyze, [&](const LogRun& run, const Reply& reply) {
+  const auto sink = [&](const LogRun& run, const Reply& reply) {
     replies.push_back(reply);
     if (reply.fault == kAnalysisAborted) replies.back().fault = FaultWithPlace(run, options.checkPath, reply.fault);
     if (replies.size() < tried.front().events.size() * configs.size()) return;
@@ -218,9 +225,13 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
         std::any_of(replies.begin(), replies.end(), [](const Reply& each) { return !each.fault.empty(); });
     if (isFaulty || sharesTerminal) progress.hide();  // faults may be told on standard error
     HandOver(tried.front(), replies, work);
-    progress.step();
+    show();
     replies.clear();
     tried.pop_front();
+  };
+  RunInWorkers(options.workers, source, analyze, sink, [&] {
+    ++runsDone;
+    show();
   });
   if (logs.count() == 0) throw InputError("standard input", "the list names no log");
   progress.hide();

@@ -26,10 +26,11 @@ Fields AnalyzeToFields(const LogRun& run);
 LogResult ResultOf(const Reply& reply);
 
 // Runs `analyze` in workers for each run that `source` sets. What it throws becomes the fault of the reply, and `sink`
-// gets the replies in the order of the runs.
-void RunInWorkers(const WorkerOptions& options, const std::function<WorkerPool::Next(LogRun& run)>& source,
-                  const std::function<Fields(const LogRun& run)>& analyze,
-                  const std::function<void(const LogRun& run, const Reply& reply)>& sink);
+// gets the replies in the order of the runs; `note` is called for each as it comes.
+void RunInWorkers(
+    const WorkerOptions& options, const std::function<WorkerPool::Next(LogRun& run)>& source,
+    const std::function<Fields(const LogRun& run)>& analyze,
+    const std::function<void(const LogRun& run, const Reply& reply)>& sink, const WorkerPool::Note& note = [] {});
 
 // What is made of the logs of a replay.
 struct ReplayWork {

@@ -172,14 +172,15 @@ WorkerPool::~WorkerPool() {
   }
 }
 
-void WorkerPool::run(const Source& source, const Sink& sink) {
-  const InterruptNote note;
+void WorkerPool::run(const Source& source, const Sink& sink, const Note& note) {
+  const InterruptNote interrupts;
   isAtEnd_ = false;
   while (interruptSignal == 0) {
     dispatch(source);
     if (tasks_.empty() && isAtEnd_) return;
     waitForEvents();
     endOverdue();
+    for (; finished_ > 0; --finished_) note();
     handOver(sink);
   }
 }
@@ -260,6 +261,7 @@ void WorkerPool::receive(Worker& worker) {
 void WorkerPool::finish(Worker& worker, const Reply& reply) {
   if (worker.task == nullptr) return;
   Task& task = *std::exchange(worker.task, nullptr);
+  ++finished_;
   Fields request;
   Decode(task.message, request);
   std::string message = EncodedTask(request, reply);

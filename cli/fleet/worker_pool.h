@@ -32,6 +32,9 @@ class WorkerPool {
 
   using Sink = std::function<void(const Fields& request, const Reply& reply)>;
 
+  // Called for each reply as it comes, which may be long before its turn.
+  using Note = std::function<void()>;
+
   // A job that takes longer than `limit` is ended; 0 stands for no limit.
   WorkerPool(size_t workerCount, std::chrono::seconds limit, Job job);
   ~WorkerPool();
@@ -41,7 +44,8 @@ class WorkerPool {
   // Hands each request to a worker and each reply to `sink`, in the order of the requests. What waits for its turn
   // behind a slow job is bounded in memory, where the larger part of it goes to a file, and in number. An interrupt
   // ends the process as soon as `sink` has returned.
-  void run(const Source& source, const Sink& sink);
+  void run(
+      const Source& source, const Sink& sink, const Note& note = [] {});
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -78,6 +82,7 @@ class WorkerPool {
   size_t heldBytes_ = 0;    // of done tasks' messages in memory
   SpillFile spill_;
   size_t spilledTasks_ = 0;
+  size_t finished_ = 0;     // tasks that are not noted yet
   bool isWaiting_ = false;  // for standard input
   bool isAtEnd_ = false;
 };

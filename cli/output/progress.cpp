@@ -55,8 +55,8 @@ Progress::Progress(const std::function<std::optional<size_t>()>& total)
 
 Progress::~Progress() { hide(); }
 
-void Progress::step() {
-  ++done_;
+void Progress::show(size_t done) {
+  done_ = done;
   if (isOn_ && (!isShown_ || Clock::now() - drawn_ >= kInterval)) draw();
 }
 

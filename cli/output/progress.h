@@ -16,13 +16,16 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // One more is done.
-  void step();
+  // So many are done.
+  void show(size_t done);
+
+  // One more is.
+  void step() { show(done_ + 1); }
 
   // One more was done before, by another run.
   void skip() { ++skipped_; }
 
-  // Makes room for other output on the same terminal, until the next step.
+  // Makes room for other output on the same terminal, until it is shown again.
   void hide();
 
  private:

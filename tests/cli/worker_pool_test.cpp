@@ -78,6 +78,7 @@ TEST(WorkerPool, GoesOnBehindASlowJob) {
   ASSERT_EQ(0, pipe(ends));
   size_t next = 0;
   size_t count = 0;
+  size_t noted = 0;
   WorkerPool pool(2, std::chrono::seconds(60), [&ends](const Fields& request) {
     char byte = 0;
     if (request[0] == "0" && read(ends[0], &byte, 1) != 1) _exit(1);
@@ -94,8 +95,11 @@ TEST(WorkerPool, GoesOnBehindASlowJob) {
         const std::string number = std::to_string(count++);
         ASSERT_EQ(Fields{number}, request) << reply.fault;
         ASSERT_EQ((Fields{number, std::string(10000, 'x')}), reply.fields) << reply.fault;
-      });
+        EXPECT_GE(noted, kJobs - 2) << "what waits is done, too";
+      },
+      [&noted] { ++noted; });
   EXPECT_EQ(kJobs, count);
+  EXPECT_EQ(kJobs, noted);
   close(ends[0]);
   close(ends[1]);
 }
