@@ -1,6 +1,7 @@
 #include "cli/fleet/rule_coverage.h"
 
 #include <algorithm>
+#include <memory>
 #include <set>
 
 #include "cli/check/wrong_type.h"
@@ -10,7 +11,7 @@
 #include "cli/library/log_file.h"
 #include "cli/output/utf8.h"
 #include "rules/rule_syntax.h"
-#include "util/file_util.h"
+#include "util/byte_source.h"
 
 namespace {
 
@@ -58,9 +59,10 @@ Fields TellRuleUse(const LogRun& run, const RulePlaces& places) {
   const LogUse& use = teller.use();
   Fields rows;
   for (const RuleKey& rule : use.fired) Append({kFired, rule.featureId, rule.place, rule.name}, rows);
-  std::string text;
-  if (!use.logPath.empty()) FileUtil::LoadStringFromFile(use.logPath, text);
-  for (const auto& [shape, lines] : UntakenLinesOf(text, use)) {
+  const std::unique_ptr<ByteSource> source = use.logPath.empty() ? nullptr : OpenLog(use.logPath);
+  if (source == nullptr) return rows;
+  LineReader reader(*source);
+  for (const auto& [shape, lines] : UntakenLinesOf(reader, use)) {
     Append({kUntaken, shape.kind, shape.text, std::to_string(lines.count),
             std::to_string(lines.firstNumber) + ": " + ValidUtf8(lines.firstText)},
            rows);

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <map>
 #include <string>
-#include <string_view>
 #include <tuple>
 
 #include "cli/fleet/use_teller.h"
+#include "util/line_reader.h"
 
 // What lines have in common: the kind ("Java frames"), and the line without blanks around it and with "*" for what
 // differs from one occurrence to another.
@@ -27,6 +27,6 @@ struct UntakenLines {
 
 // The lines of a log that look like a frame of a stack, or the head of a crash, but that went into no result: no rule
 // selected them, no stack holds them, and none was cut with them inside, where a pattern passed over them.
-std::map<LineShape, UntakenLines> UntakenLinesOf(std::string_view log, const LogUse& use);
+std::map<LineShape, UntakenLines> UntakenLinesOf(LineReader& log, const LogUse& use);
 
 #endif  // CLI_FLEET_UNTAKEN_LINES_H

@@ -5,7 +5,9 @@
 #include <memory>
 
 #include "cli/output/lines.h"
+#include "regex/line_automaton.h"
 #include "regex/regex.h"
+#include "regex/regex_reader.h"
 
 namespace {
 
@@ -44,6 +46,8 @@ constexpr TokenPattern kPatterns[] = {
     {TokenKind::kAddress, R"((?:^|[ <(\[])([0-9a-f]{16}|[0-9a-f]{8})(?:$|[ >)\],]))"},
 };
 
+constexpr size_t kMaxTableSize = 1024 * 1024;  // bytes
+
 // Compiled once: they are applied to every line of every stack.
 std::vector<Regex>& PatternsOf(TokenKind kind) {
   static std::map<TokenKind, std::vector<Regex>> patterns = [] {
@@ -67,6 +71,16 @@ std::string MaskedBy(Regex& pattern, std::string_view line) {
 std::string MaskedLine(std::string line, TokenKind kind) {
   for (Regex& pattern : PatternsOf(kind)) line = MaskedBy(pattern, line);
   return line;
+}
+
+// Tells in one pass over a line which of `kPatterns` may match it.
+LineAutomaton& AnyPattern() {
+  static const auto automaton = [] {
+    std::vector<RegexNode> patterns;
+    for (const TokenPattern& pattern : kPatterns) patterns.push_back(ReadRegex(pattern.text).tree.value().root);
+    return std::make_unique<LineAutomaton>(patterns, kMaxTableSize);
+  }();
+  return *automaton;
 }
 
 }  // namespace
@@ -109,4 +123,22 @@ std::string MaskedInAll(std::string_view line) {
   std::string masked(line);
   for (const TokenKind kind : AllTokenKinds()) masked = MaskedLine(std::move(masked), kind);
   return masked;
+}
+
+std::string MaskedLine(std::string line) {
+  static std::vector<Regex> patterns = [] {
+    std::vector<Regex> compiled;
+    for (const TokenPattern& pattern : kPatterns) compiled.emplace_back(pattern.text);
+    return compiled;
+  }();
+  std::vector<bool> mayMatch(patterns.size());
+  AnyPattern().classify(line, mayMatch);
+  for (size_t i = 0; i < patterns.size(); ++i) {
+    if (!mayMatch[i]) continue;
+    std::string masked = MaskedBy(patterns[i], line);
+    if (masked == line) continue;
+    line = std::move(masked);
+    AnyPattern().classify(line, mayMatch);
+  }
+  return line;
 }

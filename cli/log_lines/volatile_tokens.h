@@ -20,4 +20,7 @@ std::string Masked(std::string_view text, TokenKind kind);
 // One line, without a line end, with "*" in place of each token of any kind.
 std::string MaskedInAll(std::string_view line);
 
+// One line with "*" in place of each token of all kinds, one kind after the other.
+std::string MaskedLine(std::string line);
+
 #endif  // CLI_LOG_LINES_VOLATILE_TOKENS_H

@@ -28,7 +28,15 @@ TEST(Masked, TakesTheTokensOfOneKind) {
       {TokenKind::kAddress, "0x7b4de02a60 pc 0000000000026a3c o@1a2b3c4 <00000000deadbeef>", "* pc * o@* <*>"},
       {TokenKind::kAddress, "f+0x60000/0x70000 decoded", "f+0x60000/0x70000 decoded"},
   };
-  for (const auto& c : kCases) EXPECT_EQ(std::string(c.masked) + "\n", Masked(c.line, c.kind)) << c.line;
+  for (const auto& c : kCases) {
+    EXPECT_EQ(std::string(c.masked) + "\n", Masked(c.line, c.kind)) << c.line;
+    std::string inTurn = c.line;
+    for (const TokenKind kind : AllTokenKinds()) {
+      inTurn = Masked(inTurn, kind);
+      inTurn.pop_back();
+    }
+    EXPECT_EQ(inTurn, MaskedLine(c.line)) << c.line;
+  }
 }
 
 }  // namespace
