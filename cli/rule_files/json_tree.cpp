@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "cli/library/input.h"
+#include "cli/output/utf8.h"
 #include "rules/rule_file.h"
 
 namespace {
@@ -163,6 +164,7 @@ class JsonWalker {
       const size_t begin = pos_;
       const char c = text_[pos_++];
       if (static_cast<unsigned char>(c) < ' ') remark(begin, "a control character inside a text");
+      checkUtf8(begin);
       if (c == '\\') {
         readEscape(out.text);
       } else {
@@ -172,6 +174,18 @@ class JsonWalker {
     }
     out.offsets.push_back(pos_);
     ++pos_;  // the quote
+  }
+
+  // The first of a file in another encoding says it for all.
+  void checkUtf8(size_t begin) {
+    const auto byte = static_cast<unsigned char>(text_[begin]);
+    const bool isInside = (byte & 0xc0) == 0x80;
+    if (byte < 0x80 || (isInside && begin < wholeEnd_)) return;
+    const size_t size = CharacterLength(text_.substr(begin));
+    wholeEnd_ = begin + std::max<size_t>(size, 1);
+    if (size > 0 || isOtherEncoding_) return;
+    isOtherEncoding_ = true;
+    remark(begin, "a byte that is not UTF-8");
   }
 
   void readEscape(std::string& out) {
@@ -201,6 +215,8 @@ class JsonWalker {
   JsonFile& file_;
   std::string_view text_;
   size_t pos_ = 0;
+  size_t wholeEnd_ = 0;           // behind the character that was judged last
+  bool isOtherEncoding_ = false;  // that has been said
 };
 
 // Gives each node the value that the library has read for it.
@@ -267,9 +283,13 @@ JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
   if (text.find_first_not_of(kSpaces) == std::string_view::npos) return {span, "the file is empty"};
   if (IsUtf16(text)) return {{0, 1}, "the file is UTF-16; save it as UTF-8"};
   if (text.starts_with("\xef\xbb\xbf")) return {{0, 3}, "the file begins with a byte order mark", ""};
-  if (rest.starts_with("//") || rest.starts_with("/*")) return {span, "a comment"};
+  if (rest.starts_with("//") || rest.starts_with("/*") || rest.starts_with('#')) return {span, "a comment"};
   if ((rest.starts_with('}') || rest.starts_with(']')) && before != std::string_view::npos && text[before] == ',') {
     return {{before, before + 1}, "a comma before the end", ""};
+  }
+  if (rest.starts_with(',') && before != std::string_view::npos &&
+      std::string_view(",{[").find(text[before]) != std::string_view::npos) {
+    return {{begin, begin + 1}, "a comma too many", ""};
   }
   for (const OddCharacter& odd : kOddCharacters) {
     if (rest.starts_with(odd.bytes)) return {{begin, begin + odd.bytes.size()}, odd.text, odd.cure};
@@ -291,6 +311,12 @@ JsonRemark FaultOf(std::string_view text, Span span, std::string reason) {
   }
   if (rest.find_first_not_of(kSpaces) == std::string_view::npos) {
     return {{text.size(), text.size()}, "the file ends here, with a bracket open"};
+  }
+  if (reason.find("member name") != std::string::npos && reason.find(':') == std::string::npos) {
+    return {span, "the name of a member belongs here, in double quotes, or the end of the object"};
+  }
+  if (reason.starts_with("Syntax error: value")) {
+    return {span, "a value belongs here: a text in double quotes, a number, true, false, null, \"{\" or \"[\""};
   }
   return {span, reason};
 }
