@@ -235,7 +235,7 @@ class MeaningCheck {
     }
   }
 
-  // Of the paths an entry is for, each part is an expression. One that is cut by a "/" has a finding of its own.
+  // Each part of a path is an expression.
   void checkPaths(const PlacedEntry& entry) { check(entry.subcataLog, 0); }
 
  private:

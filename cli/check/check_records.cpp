@@ -65,8 +65,8 @@ class EntryRecords {
     return names;
   }
 
-  // Calls `report` for each need that no record of the entry meets, and for each that only rules meet which wait for
-  // its own rule.
+  // Calls `report` for each need that no record of the entry meets, and for each that is circular: only rules can meet
+  // it that wait, in turn, for the rule with the need.
   void findUnmet(const std::function<void(const PlacedRule&, const Need&, bool isCircular)>& report) const {
     for (size_t i = 0; i < needs_.size(); ++i) {
       for (const Need& need : needs_[i]) {
@@ -107,7 +107,7 @@ class EntryRecords {
     return false;
   }
 
-  // As if what no record meets were met: that is reported already.
+  // Needs that no record meets count as met: they are reported already.
   std::vector<bool> rulesThatCanFire() const {
     std::vector<bool> canFire(needs_.size(), false);
     for (bool isNew = true; isNew;) {

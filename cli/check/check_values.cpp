@@ -398,7 +398,7 @@ class ValueCheck {
     }
   }
 
-  // Tries what the groups that give the value can take.
+  // Looks for a value that the groups can take and that breaks the expression.
   void checkFilling(const PlacedText& text, const Variable& variable, Span span, const std::vector<Source>& sources) {
     for (const Source& source : sources) {
       if (IsStackPattern(source.param->pattern.text())) continue;
@@ -416,7 +416,7 @@ class ValueCheck {
     }
   }
 
-  // A shortest value of the source that holds `part`; empty when it takes none.
+  // A shortest value with `part` in it that the source can give; nullopt when there is none.
   std::optional<std::string> valueWith(const Source& source, std::string_view part) {
     const std::string key = source.param->pattern.text() + '\n' + std::string(part);
     const auto [known, isNew] = values_.try_emplace(key);

@@ -11,7 +11,7 @@
 #include "cli/rule_files/rule_model.h"
 
 // Each check looks for the findings of one kind. They do not depend on each other. Those from CheckPaths to
-// CheckExpressions are shown one entry at a time, with its templates and no others.
+// CheckValues are shown one entry at a time, with its templates and no others.
 
 // JSON as such: validity, root, names and types of members, sizes of arrays.
 void CheckStructure(const JsonFile& file, ObjectKind root, Findings& findings);

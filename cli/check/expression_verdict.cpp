@@ -110,15 +110,16 @@ std::string WordsFor(const RegexReading& reading, std::string_view expression) {
   return "";
 }
 
-// How many endless loops a long run of one byte lets an expression try against each other: with the power of their
-// number the steps grow that a back-tracking search makes.
+// How many endless loops of an expression can share a long run of one byte. A back-tracking search tries all ways to
+// divide the run among them: its steps grow with the power of that number. Counted are the loops on a path through the
+// expression that takes no other byte.
 struct LoopCount {
-  int most = 0;            // within the expression
-  int head = 0;            // of a way that begins at its beginning
-  int tail = 0;            // of one that ends at its end
-  int through = 0;         // of one that does both
-  bool passes = true;      // there is one that does both
-  bool isTwofold = false;  // and another one
+  int most = 0;            // on any path
+  int head = 0;            // on a path from the beginning
+  int tail = 0;            // on a path to the end
+  int through = 0;         // on a path from the beginning to the end
+  bool passes = true;      // there is such a path
+  bool isTwofold = false;  // there are two of them
 };
 
 constexpr int kManyLoops = 100;
@@ -185,8 +186,8 @@ LoopCount CountLoops(const RegexNode& node, size_t byte) {
   }
 }
 
-// The byte on a long line of which LLVM's std::regex gives up: it ends a search that takes 4096 steps for each byte.
-// With two loops a line of 2000 bytes is enough.
+// The byte of which a long line makes LLVM's std::regex give up: it allows a search 4096 steps for each byte. With two
+// loops a line of 2000 bytes is enough.
 std::optional<char> ByteToGiveUpOn(const RegexNode& root) {
   for (const size_t order : {size_t{0}, size_t{128}}) {
     for (size_t i = 0; i < 128; ++i) {

@@ -13,8 +13,8 @@
 #include "regex/regex.h"
 #include "rules/rule_syntax.h"
 
-// The lines that a keyword expression or a pattern takes: at most 2048 bytes, no line feed. What can be seen on an
-// example is not asked of automata, which take longer. A variable stands for any text.
+// The lines that a keyword expression or a pattern takes: at most kMaxLineLen bytes, no line feed. An example line
+// answers most questions before an automaton is built for them. A variable stands for any text.
 class LineSet {
  public:
   enum class Source { kKeyWords, kPattern };

@@ -1,6 +1,6 @@
-// Subset construction, on demand: a state of the automaton is a set of places of the expression, with what the
-// conditions there have to know of the byte before. Conditions about the byte behind are judged when that byte is
-// known.
+// A lazily built DFA. The expression is compiled into an NFA; a state of the DFA is the set of NFA nodes that some text
+// leads to, with what their conditions have to know of the byte before. Conditions on the next byte are judged when
+// that byte is known.
 
 #include "cli/check/text_set.h"
 
@@ -17,9 +17,9 @@ namespace {
 using Kind = RegexNode::Kind;
 
 constexpr char kVariableByte = '\x01';    // in place of a variable
-constexpr size_t kMaxNodes = 20'000;      // places of an expression
+constexpr size_t kMaxNodes = 20'000;      // NFA nodes of an expression
 constexpr size_t kMaxVisited = 20'000;    // states of all sets together that one search visits
-constexpr size_t kMaxStateSize = 40'000;  // places in the states of one set that are kept at a time
+constexpr size_t kMaxStateSize = 40'000;  // NFA nodes in the states of one set that are kept at a time
 
 bool IsWord(int byte) {
   return byte != 256 &&
@@ -129,7 +129,7 @@ uint32_t TextSet::add(Node node) {
   return static_cast<uint32_t>(nodes_.size() - 1);
 }
 
-// Builds the places of a node in front of the place `next` and returns the first of them.
+// Builds the NFA of a part of the expression in front of the NFA node `next`, and returns its first node.
 uint32_t TextSet::build(const RegexNode& node, uint32_t next) {
   if (isTooLarge_) return 0;
   switch (node.kind) {
@@ -168,7 +168,7 @@ uint32_t TextSet::build(const RegexNode& node, uint32_t next) {
   return 0;
 }
 
-// What an expression takes that can be empty is found everywhere.
+// A look-ahead for what may be empty is met everywhere.
 uint32_t TextSet::buildLookAhead(const RegexNode& node, uint32_t next) {
   const bool isNegative = node.kind == Kind::kNegativeLookAhead;
   const RegexNode* inner = &node.parts[0];
@@ -212,8 +212,8 @@ uint32_t TextSet::stateOf(std::vector<uint32_t> nodes, Before before) {
   return known->second;
 }
 
-// Whether the end of the expression is reached from `state` when `next` stands behind; `bytes`: the places reached that
-// take a byte.
+// Whether the end of the expression is reached from `state` when `next` is the next byte; `bytes`: the nodes reached
+// that take a byte.
 bool TextSet::follow(uint32_t state, int next, std::vector<uint32_t>& bytes) const {
   using Type = Node::Kind;
   const Before before = states_[state].before;
