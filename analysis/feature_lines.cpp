@@ -43,7 +43,8 @@ FeatureLines::FeatureLines(ByteSource& log, size_t window, const std::vector<con
     features_.push_back({rules.size(), own.size(), !own.empty() && std::all_of(own.begin(), own.end(), IsFixed)});
     std::transform(own.begin(), own.end(), std::back_inserter(rules), KeyWordsOf);
   }
-  search_ = std::make_unique<PatternSearch>(std::move(rules), PatternSearch::Finds::kMatches);
+  ExpressionCache expressions;
+  search_ = std::make_unique<PatternSearch>(std::move(rules), PatternSearch::Finds::kMatches, expressions);
   setInPlay();
   for (Feature& feature : features_) {
     for (size_t i = 0; i < feature.ruleCount && feature.canBeFound; ++i) {

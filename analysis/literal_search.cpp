@@ -4,8 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "regex/regex_reader.h"
-#include "regex/selectivity.h"
 #include "rules/rule_syntax.h"
 
 // The search of Wu and Manber: a hash of the four bytes before a place tells how far behind it a text can end at the
@@ -18,14 +16,14 @@ constexpr size_t kWorkPerText = 8;  // of a comparison, in places looked at
 constexpr size_t kTextOverhead = 64;
 
 // Texts one of which a line must hold to be matched by a keyword expression; none when nothing is known.
-std::vector<std::string> NecessaryTexts(std::string_view keyWords) {
+std::vector<std::string> NecessaryTexts(std::string_view keyWords, ExpressionCache& expressions) {
   std::vector<std::string> terms;
   const KeyWordForm form = FormOf(keyWords);
   if (form == KeyWordForm::kText) return {std::string(keyWords)};
   if (form == KeyWordForm::kRegex) {
-    const std::optional<RegexTree> tree = ReadRegex(keyWords.substr(kRegexMark.size())).tree;
-    if (!tree) return {};
-    return {LongestText(tree->root)};
+    const std::optional<std::string> text = expressions.longestText(keyWords.substr(kRegexMark.size()));
+    if (!text) return {};
+    return {*text};
   }
   std::string_view term;
   while (TakeTerm(keyWords, form == KeyWordForm::kAnd ? kAndMark : kOrMark, term)) terms.emplace_back(term);
@@ -36,9 +34,10 @@ std::vector<std::string> NecessaryTexts(std::string_view keyWords) {
 
 }  // namespace
 
-LiteralSearch::LiteralSearch(const std::vector<FeatureRule>& rules) : hasTexts_(rules.size(), false) {
+LiteralSearch::LiteralSearch(const std::vector<FeatureRule>& rules, ExpressionCache& expressions)
+    : hasTexts_(rules.size(), false) {
   for (size_t i = 0; i < rules.size(); ++i) {
-    const std::vector<std::string> texts = NecessaryTexts(rules[i].keyWords);
+    const std::vector<std::string> texts = NecessaryTexts(rules[i].keyWords, expressions);
     hasTexts_[i] = !texts.empty() && std::all_of(texts.begin(), texts.end(),
                                                  [](const std::string& text) { return text.size() >= kMinText; });
     if (!hasTexts_[i]) continue;

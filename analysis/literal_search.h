@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "regex/expression.h"
 #include "rules/rule_records.h"
 
 // Finds which of many fixed texts a line holds. Made in next to no time, it is the search for small logs, where an
@@ -16,8 +17,8 @@ class LiteralSearch {
  public:
   static constexpr size_t kMinText = 4;  // bytes
 
-  // Derives the texts from the rules' keywords.
-  explicit LiteralSearch(const std::vector<FeatureRule>& rules);
+  // Derives the texts from the rules' keywords. `expressions` has read those that are expressions then.
+  LiteralSearch(const std::vector<FeatureRule>& rules, ExpressionCache& expressions);
 
   // Whether rule i has such texts.
   bool hasTexts(size_t rule) const { return hasTexts_[rule]; }

@@ -92,9 +92,10 @@ std::optional<RegexNode> ReadKeyWords(std::string_view keyWords) {
   return sequence;
 }
 
-PatternSearch::PatternSearch(std::vector<FeatureRule> rules, Finds finds) : rules_(std::move(rules)), finds_(finds) {
+PatternSearch::PatternSearch(std::vector<FeatureRule> rules, Finds finds, ExpressionCache& expressions)
+    : rules_(std::move(rules)), finds_(finds) {
   inPlay_.assign(rules_.size(), false);
-  texts_ = std::make_unique<LiteralSearch>(rules_);
+  texts_ = std::make_unique<LiteralSearch>(rules_, expressions);
 }
 
 // From now on the automaton searches.

@@ -49,7 +49,7 @@ class PatternSearch {
   enum class Finds { kEffects, kMatches };
 
   // `rules` in the order in which they are tried.
-  PatternSearch(std::vector<FeatureRule> rules, Finds finds);
+  PatternSearch(std::vector<FeatureRule> rules, Finds finds, ExpressionCache& expressions);
 
   Finds finds() const { return finds_; }
 

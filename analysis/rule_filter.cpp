@@ -22,7 +22,10 @@ void RuleFilter::apply() {
   }
   search_->setInPlay(asLoaded);
   if (filled_.empty()) return;
-  if (filledSearch_ == nullptr) filledSearch_ = std::make_unique<PatternSearch>(filled_, search_->finds());
+  if (filledSearch_ == nullptr) {
+    ExpressionCache expressions;
+    filledSearch_ = std::make_unique<PatternSearch>(filled_, search_->finds(), expressions);
+  }
   filledSearch_->setInPlay(filled);
 }
 

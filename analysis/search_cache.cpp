@@ -31,7 +31,7 @@ std::shared_ptr<PatternSearch> SearchCache::searchFor(const std::vector<const Fe
   if (search == nullptr) {
     std::vector<FeatureRule> copies;
     for (const FeatureRule* rule : rules) copies.push_back(rule == nullptr ? FeatureRule{} : *rule);
-    search = std::make_shared<PatternSearch>(std::move(copies), finds);
+    search = std::make_shared<PatternSearch>(std::move(copies), finds, expressions_);
   }
   return search;
 }

@@ -1,6 +1,5 @@
 #include "regex/regex.h"
 
-#include "regex/regex_reader.h"
 #include "util/limits.h"
 
 namespace {
@@ -13,8 +12,7 @@ std::string_view ViewOf(const std::csub_match& part) {
 
 }  // namespace
 
-Regex::Regex(std::string_view text) : text_(text) {
-  const RegexReading reading = ReadRegex(text);
+Regex::Regex(std::string_view text, const RegexReading& reading) : text_(text) {
   if (!reading.isSearchable()) return;
   machine_ = std::make_unique<RegexMachine>(*reading.tree);
   groupCount_ = reading.tree->groupCount;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "regex/regex_machine.h"
+#include "regex/regex_reader.h"
 
 // A regular expression (ECMAScript) of a rule. Gives the results of std::regex, but runs on RegexMachine (linear time,
 // no stack) whenever the expression allows it, because the standard libraries' searches recurse or give up on long or
@@ -23,7 +24,10 @@ class Regex {
     std::string_view group;  // what the first group took; empty when it took no part or there is none
   };
 
-  explicit Regex(std::string_view text);
+  explicit Regex(std::string_view text) : Regex(text, ReadRegex(text)) {}
+
+  // `reading`: of the text.
+  Regex(std::string_view text, const RegexReading& reading);
 
   const std::string& text() const { return text_; }
 
@@ -32,6 +36,9 @@ class Regex {
 
   // True when the expression takes the whole subject.
   bool matchesWhole(std::string_view subject);
+
+  // True when a search passes over what no match can begin with by jumps: nothing in front of it makes it faster.
+  bool jumps() const { return machine_ != nullptr && machine_->jumps(); }
 
   // The number of capture groups. Compiles the expression first when it is left to std::regex.
   size_t groupCount();

@@ -35,6 +35,9 @@ class RegexMachine {
   // True when time is as promised for subjects of any length: no look-ahead has an endless loop.
   bool isLinear() const { return isLinear_; }
 
+  // True when every match begins with a text of some length, to which a search jumps.
+  bool jumps() const { return prefix_.size() >= kLongPrefix; }
+
   bool search(std::string_view subject, RegexSpan& match);
 
   // Bytes held, about.
@@ -44,6 +47,8 @@ class RegexMachine {
   bool matchesWhole(std::string_view subject) { return matchesAt(0, start_, subject, 0, true); }
 
  private:
+  static constexpr size_t kLongPrefix = 4;  // bytes
+
   struct Instruction;
   // A thread of the simulation: the instruction to execute next, and what it has matched so far.
   struct Thread {
