@@ -30,7 +30,7 @@ struct Options {
 };
 
 constexpr size_t kMaxComplaints = 10;  // about single lines
-constexpr size_t kMaxExamples = 50;    // of a group on a page
+constexpr size_t kMaxExamples = 20;    // of a group on a page
 
 constexpr char kExample[] =
     "Example:\n"
