@@ -78,7 +78,7 @@ class IdCheck {
   }
 
  private:
-  std::string lineOf(Span span) const { return "line " + std::to_string(lines_.placeOf(span.begin).line); }
+  std::string lineOf(Span span) const { return "line " + std::to_string(model_.matchLines->placeOf(span.begin).line); }
 
   // Sections under a name that is nearly an event type which has none.
   void findMisspeltTypes() {
@@ -208,7 +208,6 @@ class IdCheck {
 
   const RuleModel& model_;
   Findings& findings_;
-  const LineIndex lines_{model_.matchFile.text};
   std::map<std::string, std::string> typeOf_;  // of each feature id
   std::set<std::string> types_;
   std::map<std::string, std::string> misspelt_;  // an event type of the assemble file and the one that was meant

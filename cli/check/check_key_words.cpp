@@ -288,13 +288,12 @@ class OrderCheck {
   }
 
   std::string describe(const PlacedRule& rule) const {
-    return Quoted(rule.record.name) + " in line " + std::to_string(lines_.placeOf(rule.span.begin).line);
+    return Quoted(rule.record.name) + " in line " + std::to_string(model_.matchLines->placeOf(rule.span.begin).line);
   }
 
   const RuleModel& model_;
   LineSets& sets_;
   Findings& findings_;
-  const LineIndex lines_{model_.matchFile.text};
 };
 
 }  // namespace

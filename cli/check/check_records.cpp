@@ -232,7 +232,7 @@ class RecordCheck {
       if (rule.record.name.empty() || rule.params.empty()) continue;
       const auto [first, isNew] = known.try_emplace(rule.record.name, &rule);
       if (isNew) continue;
-      const size_t line = matchLines_.placeOf(first->second->span.begin).line;
+      const size_t line = model_.matchLines->placeOf(first->second->span.begin).line;
       findings_.add(Code::kRuleNameRepeated, model_.matchFile, rule.name.span,
                     "rule " + Quoted(rule.record.name) + " in line " + std::to_string(line) +
                         " has this name too: their records cannot be told apart");
@@ -326,7 +326,6 @@ class RecordCheck {
 
   const RuleModel& model_;
   Findings& findings_;
-  const LineIndex matchLines_{model_.matchFile.text};
 };
 
 }  // namespace

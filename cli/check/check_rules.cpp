@@ -75,9 +75,8 @@ std::vector<Finding> RuleCheck::check(const RuleModel& model) {
   if (model.matchFile.isGiven) CheckStructure(model.matchFile, ObjectKind::kMatchRoot, findings);
   if (model.assembleFile.isGiven) CheckStructure(model.assembleFile, ObjectKind::kAssembleRoot, findings);
   CheckFeatures(model, findings);
-  const LineIndex lines(model.matchFile.text);
   for (const PlacedEntry& entry : model.entries) {
-    checkEntry(model, entry, lines.placeOf(entry.keySpan.begin).line, findings);
+    checkEntry(model, entry, model.matchLines->placeOf(entry.keySpan.begin).line, findings);
   }
   known_ = std::exchange(next_, {});
   CheckRecords(model, findings);

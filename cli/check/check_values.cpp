@@ -405,7 +405,7 @@ class ValueCheck {
       for (const std::string_view breaker : kBreakers) {
         const std::optional<std::string> value = valueWith(source, breaker);
         if (!value || !breaks(text.text(), variable, *value)) continue;
-        const TextPlace place = places_.placeOf(source.param->pattern.span.begin);
+        const TextPlace place = model_.matchLines->placeOf(source.param->pattern.span.begin);
         add(Code::kVariableInExpression, span,
             "a log in which " + Quoted(variable.name) + " is " + Quoted(*value) +
                 " makes this expression invalid and ends the device process: the group in line " +
@@ -462,7 +462,6 @@ class ValueCheck {
 
   const RuleModel& model_;
   Findings& findings_;
-  const LineIndex places_{model_.matchFile.text};
   LineSets lines_;
   std::map<std::string, std::vector<Source>> sources_;
   std::set<std::string> results_;

@@ -90,7 +90,8 @@ PlacedEntry EntryOf(const JsonMember& member) {
 
 }  // namespace
 
-RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFile(match), assembleFile(assemble) {
+RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble)
+    : matchFile(match), assembleFile(assemble), matchLines(std::make_shared<LineIndex>(match.text)) {
   for (const JsonMember& member : match.tree.members) {
     const MemberRow* row = FindMemberRow(ObjectKind::kMatchRoot, member.key.text);
     const bool isEntry = row != nullptr && row->inner == ObjectKind::kFrameEntry;
@@ -113,7 +114,7 @@ RuleModel::RuleModel(const JsonFile& match, const JsonFile& assemble) : matchFil
 }
 
 RuleModel::RuleModel(const RuleModel& whole, const PlacedEntry& entry)
-    : matchFile(whole.matchFile), assembleFile(whole.assembleFile), entries({entry}) {
+    : matchFile(whole.matchFile), assembleFile(whole.assembleFile), matchLines(whole.matchLines), entries({entry}) {
   for (const PlacedId& id : entry.ids) {
     const PlacedTemplates* templates = whole.templatesOf(id);
     if (templates != nullptr) assembling[id.eventType][id.id] = *templates;

@@ -2,9 +2,11 @@
 #define CLI_RULE_FILES_RULE_MODEL_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "cli/output/lines.h"
 #include "cli/rule_files/json_tree.h"
 #include "rules/rule_records.h"
 #include "rules/rule_syntax.h"
@@ -71,7 +73,8 @@ struct PlacedTemplates {
 struct RuleModel {
   const JsonFile& matchFile;
   const JsonFile& assembleFile;
-  std::vector<PlacedEntry> entries;                                          // in byte order of their keys
+  std::shared_ptr<const LineIndex> matchLines;  // of the match file; one for all models of single entries
+  std::vector<PlacedEntry> entries;             // in byte order of their keys
   std::map<std::string, std::map<std::string, PlacedTemplates>> assembling;  // event type -> feature id -> templates
 
   RuleModel(const JsonFile& match, const JsonFile& assemble);

@@ -18,11 +18,10 @@ std::string TextOf(const FilePlace& place) {
   return place.line == 0 ? place.file : place.file + ":" + std::to_string(place.line);
 }
 
-RulePlaces::RulePlaces(const RuleModel& model)
-    : model_(model), matchLines_(model.matchFile.text), assembleLines_(model.assembleFile.text) {}
+RulePlaces::RulePlaces(const RuleModel& model) : model_(model), assembleLines_(model.assembleFile.text) {}
 
 FilePlace RulePlaces::inMatchFile(Span span) const {
-  return {model_.matchFile.path, matchLines_.placeOf(span.begin).line};
+  return {model_.matchFile.path, model_.matchLines->placeOf(span.begin).line};
 }
 
 FilePlace RulePlaces::ofEntry(const PlacedEntry& entry) const {

@@ -36,7 +36,6 @@ class RulePlaces {
 
  private:
   const RuleModel& model_;
-  LineIndex matchLines_;
   LineIndex assembleLines_;
 };
 
