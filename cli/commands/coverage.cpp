@@ -32,7 +32,7 @@ struct Options {
 
 constexpr size_t kMaxShapes = 20;                 // of lines, that are told to people
 constexpr size_t kMaxExamined = 16;               // logs of each event type that are asked why rules did not fire...
-constexpr size_t kMaxExaminedBytes = 256 * 1024;  // ...and bytes of them, if they are not one
+constexpr size_t kMaxExaminedBytes = 256 * 1024;  // ...and bytes of all of them, one of each type aside
 
 constexpr char kExample[] =
     "Example:\n"
@@ -163,7 +163,7 @@ class Collector {
   void addReasons(const WorkerOptions& workers, bool checkPath) {
     std::deque<LogEntry> logs;
     for (const auto& [event, sample] : samples_) {
-      const std::vector<LogEntry> some = sample.within(kMaxExaminedBytes);
+      const std::vector<LogEntry> some = sample.within(kMaxExaminedBytes / samples_.size());
       logs.insert(logs.end(), some.begin(), some.end());
     }
     const auto source = [&](LogRun& run) {
