@@ -20,7 +20,8 @@ namespace {
 
 constexpr std::string_view kClassEscapes = "dDwWsSbB";
 constexpr std::string_view kRepetitions = "*+?{";
-constexpr std::string_view kLogLevels = "VDIWEFSA";  // which are put into a class in any order
+// Levels of logs and states of processes, which are put into a class in any order.
+constexpr std::string_view kStateLetters = "VDIWEFSARTXZKP";
 
 bool IsLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -62,7 +63,7 @@ bool IsWord(std::string_view body) {
                          std::all_of(letters.begin(), letters.end(), [](char c) { return c < 'a'; });
   return letters.size() > 3 && letters.size() == body.size() && isOneCase && letters != sorted &&
          letters.find_first_of("aeiouAEIOU") != std::string::npos &&
-         letters.find_first_not_of(kLogLevels) != std::string::npos;
+         letters.find_first_not_of(kStateLetters) != std::string::npos;
 }
 
 // "[1-20]": a range of numbers of more than one digit.
