@@ -18,7 +18,7 @@ std::string SampleOf(const RegexNode& node) {
         if (node.bytes[static_cast<unsigned char>(good[0])]) return std::string(good);
       }
       for (size_t b = 0; b < node.bytes.size(); ++b) {
-        if (node.bytes[b] && b != '\n') return {static_cast<char>(b)};
+        if (node.bytes[b]) return {static_cast<char>(b)};
       }
       return "";
     case Kind::kChoice:
@@ -39,7 +39,7 @@ std::string SampleOf(const RegexNode& node) {
 
 // True for a tree without conditions on what stands around: what SampleOf says of it is true.
 bool IsPlain(const RegexNode& node) {
-  if (node.kind == Kind::kByte && (node.bytes.none() || (node.bytes.count() == 1 && node.bytes['\n']))) return false;
+  if (node.kind == Kind::kByte && node.bytes.none()) return false;
   const bool isPlain = node.kind == Kind::kByte || node.kind == Kind::kChoice || node.kind == Kind::kRepeat ||
                        node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup;
   return isPlain && std::all_of(node.parts.begin(), node.parts.end(), IsPlain);
