@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "analysis/feature_lines.h"
@@ -149,6 +150,9 @@ class Analysis {
 
   const std::map<std::string, std::string>& getResult() const { return result_; }
 
+  // Gives the results away.
+  std::map<std::string, std::string> takeResult() { return std::move(result_); }
+
  private:
   struct Turn;
   struct Scan;
@@ -183,6 +187,8 @@ class Analysis {
   const LastValues::Params* keepForLastValues(const std::string& line, const FeatureRule& rule);
   void putOffLastValues();
   bool isAwaited(const std::string& name) const;
+  void makeRecord(const std::string& name, LineInfo info, int mode);
+  void appendParam(const std::string& templateText, std::string& out) const;
   size_t settleLastValues();
   RuleOutcome judge(FeatureRule& rule) const;
   bool hasVariable(const FeatureRule& rule) const;

@@ -1,42 +1,59 @@
 #include <algorithm>
+#include <deque>
+#include <string_view>
+#include <utility>
 
 #include "analysis/analysis.h"
 #include "rules/rule_syntax.h"
 #include "util/string_util.h"
 #include "util/trace_cut.h"
 
+// A value may be as long as the log: it is copied once.
 void Analysis::assemble() {
   for (const auto& [key, templateText] : templates_) {
-    if (key != kReasonKey && result_.contains(key)) continue;
-    const std::string value = assembleParam(templateText);
-    if (observer_ != nullptr) observer_->onTemplate(key, templateText, value);
-    if (value.empty()) continue;
-    if (key == kReasonKey) {
-      result_[key].append(kReasonSeparator).append(value);
+    const bool isReason = key == kReasonKey;
+    if (!isReason && result_.contains(key)) continue;
+    std::string value = isReason ? kReasonSeparator : "";
+    const size_t lead = value.size();
+    appendParam(templateText, value);
+    if (observer_ != nullptr) observer_->onTemplate(key, templateText, value.substr(lead));
+    if (value.size() == lead) continue;
+    const auto [entry, isNew] = result_.try_emplace(key);
+    if (isNew || !isReason) {
+      entry->second = std::move(value);
     } else {
-      result_[key] = value;
+      entry->second += value;
     }
   }
   processResult(result_);
 }
 
 std::string Analysis::assembleParam(const std::string& templateText) const {
-  std::vector<std::string> parts;
+  std::string value;
+  appendParam(templateText, value);
+  return value;
+}
+
+void Analysis::appendParam(const std::string& templateText, std::string& out) const {
+  std::deque<std::string> traces;
+  std::vector<std::string_view> parts;
+  size_t size = out.size();
+  const std::string separator = SeparatorOf(templateText);
+  const std::string_view joint = separator == kJoinMark ? " " : std::string_view(separator);
   for (const std::string& name : splitAssembleParam(templateText)) {
     const Record* record = records_.first(name);
-    if (record != nullptr) {
-      const auto pattern = stackPatterns_.find(name);
-      parts.push_back(pattern == stackPatterns_.end()
-                          ? record->second.line
-                          : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+    const std::string* part = record == nullptr ? &traces.emplace_back() : &record->second.line;
+    const auto pattern = stackPatterns_.find(name);
+    if (record != nullptr && pattern != stackPatterns_.end()) {
+      part = &traces.emplace_back(assembleTrace(frame_->logPath, name, {*record}, pattern->second));
     }
-    if (observer_ != nullptr) observer_->onContribution(name, record, record == nullptr ? "" : parts.back());
+    if (observer_ != nullptr) observer_->onContribution(name, record, *part);
+    if (part->empty()) continue;
+    parts.push_back(*part);
+    size += part->size() + joint.size();
   }
-  const std::string separator = SeparatorOf(templateText);
-  const std::string joint = separator == kJoinMark ? " " : separator;
-  std::string joined = StringUtil::VectorToString(parts, false, joint);
-  if (joined.size() > joint.size()) joined.resize(joined.size() - joint.size());
-  return joined;
+  out.reserve(size);
+  for (size_t i = 0; i < parts.size(); ++i) out.append(i == 0 ? "" : joint).append(parts[i]);
 }
 
 std::vector<std::string> Analysis::splitAssembleParam(const std::string& templateText) const {

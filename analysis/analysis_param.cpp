@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "analysis/analysis.h"
 #include "regex/regex_reader.h"
@@ -80,7 +81,7 @@ bool Analysis::takeParam(const std::string& line, const FeatureRule& rule, const
   }
   if (observer_ != nullptr) observer_->onParam(rule, key, &value, offset);
   const std::string name = RecordName(rule.name, key);
-  setParamRecord(name, {curPosition_, value}, isMarked ? kReplaceFirst : kAppend);
+  makeRecord(name, {curPosition_, std::move(value)}, isMarked ? kReplaceFirst : kAppend);
   setStackRegex(name, pattern);
   if (isMarked) ++lastValueCount_;
   return true;
@@ -129,15 +130,17 @@ size_t Analysis::settleLastValues() {
   return lastValues_->settle([this](const LastValues::Param& param, std::string_view line, int32_t position) {
     Regex::Match found;
     if (!cache_->expressions().search(param.pattern, line, found)) return false;
-    setParamRecord(param.name, {position, std::string(found.group)}, kReplaceFirst);
+    makeRecord(param.name, {position, std::string(found.group)}, kReplaceFirst);
     return true;
   });
 }
 
-void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) {
+void Analysis::setParamRecord(const std::string& name, const LineInfo& info, int mode) { makeRecord(name, info, mode); }
+
+void Analysis::makeRecord(const std::string& name, LineInfo info, int mode) {
   const size_t nameCount = records_.nameCount();
   if (mode == kReplaceFirst) records_.eraseFirst(name);
-  records_.append(name, info);
+  records_.append(name, std::move(info));
   ++recordCount_;
   if (records_.nameCount() > nameCount) newNames_.push_back(name);
 }

@@ -60,6 +60,7 @@ bool Analysis::scanWhole(ByteSource& log) {
   mayPutOff_ = keepsNeeded && !anyVariable;
   rawInfoPosition(reader, 0);
   lastValues_.reset();
+  std::string().swap(curLine_);  // it may be as long as the log
   const bool isWhole = reader.isWhole() && (shared_ == nullptr || shared_->isWhole());
   if (isWhole && !records_.hasMissed()) return true;
   if (mayStartOver) frame_->rules = rules;

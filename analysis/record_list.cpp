@@ -2,7 +2,7 @@
 
 #include <utility>
 
-void RecordList::append(const std::string& name, const LineInfo& info) {
+void RecordList::append(const std::string& name, LineInfo info) {
   const auto [entry, isNew] = slotsOf_.try_emplace(name);
   Known& known = entry->second;
   if (isNew && most_) known.most = most_(name);
@@ -12,7 +12,7 @@ void RecordList::append(const std::string& name, const LineInfo& info) {
     return;
   }
   known.slots.push_back(slots_.size());
-  slots_.emplace_back(name, info);
+  slots_.emplace_back(name, std::move(info));
   erased_.push_back(false);
 }
 

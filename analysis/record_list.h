@@ -25,7 +25,7 @@ class RecordList {
   // True when a record was asked for that has been left out: what was answered then is wrong.
   bool hasMissed() const { return hasMissed_; }
 
-  void append(const std::string& name, const LineInfo& info);
+  void append(const std::string& name, LineInfo info);
 
   // Removes the first record of that name, if there is one. The name stays known.
   void eraseFirst(const std::string& name);

@@ -56,7 +56,7 @@ std::map<std::string, std::string> CompiledRules::analysis(const AnalyzedLog& lo
     run.keepNeededRecords();
     run.setRulesLeftOut(built.leftOut);
     if (observer == nullptr) shared.join(entry.featureId, run);
-    if (run.analysisLog()) result.insert(run.getResult().begin(), run.getResult().end());
+    if (run.analysisLog()) result.merge(run.takeResult());
     frames.end(entry.featureId);
     cache_.keepWithin(kMaxWhileRunning);
   }
