@@ -128,6 +128,18 @@ std::string FaultWithPlace(const LogRun& run, bool checkPath, const std::string&
   return told.status == kBadInput ? FaultOf(told) : fault;
 }
 
+// In a worker.
+Fields AnalyzeOrTell(const LogRun& run, bool checkPath, const ReplayWork& work) {
+  if (checkPath && run.log.as.empty() && run.log.error.empty()) CheckLogPlace(run.log.path);
+  try {
+    return work.analyze(run);
+  } catch (const InputError&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw std::runtime_error(FaultWithPlace(run, checkPath, error.what()));
+  }
+}
+
 void TellRepeated(const LogList& logs) {
   const size_t count = logs.repeatedCount();
   if (count == 0) return;
@@ -206,16 +218,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     run.log.event = tried.back().events[next++ / configs.size()];
     return WorkerPool::Next::kRequest;
   };
-  const auto analyze = [&](const LogRun& run) {
-    if (options.checkPath && run.log.as.empty() && run.log.error.empty()) CheckLogPlace(run.log.path);
-    try {
-      return work.analyze(run);
-    } catch (const InputError&) {
-      throw;
-    } catch (const std::exception& error) {
-      throw std::runtime_error(FaultWithPlace(run, options.checkPath, error.what()));
-    }
-  };
+  const auto analyze = [&](const LogRun& run) { return AnalyzeOrTell(run, options.checkPath, work); };
   std::vector<Reply> replies;
   const auto sink = [&](const LogRun& run, const Reply& reply) {
     replies.push_back(reply);
