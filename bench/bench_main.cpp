@@ -7,9 +7,11 @@
 #include <fcntl.h>
 #include <json/json.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -152,7 +154,8 @@ class Table {
     } kSizes[] = {
         {"empty", 0, 2.5}, {"2 KB", 2000, 0}, {"20 KB", 20000, 4}, {"200 KB", 200000, 6}, {"2 MB", 2000000, 6}};
     for (const auto& [name, size, target] : kSizes) {
-      for (const Workload& workload : {OneKeyword(), Keywords(50), RegexesWithText(10), Keywords(100)}) {
+      for (const Workload& workload :
+           {OneKeyword(), Keywords(50), RegexesWithText(10), Keywords(100), RegexesWithText(100)}) {
         const Case input = inputs_.make(workload, size);
         const std::string subject = std::string(name) + ", " + workload.name;
         Register(subject, [input] { Kestrix::analysis(input.log, input.rules, "bench"); });
@@ -191,9 +194,65 @@ class Table {
     addWarm("2 KB, 10 features with 100 keyword rules", inputs_.make(Keywords(100), 2000, 10), "bench", 3);
   }
 
+  // Whole commands, each as long as its process runs.
+  void addCommands() {
+    const std::string logs = inputs_.path("logs");
+    std::filesystem::create_directory(logs);
+    for (size_t i = 0; i < 300; ++i) {
+      std::filesystem::copy_file("examples/logs/java_crash.txt", logs + "/" + std::to_string(i));
+    }
+    addCoverage("300 example logs", logs, "examples/rules", "java_crash");
+    for (const Workload& workload : {OneKeyword(), Keywords(50), RegexesWithText(10)}) {
+      const Case input = inputs_.make(workload, 200000);
+      addCoverage("100 logs of 200 KB, " + workload.name, copies(input.log, 100), input.rules, "bench");
+    }
+    const size_t entries[] = {50, 200, 400};
+    for (const size_t count : entries) addCheck(count, " entries of 100 rules", LargeRuleFile(count, 100, "/data"));
+    addGrowth("check, 200 entries of 100 rules", "check, 50 entries of 100 rules", 5);
+    addGrowth("check, 400 entries of 100 rules", "check, 200 entries of 100 rules", 2.5);
+    for (const size_t count : {20000U, 40000U}) addCheck(count, " unknown members", UnknownMembersFile(count));
+    addGrowth("check, 40000 unknown members", "check, 20000 unknown members", 2.5);
+  }
+
   std::vector<Ratio> ratios;
 
  private:
+  // Ends in an error when a rule never fired, or a finding is one.
+  static void runProgram(const std::string& arguments) {
+    const int status = std::system(("'" KESTRIX_PROGRAM "' " + arguments + " >/dev/null 2>&1").c_str());
+    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) abort();
+  }
+
+  // A folder with so many copies of a log.
+  static std::string copies(const std::string& log, size_t count) {
+    const std::string dir = log + " copies";
+    std::filesystem::create_directory(dir);
+    for (size_t i = 0; i < count; ++i) std::filesystem::copy_file(log, dir + "/" + std::to_string(i));
+    return dir;
+  }
+
+  void addCoverage(const std::string& name, const std::string& logs, const std::string& rules,
+                   const std::string& type) {
+    for (const std::string command : {"batch", "coverage"}) {
+      const std::string arguments = command + " -j1 '" + logs + "' --config '" + rules + "' --event " + type;
+      Register(command + " " + name, [arguments] { runProgram(arguments); });
+    }
+    ratios.push_back({"coverage / batch, " + name, "coverage " + name, "batch " + name, 3});
+  }
+
+  void addCheck(size_t count, const std::string& what, const std::string& matchFile) {
+    const std::string name = "check, " + std::to_string(count) + what;
+    const std::string dir = inputs_.path(name);
+    std::filesystem::create_directory(dir);
+    std::ofstream(dir + "/match_rule.json") << matchFile;
+    std::ofstream(dir + "/assemble_rule.json") << "{}";
+    Register(name, [dir] { runProgram("check '" + dir + "'"); });
+  }
+
+  void addGrowth(const std::string& larger, const std::string& smaller, double target) {
+    ratios.push_back({larger + " / " + smaller.substr(sizeof("check, ") - 1), larger, smaller, target});
+  }
+
   void addWarm(const std::string& name, const Case& input, const std::string& type, double target) {
     const auto warm = std::make_shared<CompiledRules>(input.rules);
     warm->keep(64 << 20);
@@ -341,6 +400,7 @@ int main(int argc, char** argv) {
   table.addLargest();
   table.addWorst();
   table.addWarm();
+  table.addCommands();
   AddPlainForm(plainLog, table.ratios);
   AddRareValues(plainLog, table.ratios);
   AddParts(inputs, table.ratios);

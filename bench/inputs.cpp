@@ -296,6 +296,16 @@ std::string LargeRuleFile(size_t entries, size_t rules, const std::string& logPa
   return Write(root);
 }
 
+std::string UnknownMembersFile(size_t count) {
+  Json::Value root;
+  Json::Value& entry = root["featureFrame"];
+  entry["dirOrFile"] = "/data";
+  entry["featureId"] = "KX_bench_0";
+  entry["rules"].append(ToJson(SegmentRule("rule", "failed", "(\\w+)")));
+  for (size_t i = 0; i < count; ++i) entry["unknown" + std::to_string(i)] = "text";
+  return Write(root);
+}
+
 std::string MakeTrace(TraceKind kind, size_t lines) {
   Random random(6);
   std::string trace;

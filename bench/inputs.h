@@ -61,6 +61,9 @@ std::string AssembleRuleFile(const Workload& workload, size_t features = 1);
 // A rule file of `entries` frame entries with `rules` rules each.
 std::string LargeRuleFile(size_t entries, size_t rules, const std::string& logPath);
 
+// A rule file whose only entry has `count` members that nobody knows.
+std::string UnknownMembersFile(size_t count);
+
 // A trace of `lines` lines.
 enum class TraceKind { kJava, kNative, kKernel };
 std::string MakeTrace(TraceKind kind, size_t lines);
