@@ -58,6 +58,7 @@ std::string LeadersOf(const Stacks& stacks) {
 TEST(StackLikeness, GathersWhatIsAlike) {
   EXPECT_EQ("0 0 2 2 4 0", LeadersOf(StacksOf({"abcd", "abxd", "mnop", "mnoq", "", "abcd"})));
   EXPECT_EQ("0 1 1", LeadersOf(StacksOf({"abcd", "axyz", "axyd"}))) << "the nearest leads";
+  EXPECT_EQ("0 1 0", LeadersOf(StacksOf({"abcdef", "abuvwx", "abcduv"}))) << "of two that are alike, too";
 }
 
 TEST(StackLikeness, FindsWhatIsAlikeAmongThousands) {
