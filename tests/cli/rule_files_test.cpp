@@ -84,6 +84,7 @@ TEST(ExpressionSigns, DivideAlternatives) {
   } kRows[] = {{"a|b", {"a", "b"}},
                {"(a|b)|[|]c\\||", {"(a|b)", "[|]c\\|", ""}},
                {"a(?:b|(c|d))", {"a(?:b|(c|d))"}},
+               {"[a|b]|x", {"[a|b]", "x"}},
                {"[\\]|]|x", {"[\\]|]", "x"}}};
   for (const auto& [expression, alternatives] : kRows) {
     std::vector<std::string> found;
