@@ -219,7 +219,10 @@ class Table {
  private:
   // Ends in an error when a rule never fired, or a finding is one.
   static void runProgram(const std::string& arguments) {
-    const int status = std::system(("'" KESTRIX_PROGRAM "' " + arguments + " >/dev/null 2>&1").c_str());
+    // Both are built in one folder.
+    static const std::filesystem::path build = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::string program = (build.parent_path() / "bin/kestrix").string();
+    const int status = std::system(("'" + program + "' " + arguments + " >/dev/null 2>&1").c_str());
     if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) abort();
   }
 
