@@ -69,7 +69,7 @@ std::string Analysis::assembleTrace(const std::string& path, const std::string& 
   const auto record =
       std::find_if(records.begin(), records.end(), [&name](const Record& r) { return r.first == name; });
   // The file is read anew for each trace: it may have changed since the scan.
-  return record == records.end() ? "" : CutTrace(path, record->second.position, pattern);
+  return record == records.end() ? "" : CutTrace(path, record->second.position, pattern, cache_->expressions());
 }
 
 void Analysis::setStackRegex(const std::string& name, const std::string& pattern) {

@@ -3,7 +3,8 @@
 
 void FileUtil::GetTrace(std::stringstream& buffer, int offset, const std::string& frameRegex, std::string& trace,
                         std::string startRegex) {
-  TraceCut cut(frameRegex, startRegex);
+  ExpressionCache expressions;
+  TraceCut cut(expressions, frameRegex, startRegex);
   buffer.seekg(offset, std::ios::beg);
   for (std::string line; std::getline(buffer, line) && cut.take(line, trace);) {
   }

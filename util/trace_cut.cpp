@@ -17,9 +17,10 @@ bool TraceCut::take(const std::string& line, std::string& trace) {
   if (line.size() > kMaxLineLen) return true;
   if (line.empty() || misses_ > kMaxTraceMisses) return false;
   Regex::Match match;
-  if (!started_ && hasStart_ && !start_.search(line, match)) return true;
-  const bool isFrame = frame_.search(line, match);
-  started_ = started_ || hasStart_ || isFrame;
+  const bool hasStart = !start_.empty();
+  if (!started_ && hasStart && !expressions_.search(start_, line, match)) return true;
+  const bool isFrame = expressions_.search(frame_, line, match);
+  started_ = started_ || hasStart || isFrame;
   if (isFrame) {
     trace.append(match.whole).append("\n");
     misses_ = 0;
@@ -29,11 +30,11 @@ bool TraceCut::take(const std::string& line, std::string& trace) {
   return true;
 }
 
-std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex) {
+std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex, ExpressionCache& expressions) {
   const std::unique_ptr<ByteSource> log = OpenLog(path);
   if (log == nullptr || offset < 0) return "";
   LineReader reader(*log, kTraceWindow);
-  TraceCut cut(frameRegex, "");
+  TraceCut cut(expressions, frameRegex, "");
   std::string line;
   std::string trace;
   bool goesOn = true;

@@ -2,15 +2,15 @@
 #define UTIL_TRACE_CUT_H
 
 #include <string>
-#include <string_view>
 
-#include "regex/regex.h"
+#include "regex/expression.h"
 
 // Cuts one stack trace out of the lines that it is given, as FileUtil::GetTrace describes.
 class TraceCut {
  public:
-  TraceCut(const std::string& frameRegex, const std::string& startRegex)
-      : frame_(frameRegex), start_(startRegex), hasStart_(!startRegex.empty()) {}
+  // REQUIRES: `expressions` outlives the object.
+  TraceCut(ExpressionCache& expressions, const std::string& frameRegex, const std::string& startRegex)
+      : expressions_(expressions), frame_(frameRegex), start_(startRegex) {}
 
   // Takes the next line, and appends its frame to `trace` when it has one. False when the trace has ended before it.
   bool take(const std::string& line, std::string& trace);
@@ -19,9 +19,9 @@ class TraceCut {
   bool skip();
 
  private:
-  Regex frame_;
-  Regex start_;
-  bool hasStart_;
+  ExpressionCache& expressions_;
+  const std::string frame_;
+  const std::string start_;  // empty when the first frame begins the trace
   bool started_ = false;
   int misses_ = 0;
   int linesRead_ = 0;
@@ -29,6 +29,6 @@ class TraceCut {
 
 // Cuts the trace that is searched from byte `offset` of the file at `path`, and reads that far only. Empty when the
 // file cannot be read: OpenLog says which ones can.
-std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex);
+std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex, ExpressionCache& expressions);
 
 #endif  // UTIL_TRACE_CUT_H

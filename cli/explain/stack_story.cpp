@@ -77,7 +77,8 @@ void FindLines(StackStory& stack, const Story& story, const RunStory& run, const
   const auto record = std::find_if(run.records.begin(), run.records.end(),
                                    [&name](const RecordStory& candidate) { return candidate.name == name; });
   if (record == run.records.end() || pattern.empty()) return;
-  TraceCut cut(pattern, "");
+  ExpressionCache expressions;
+  TraceCut cut(expressions, pattern, "");
   const std::string& log = story.logs[run.log].text;
   auto frame = stack.frames.begin();
   for (LogLine line = record->line; line.offset < log.size(); line = {line.number + 1, line.offset + line.length + 1}) {

@@ -18,7 +18,8 @@ std::string EndOf(std::string_view line, size_t number, size_t tried) {
 
 std::string WhyTraceEnds(std::string_view log, const LogLine& noted, const std::string& pattern) {
   if (noted.offset + noted.length >= log.size()) return "line " + std::to_string(noted.number) + " has no line feed";
-  TraceCut cut(pattern, "");
+  ExpressionCache expressions;
+  TraceCut cut(expressions, pattern, "");
   std::string trace;
   std::string end = ", up to the end of the log";
   size_t tried = 0;
