@@ -1,37 +1,40 @@
 #include "cli/fleet/untaken_lines.h"
 
 #include <algorithm>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/log_lines/line_look.h"
 #include "cli/log_lines/volatile_tokens.h"
 #include "cli/output/terminal.h"
+#include "regex/expression.h"
 #include "util/limits.h"
+#include "util/trace_cut.h"
 
 namespace {
 
-// The offsets of the lines between two frames of the stack: few enough for its pattern to pass over them.
-std::vector<size_t> BridgedLines(LineReader& log, const LogUse& use) {
-  std::vector<size_t> bridged;
-  std::vector<size_t> passed;  // since the last frame
+// Adds the offsets of the lines that the pattern of the stack took, if only to pass over them, and of those between.
+void AddLinesOf(const CutStack& stack, LineReader& log, ExpressionCache& expressions, std::vector<size_t>& taken) {
+  TraceCut cut(expressions, stack.frameRegex, "");
+  std::vector<size_t> passed;  // since the last one that was taken
   bool isBegun = false;
-  auto frame = use.stack.begin();
-  for (size_t begin = use.stackBegin; frame != use.stack.end() && begin < log.size();) {
+  std::string text;
+  for (size_t begin = stack.begin; begin < log.size();) {
     const TextLine line = log.lineAt(begin);
-    if (line.size() <= kMaxLineLen && log.view(line).find(*frame) != std::string_view::npos) {
-      if (passed.size() <= static_cast<size_t>(kMaxTraceMisses)) {
-        bridged.insert(bridged.end(), passed.begin(), passed.end());
-      }
+    const bool isTooLong = line.size() > kMaxLineLen;
+    if (!isTooLong) log.copy(line, text);
+    std::string frame;
+    if (!(isTooLong ? cut.skip() : cut.take(text, frame))) return;
+    isBegun = isBegun || !frame.empty();
+    if (isBegun) passed.push_back(begin);
+    if (!frame.empty()) {
+      taken.insert(taken.end(), passed.begin(), passed.end());
       passed.clear();
-      isBegun = true;
-      ++frame;
-    } else if (isBegun) {
-      passed.push_back(begin);
     }
     begin = line.next;
   }
-  return bridged;
 }
 
 LineShape ShapeOf(LineLook look, std::string_view line) {
@@ -44,7 +47,6 @@ LineShape ShapeOf(LineLook look, std::string_view line) {
 class UntakenCollector {
  public:
   UntakenCollector(const LogUse& use, std::vector<size_t> taken) : use_(use), taken_(std::move(taken)) {
-    taken_.insert(taken_.end(), use.lines.begin(), use.lines.end());
     std::sort(taken_.begin(), taken_.end());
   }
 
@@ -91,7 +93,10 @@ class UntakenCollector {
 }  // namespace
 
 std::map<LineShape, UntakenLines> UntakenLinesOf(LineReader& log, const LogUse& use) {
-  UntakenCollector untaken(use, BridgedLines(log, use));
+  static ExpressionCache expressions;  // of all logs
+  std::vector<size_t> taken = use.lines;
+  for (const CutStack& stack : use.stacks) AddLinesOf(stack, log, expressions, taken);
+  UntakenCollector untaken(use, std::move(taken));
   for (size_t pos = 0; pos < log.size();) {
     const std::string_view lines = log.linesFrom(pos);
     pos += lines.size();

@@ -1,12 +1,17 @@
 #include "cli/fleet/use_teller.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "cli/explain/entry_story.h"
 #include "cli/output/lines.h"
-#include "stack/stack_tables.h"
+#include "rules/rule_syntax.h"
 
 void UseTeller::onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& /*run*/) {
   if (use_.logPath.empty()) use_.logPath = frame.logPath;
   isFirstLog_ = frame.logPath == use_.logPath;
+  frameRegexes_.clear();
   const PlacedEntry* entry = entryOf(featureId);
   if (entry == nullptr) return;
   const std::vector<FilePlace> places = places_.ofRules(*entry, frame.rules);
@@ -42,23 +47,16 @@ void UseTeller::onRule(const FeatureRule& rule, RuleOutcome /*outcome*/) {
   idle_.erase(idle);
 }
 
-void UseTeller::onContribution(const std::string& /*name*/, const Record* record, const std::string& value) {
-  ++contributions_;
-  if (value.find('\n') == std::string::npos) return;
-  if (record != nullptr) lastBegin_ = static_cast<size_t>(record->second.position);
-  for (const std::string& line : LinesOf(value)) {
-    if (!line.empty()) use_.stackLines.insert(line);
-  }
+void UseTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t /*offset*/) {
+  const auto param = rule.params.find(key);
+  if (value == nullptr || param == rule.params.end() || !IsStackPattern(param->second)) return;
+  frameRegexes_.try_emplace(RecordName(rule.name, key), StackExpression(AppliedPattern(param->second)));
 }
 
-void UseTeller::onTemplate(const std::string& key, const std::string& /*templateText*/, const std::string& value) {
-  if (key == kStackKey && !value.empty() && !hasStack_) {
-    hasStack_ = true;
-    if (contributions_ == 1 && isFirstLog_) {
-      use_.stack = LinesOf(value);
-      std::erase(use_.stack, "");
-      use_.stackBegin = lastBegin_;
-    }
-  }
-  contributions_ = 0;
+void UseTeller::onContribution(const std::string& name, const Record* record, const std::string& value) {
+  const auto frameRegex = frameRegexes_.find(name);
+  if (record == nullptr || frameRegex == frameRegexes_.end()) return;
+  const std::vector<std::string> frames = LinesOf(value);
+  std::remove_copy(frames.begin(), frames.end(), std::inserter(use_.stackLines, use_.stackLines.end()), "");
+  if (isFirstLog_) use_.stacks.push_back({frameRegex->second, static_cast<size_t>(record->second.position)});
 }

@@ -24,14 +24,19 @@ struct RuleKey {
   bool operator<(const RuleKey& other) const { return parts() < other.parts(); }
 };
 
+// A stack that was cut out of a log.
+struct CutStack {
+  std::string frameRegex;
+  size_t begin = 0;  // offset of the line from which on it was searched
+};
+
 // What the rules take from a log.
 struct LogUse {
   std::set<RuleKey> fired;
   std::string logPath;               // of the first run's log, from which the rest is; empty without a run
   std::vector<size_t> lines;         // offsets of those that rules select or span, in no order
-  std::set<std::string> stackLines;  // of all stacks that were cut out, as far as the patterns took them
-  std::vector<std::string> stack;    // the frames of "STACK", if it is one stack as it was cut...
-  size_t stackBegin = 0;             // ...from this offset on
+  std::set<std::string> stackLines;  // of all stacks, as far as the patterns took them
+  std::vector<CutStack> stacks;
 };
 
 // Notes the use while the library is at a log, from a scan at full speed.
@@ -46,14 +51,14 @@ class UseTeller : public RunObserver {
   void onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& run) override;
   void onLine(std::string_view line, size_t offset, LineFate fate) override;
   void onRule(const FeatureRule& rule, RuleOutcome outcome) override;
+  void onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) override;
   void onContribution(const std::string& name, const Record* record, const std::string& value) override;
-  void onTemplate(const std::string& key, const std::string& templateText, const std::string& value) override;
 
   void onUnreadableLog() override {}
-  void onParam(const FeatureRule& /*rule*/, const std::string& /*key*/, const std::string* /*value*/,
-               size_t /*offset*/) override {}
   void onSpent(const FeatureRule& /*rule*/) override {}
   void onScanEnd(ScanEnd /*reason*/) override {}
+  void onTemplate(const std::string& /*key*/, const std::string& /*templateText*/,
+                  const std::string& /*value*/) override {}
   void onMerged(const std::map<std::string, std::string>& /*result*/) override {}
 
  private:
@@ -64,10 +69,8 @@ class UseTeller : public RunObserver {
   const RulePlaces& places_;
   LogUse use_;
   std::unordered_map<const FeatureRule*, RuleKey> idle_;  // rules of all runs that have not fired
-  bool isFirstLog_ = false;                               // the run reads the log of the first one
-  size_t contributions_ = 0;                              // to the template to come, the last one...
-  size_t lastBegin_ = 0;                                  // ...from this offset on
-  bool hasStack_ = false;                                 // a run gave "STACK"
+  std::map<std::string, std::string> frameRegexes_;       // of the run, by the names of records
+  bool isFirstLog_ = false;                               // it reads the log of the first one
 };
 
 #endif  // CLI_FLEET_USE_TELLER_H
