@@ -201,7 +201,7 @@ class KeyWordCheck {
       } else if (text[i] == '$') {
         return ": \"$\" is the end of the line; the sign itself is \"\\$\"";
       } else if (text[i] == '^' && i > kRegexMark.size() && text[i - 1] != '[') {
-        return ": \"^\" is the begin of the line; the sign itself is \"\\^\"";
+        return ": \"^\" is the start of the line; the sign itself is \"\\^\"";
       }
     }
     const bool hasCount = text.find('{') != std::string::npos;

@@ -103,7 +103,7 @@ class PathCheck {
     } else if (!outer.empty()) {
       never(text.json.span(outer[0].offset, 1), outer[0].sign == '|'
                                                     ? "\"|\" divides the whole path here; put it into \"(?:...)\""
-                                                    : "no path holds a begin or an end here: no log passes");
+                                                    : "no path holds a start or an end here: no log passes");
     } else if (dir.front() != '/' && std::string_view("(.[\\").find(dir.front()) == std::string_view::npos) {
       never(text.json.span(0, dir.size()), "the path of a log begins with \"/\", this one does not: no log passes");
     } else if (step != std::string::npos && (isFile || dir.find("/./") != std::string::npos || dir.starts_with("./") ||

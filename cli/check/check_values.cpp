@@ -279,7 +279,7 @@ class ValueCheck {
                "this matches without taking a text: the stack is always empty");
     } else if (TakesEmptyText(tree->root) && FirstBytes(tree->root).count() < kNarrow) {
       add(Code::kValueMayBeEmpty, param.pattern.span,
-          "this matches at the begin of every line, and takes nothing where no frame begins there");
+          "this matches at the start of every line, and takes nothing where no frame begins there");
     }
     checkStackGroup(param.pattern, expression);
   }
@@ -339,7 +339,7 @@ class ValueCheck {
           "as few times as possible, with nothing behind, is the least: the value is cut off");
     } else if (TakesEmptyText(tree->root) && FirstBytes(tree->root).count() < kNarrow) {
       add(Code::kValueMayBeEmpty, whole,
-          "this matches at the begin of every line, with an empty value where the text does not stand there");
+          "this matches at the start of every line, with an empty value where the text does not stand there");
     } else if (place.isLeftOut) {
       add(Code::kValueMayBeEmpty, span, "this group may be left out: on such a line the value is empty for good");
     } else if (place.isNotChosen && !place.isRepeated && groups.size() == 1) {

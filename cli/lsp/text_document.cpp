@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t kFirstPairLength = 4;  // bytes of a character that takes two units of UTF-16
 
-// The bytes of the character at the begin of `text`, which is not empty.
+// The bytes of the character at the start of `text`, which is not empty.
 size_t Step(std::string_view text) { return std::max<size_t>(CharacterLength(text), 1); }
 
 size_t UnitsOf(size_t step, PositionEncoding encoding) {

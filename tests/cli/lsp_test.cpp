@@ -81,7 +81,7 @@ TEST(TextDocument, IsEdited) {
   TextDocument document("one\ntwo\nthree", PositionEncoding::kUtf16);
   document.replace({0, 3}, {1, 0}, " and ");
   EXPECT_EQ("one and two\nthree", document.text());
-  document.replace({1, 5}, {0, 0}, "!");  // an end in front of the begin counts as the begin
+  document.replace({1, 5}, {0, 0}, "!");  // an end in front of the start counts as the start
   EXPECT_EQ("one and two\nthree!", document.text());
   document.replace({0, 0}, {9, 9}, "");
   EXPECT_EQ("", document.text());
