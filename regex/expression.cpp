@@ -54,7 +54,7 @@ bool ExpressionCache::search(std::string_view text, std::string_view line, Regex
   Expression& expression = at(text);
   const size_t before = expression.memory();
   const bool found = expression.search(line, match);
-  memory_ += expression.memory() - before;
+  memory_ = memory_ - before + expression.memory();
   return found;
 }
 
