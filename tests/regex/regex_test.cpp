@@ -12,13 +12,6 @@ namespace {
 
 bool IsSearchable(const std::string& expression) { return ReadRegex(expression).isSearchable(); }
 
-// GNU's library keeps what a group captured in an earlier round, takes "\\cA" for "A", and the place of a look-ahead
-// for the beginning of the line. There the library follows LLVM's (see scripts/compare-expressions).
-bool DiffersFromGnu(const std::string& expression) {
-  const bool hasLookAhead = expression.find("(?=") != std::string::npos || expression.find("(?!") != std::string::npos;
-  return (hasLookAhead && expression.find('^') != std::string::npos) || expression.find("\\c") != std::string::npos;
-}
-
 }  // namespace
 
 TEST(Regex, SaysWhatStdRegexSays) {
