@@ -101,7 +101,8 @@ ExitStatus Run(const Options& options) {
   Print(results, options);
   if (!results.empty()) return kSuccess;
   std::cerr << "kestrix: " << LineForPeople(options.log) << ": nothing found for the event type"
-            << (eventTypes.size() > 1 ? "s " : " ") << LineForPeople(Listed(eventTypes)) << '\n';
+            << (eventTypes.size() > 1 ? "s " : " ") << LineForPeople(Listed(eventTypes))
+            << "; kestrix explain tells why\n";
   return kNegative;
 }
 
