@@ -254,9 +254,7 @@ std::vector<Draft> DraftsFor(const std::vector<std::string_view>& lines, const S
   for (const Strictness strictness : {Strictness::kWords, Strictness::kNames, Strictness::kNumbers}) {
     for (const bool isShort : {false, true}) {
       Draft draft{"", "", eventType, DraftMaker(lines, selection, strictness).rules(isShort)};
-      const bool isNew = std::none_of(drafts.begin(), drafts.end(),
-                                      [&](const Draft& other) { return MatchText({other}) == MatchText({draft}); });
-      if (isNew && !draft.rules.empty()) drafts.push_back(std::move(draft));
+      if (!draft.rules.empty()) drafts.push_back(std::move(draft));
     }
   }
   return drafts;
