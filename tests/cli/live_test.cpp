@@ -4,7 +4,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -15,6 +19,7 @@
 #include "cli/live/live_desk.h"
 #include "cli/live/live_server.h"
 #include "cli/output/input_error.h"
+#include "tests/cli/transcript.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -42,6 +47,12 @@ TEST(FileWatch, NoticesSavesOfItsFilesAlone) {
       {"where the link leads", [](const TempDir& dir) { dir.write("far/log", "new"); }, true},
       {"replaced where the link leads",
        [](const TempDir& dir) { fs::rename(dir.write("far/log.tmp", "new"), dir.path("far/log")); }, true},
+      {"with another file behind it",
+       [](const TempDir& dir) {
+         dir.write("rules", "new");
+         dir.write("rules.swp", "new");
+       },
+       true},
       {"another file", [](const TempDir& dir) { dir.write("rules.swp", "new"); }, false},
       {"a file of that name in another folder", [](const TempDir& dir) { dir.write("far/rules", "new"); }, false},
   };
@@ -52,8 +63,8 @@ TEST(FileWatch, NoticesSavesOfItsFilesAlone) {
     fs::create_symlink("far/log", dir.path("log"));
     FileWatch watch({dir.write("rules", "old"), dir.path("log")});
     const int stop = eventfd(0, EFD_CLOEXEC);
-    std::future<bool> noticed = std::async(std::launch::async, [&] { return watch.wait(stop); });
     row.save(dir);
+    std::future<bool> noticed = std::async(std::launch::async, [&] { return watch.wait(stop); });
     const std::chrono::milliseconds patience(row.isNoticed ? 10'000 : 100);
     const bool isNoticed = noticed.wait_for(patience) == std::future_status::ready;
     EXPECT_EQ(row.isNoticed, isNoticed) << row.what;
@@ -61,6 +72,18 @@ TEST(FileWatch, NoticesSavesOfItsFilesAlone) {
     EXPECT_EQ(isNoticed, noticed.get()) << row.what;
     close(stop);
   }
+}
+
+TEST(FileWatch, DoesNotWaitForSavesToCease) {
+  const TempDir dir;
+  FileWatch watch({dir.write("rules", "old")});
+  std::atomic<bool> isNoticed = false;
+  std::thread saving([&] {
+    for (int i = 0; i < 1'000'000 && !isNoticed; ++i) dir.write("rules", "new");
+  });
+  EXPECT_TRUE(watch.wait(-1));
+  EXPECT_FALSE(isNoticed.exchange(true)) << "the saves have ceased";
+  saving.join();
 }
 
 // --- Who may ask, and for what ---
@@ -75,21 +98,35 @@ std::string Filled(std::string text, const std::string& mark, const std::string&
   return text;
 }
 
-// The first bytes of the answer to a request, byte for byte as it is given.
-std::string Answer(int port, const std::string& request) {
-  const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  std::string answer(64, '\0');
-  const bool isSent = connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                      send(client, request.data(), request.size(), MSG_NOSIGNAL) > 0;
-  const ssize_t size = isSent ? recv(client, answer.data(), answer.size(), 0) : 0;
-  close(client);
-  answer.resize(size > 0 ? static_cast<size_t>(size) : 0);
-  return answer;
-}
+// A connection on which a request was sent, byte for byte as it is given.
+class Client {
+ public:
+  Client(int port, const std::string& request) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    isSent_ = connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+              send(socket_, request.data(), request.size(), MSG_NOSIGNAL) > 0;
+  }
+  ~Client() { close(socket_); }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  // The next bytes of the answer; empty at its end.
+  std::string next() {
+    std::string answer(64 * 1024, '\0');
+    const ssize_t size = isSent_ ? recv(socket_, answer.data(), answer.size(), 0) : 0;
+    answer.resize(size > 0 ? static_cast<size_t>(size) : 0);
+    return answer;
+  }
+
+ private:
+  const int socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  bool isSent_ = false;
+};
+
+std::string Answer(int port, const std::string& request) { return Client(port, request).next(); }
 
 // A desk that is served.
 class ServedDesk {
@@ -112,10 +149,13 @@ class ServedDesk {
 
   int port() const { return port_; }
 
+  std::string filled(const std::string& request) const {
+    return Filled(Filled(request, kToken, token_), kPort, std::to_string(port_)) + "\r\n\r\n";
+  }
+
   // "200" and the like.
   std::string status(const std::string& request) const {
-    const std::string filled = Filled(Filled(request, kToken, token_), kPort, std::to_string(port_));
-    const std::string answer = Answer(port_, filled + "\r\n\r\n");
+    const std::string answer = Answer(port_, filled(request));
     return answer.size() > 12 ? answer.substr(9, 3) : answer;
   }
 
@@ -148,6 +188,7 @@ TEST(LiveServer, AnswersWhoKnowsTheTokenAndTheHost) {
       {"a file elsewhere", "GET /TOKEN/../../etc/passwd HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
       {"a log that there is not", "GET /TOKEN/story?log=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
       {"a log of no number", "GET /TOKEN/story?log=x HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
+      {"a log of half a number", "GET /TOKEN/story?log=0x HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
       {"no line", "GET /TOKEN/verdicts?log=0 HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
       {"line 0", "GET /TOKEN/suggest?log=0&first=0&last=1 HTTP/1.1\r\nHost: 127.0.0.1:PORT", "404"},
       {"an editor, without --editor",
@@ -162,7 +203,28 @@ TEST(LiveServer, SaysThatAPortIsInUse) {
   const ServedDesk served;
   LiveDesk desk({{"log.txt"}, "rules", "crash"});
   LiveServer second(desk, "");
-  EXPECT_THROW(second.bind(served.port()), InputError);
+  try {
+    second.bind(served.port());
+    FAIL() << "two servers at one port";
+  } catch (const InputError& error) {
+    EXPECT_STREQ("it is in use; without --port a free one is found", error.reason().c_str());
+  }
+}
+
+// Each page that is open holds a thread; those that are closed give it back.
+TEST(LiveServer, ServesALimitedNumberOfPages) {
+  const std::string kEvents = "GET /TOKEN/events HTTP/1.1\r\nHost: 127.0.0.1:PORT";
+  const ServedDesk served;
+  std::deque<Client> pages;
+  for (int i = 0; i < 16; ++i) EXPECT_NE("", pages.emplace_back(served.port(), served.filled(kEvents)).next());
+  EXPECT_EQ("503", served.status(kEvents));
+  pages.clear();
+  std::string status;
+  for (int i = 0; i < 500 && status != "200"; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    status = served.status(kEvents);
+  }
+  EXPECT_EQ("200", status);
 }
 
 TEST(LiveDesk, TellsOfSavesAndOfItsEnd) {
@@ -177,6 +239,90 @@ TEST(LiveDesk, TellsOfSavesAndOfItsEnd) {
   desk.stop();
   EXPECT_EQ(first + 1, waiting.get());
   EXPECT_TRUE(desk.isStopped());
+}
+
+// --- The program, with the commands that it runs ---
+
+class LiveProgram {
+ public:
+  LiveProgram(const std::string& folder, const std::string& arguments)
+      : pipe_(popen(("cd " + folder + " && echo $$ && exec " KESTRIX_PROGRAM " live " + arguments).c_str(), "r")) {
+    process_ = std::stoi(line());
+    address_ = line();
+    const size_t colon = address_.rfind(':');
+    port_ = std::stoi(address_.substr(colon + 1));
+    address_ = address_.substr(address_.find('/', colon));
+  }
+  ~LiveProgram() {
+    kill(process_, SIGTERM);
+    EXPECT_EQ(0, pclose(pipe_));
+  }
+  LiveProgram(const LiveProgram&) = delete;
+  LiveProgram& operator=(const LiveProgram&) = delete;
+
+  // All that it answers.
+  std::string ask(const std::string& method, const std::string& what) const {
+    Client client(port_, method + " " + address_ + what + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) +
+                             "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+    std::string answer;
+    for (std::string more = " "; !more.empty(); answer += more) more = client.next();
+    return answer;
+  }
+
+  // Asks again until the answer holds `text`, since a save takes a moment to be noticed.
+  bool tells(const std::string& what, const std::string& text) const {
+    for (int i = 0; i < 500; ++i) {
+      if (ask("GET", what).find(text) != std::string::npos) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  }
+
+ private:
+  std::string line() {
+    char buffer[256] = "";
+    EXPECT_NE(nullptr, fgets(buffer, sizeof buffer, pipe_));
+    return std::string(buffer).substr(0, std::string(buffer).find('\n'));
+  }
+
+  FILE* const pipe_;
+  pid_t process_ = 0;
+  int port_ = 0;
+  std::string address_;
+};
+
+TEST(LiveProgram, AnswersForTheFilesAsTheyAre) {
+  namespace fs = std::filesystem;
+  const std::string examples = KESTRIX_SOURCE_DIR "/examples/";
+  const TempDir dir;
+  fs::copy(examples + "rules", dir.path("rules"));
+  const std::string rules = ReadFile(dir.path("rules/match_rule.json"));
+  const LiveProgram live(dir.path(), "--config rules --editor 'touch {file}.{line}' " + examples +
+                                         "logs/java_crash.txt " + examples + "logs/kernel_panic.txt");
+  const struct {
+    const char* what;
+    const char* text;
+  } kRows[] = {
+      {"findings", R"("findings":)"},
+      {"results", R"("event":"java_crash","path")"},
+      {"results", R"("event":"kernel_panic","path")"},
+      {"story?log=1", R"("event":"kernel_panic")"},
+      {"verdicts?log=0&line=1", R"("story":)"},
+      {"suggest?log=0&first=10&last=29", R"("ruleLines":[10,11,12])"},
+  };
+  for (const auto& row : kRows) EXPECT_NE(std::string::npos, live.ask("GET", row.what).find(row.text)) << row.what;
+
+  dir.write("rules/match_rule.json", "{");
+  EXPECT_TRUE(live.tells("findings", "json-syntax"));
+  EXPECT_TRUE(live.tells("results", R"("fault":)"));
+  dir.write("rules/match_rule.json", rules);
+  EXPECT_TRUE(live.tells("results", R"("event":"java_crash","path")"));
+
+  EXPECT_EQ(0U, live.ask("POST", "edit?file=0&line=3").find("HTTP/1.1 200"));
+  EXPECT_EQ(0U, live.ask("POST", "edit?file=2&line=3").find("HTTP/1.1 404"));
+  const std::string opened = dir.path("rules/match_rule.json.3");
+  for (int i = 0; i < 500 && !fs::exists(opened); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_TRUE(fs::exists(opened));
 }
 
 }  // namespace
