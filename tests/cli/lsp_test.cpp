@@ -5,11 +5,13 @@
 
 #include "cli/check/checks.h"
 #include "cli/lsp/cursor.h"
+#include "cli/lsp/features.h"
 #include "cli/lsp/names.h"
 #include "cli/lsp/project.h"
 #include "cli/lsp/text_document.h"
 #include "cli/lsp/transport.h"
 #include "tests/cli/transcript.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -129,6 +131,126 @@ TEST(NamesIn, PlacesHoldTheirNames) {
     if (!place.isDefinition) ++references;
   }
   EXPECT_GT(references, 50U);
+}
+
+// Two entries of one feature id.
+constexpr char kMatch[] = R"json({"featureFrame_a": {"featureId": "K_x_1", "dirOrFile": "/d", "rules": [
+  {"name": "head", "keyWords": "HEAD", "v_a": "A (.*)", "v_b": "B (.*)"},
+  {"name": "tail", "depend": "head.v_a", "keyWords": "@{head.v_b}@", "v_a": "T (.*)"}]},
+ "featureFrame_b": {"featureId": "K_x_1", "dirOrFile": "/d", "rules": [{"name": "head", "v_b": "@{", "v_c": "C"}]}})json";
+constexpr char kAssemble[] = R"json({"x": {"K_x_1": {"A": "head.v_a+tail.v_a", "B": "head.v_b"}}})json";
+
+class Edited : public testing::Test {
+ protected:
+  Edited() : project_("/none", PositionEncoding::kUtf16) {
+    project_.open(FileKind::kMatch, "match", 1, kMatch);
+    project_.open(FileKind::kAssemble, "assemble", 1, kAssemble);
+  }
+
+  // Behind the first place of `text`.
+  Spot behind(FileKind file, const std::string& text) {
+    return {project_, file, project_.document(file).text().find(text) + text.size()};
+  }
+
+  Project project_;
+};
+
+TEST_F(Edited, NamesAreRenamedWhereverTheyStand) {
+  const FileKind kMatchFile = FileKind::kMatch;
+  const struct {
+    FileKind file;
+    const char* behind;
+    const char* newName;
+    const char* told;  // how many places in each file, or a part of the fault
+  } kRows[] = {
+      {kMatchFile, "\"head", "top", "3 2"},
+      {kMatchFile, "\"head", "head", "3 2"},
+      {kMatchFile, "\"he", "tail", "tail is there already"},
+      {FileKind::kAssemble, "\"B\": \"he", "top", "4 2"},
+      {FileKind::kAssemble, "tail.", "v_d", "1 1"},
+      {kMatchFile, "\"K_x", "K_y_2", "2 1"},
+      {kMatchFile, "\"K_x", "K_", "a feature id is"},
+      {kMatchFile, "\"v_", "", "cannot be empty"},
+      {kMatchFile, "\"v_", "v_\n", "cannot hold"},
+      {kMatchFile, "\"v_", "v_ x", "cannot hold"},
+      {kMatchFile, "\"v_", "v_", "begins with"},
+      {kMatchFile, "\"v_", "w_x", "begins with"},
+      {kMatchFile, "\"HE", "x", "there is no name"},
+  };
+  for (const auto& row : kRows) {
+    std::string told;
+    const Json::Value edit = RenameAt(behind(row.file, row.behind), row.newName, told);
+    if (told.empty()) {
+      told = std::to_string(edit["changes"]["match"].size()) + " " + std::to_string(edit["changes"]["assemble"].size());
+    }
+    EXPECT_NE(std::string::npos, told.find(row.told)) << row.behind << " -> " << row.newName << ": " << told;
+  }
+}
+
+TEST_F(Edited, CompletionOffersWhatFits) {
+  const struct {
+    const char* what;
+    FileKind file;
+    const char* behind;
+    const char* labels;
+  } kRows[] = {
+      {"rules and records", FileKind::kMatch, "\"depend\": \"", "head tail head.v_a head.v_b tail.v_a @{"},
+      {"a variable with its end", FileKind::kMatch, "\"@{", "head.v_a head.v_b tail.v_a"},
+      {"one without", FileKind::kMatch, "\"v_b\": \"@{", "head.v_b}@ head.v_c}@"},
+      {"records of both entries", FileKind::kAssemble, "\"A\": \"head.v_a+", "head.v_a head.v_b tail.v_a head.v_c"},
+      {"ids", FileKind::kMatch, "\"featureId\": \"", "K_x_1"},
+  };
+  for (const auto& row : kRows) {
+    std::string labels;
+    const Json::Value list = CompletionsAt(behind(row.file, row.behind));
+    for (const Json::Value& item : list["items"]) {
+      labels += (labels.empty() ? "" : " ") + item["label"].asString();
+    }
+    EXPECT_EQ(row.labels, labels) << row.what;
+  }
+}
+
+TEST_F(Edited, FindingsAreToldWhereTheyAre) {
+  const Spot spot = behind(FileKind::kMatch, "\"HEA");
+  const size_t at = spot.offset;
+  const Fix fix{{at, at}, "x"};
+  const struct {
+    Problem problem;
+    bool isTold;
+  } kRows[] = {
+      {{FileKind::kMatch, "rule-shadowed", false, {at - 1, at}, "", fix}, true},
+      {{FileKind::kMatch, "rule-shadowed", false, {at, at + 1}, "", fix}, true},
+      {{FileKind::kMatch, "rule-shadowed", false, {at - 2, at - 1}, "", fix}, false},
+      {{FileKind::kMatch, "rule-shadowed", false, {at + 1, at + 2}, "", fix}, false},
+      {{FileKind::kAssemble, "rule-shadowed", false, {at - 1, at}, "", fix}, false},
+  };
+  for (const auto& row : kRows) {
+    const std::string hover = HoverAt(spot, {}, {row.problem})["contents"]["value"].asString();
+    EXPECT_EQ(row.isTold, hover.find("**rule-shadowed**") != std::string::npos) << hover;
+    EXPECT_EQ(row.isTold, !ActionsOf(project_, FileKind::kMatch, {at, at}, {row.problem}).empty());
+  }
+}
+
+TEST(Project, KeepsTheLastTextsThatCouldBeRead) {
+  const TempDir dir;
+  dir.write("assemble_rule.json", kAssemble);
+  Project project(dir.path(), PositionEncoding::kUtf8);
+  const auto state = [&project] {
+    const RuleModel& model = project.lastUsable().model;
+    return std::to_string(model.entries.size()) + " " + std::to_string(model.assembling.size());
+  };
+  project.open(FileKind::kMatch, "match", 1, kMatch);
+  EXPECT_EQ("2 1", state());
+  project.document(FileKind::kMatch).replace({0, 0}, {0, 0}, "{");
+  project.change(FileKind::kMatch, 2);
+  EXPECT_EQ("2 1", state()) << "while it is being typed";
+  EXPECT_FALSE(project.now().matchFile.isUsable());
+  dir.write("assemble_rule.json", R"({"x": {"K_x_1": {}}, "y": {"K_y_1": {}}})");
+  EXPECT_EQ("2 1", state()) << "not told yet";
+  project.touch();
+  EXPECT_EQ("2 2", state());
+  project.close(FileKind::kMatch);
+  EXPECT_EQ("2 2", state()) << "there is no such file on disk";
 }
 
 std::vector<std::string> Told(const std::vector<Finding>& findings, const RuleSnapshot& rules) {
