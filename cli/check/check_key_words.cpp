@@ -136,6 +136,7 @@ class KeyWordCheck {
     const std::vector<Piece> terms =
         form == KeyWordForm::kText ? std::vector<Piece>{{0, text}} : PiecesOf(text, std::string(mark));
     const bool isOneOfSeveral = form == KeyWordForm::kOr && terms.size() > 1;
+    if (isOneOfSeveral) checkCoveredTerms(keyWords, terms, mark);
     size_t size = 0;
     for (const Piece& term : terms) {
       const std::string fixedText = WithVariablesAs(term.text, "");
@@ -152,6 +153,23 @@ class KeyWordCheck {
       }
       if (finding != nullptr && isOneOfSeveral) finding->severity = Severity::kWarning;
       checkSigns(keyWords, term, form);
+    }
+  }
+
+  // Of alternatives, one that holds another takes no line that the other does not.
+  void checkCoveredTerms(const PlacedText& keyWords, const std::vector<Piece>& terms, std::string_view mark) {
+    for (size_t i = 0; i < terms.size(); ++i) {
+      const std::string fixedText = WithVariablesAs(terms[i].text, "\n");
+      for (size_t k = 0; k < terms.size(); ++k) {
+        const bool isSame = terms[i].text == terms[k].text;
+        if (k == i || (isSame ? k > i : fixedText.find(terms[k].text) == std::string::npos)) continue;
+        const Span span = keyWords.json.span(terms[i].offset, terms[i].text.size());
+        const size_t begin = i > 0 ? terms[i].offset - mark.size() : terms[i].offset;
+        add(Code::kTermRepeated, span,
+            "every line that holds this holds " + Quoted(terms[k].text) + " too, another term")
+            .fix = Fix{keyWords.json.span(begin, terms[i].text.size() + mark.size()), ""};
+        break;
+      }
     }
   }
 

@@ -19,6 +19,7 @@
 namespace {
 
 constexpr std::string_view kClassEscapes = "dDwWsSbB";
+constexpr std::string_view kRepeatedClasses = "dDwWsS";
 constexpr std::string_view kRepetitions = "*+?{";
 // Levels of logs and states of processes, which are put into a class in any order.
 constexpr std::string_view kStateLetters = "VDIWEFSARTXZKP";
@@ -174,6 +175,7 @@ class MeaningReader {
       return end + 1;
     }
     if (!IsAscii(at(i))) return readWideCharacter(i);
+    readLetter(i);
     return i + 1;
   }
 
@@ -195,6 +197,17 @@ class MeaningReader {
                        "this takes a backslash and then " + Quoted(std::string(1, sign.next)) + "; for \"" + escape +
                            "\" a rule file has two backslashes, not four",
                        "\\" + escape});
+  }
+
+  // "pid: d+": a letter by itself that is repeated is a class without its backslash.
+  void readLetter(size_t i) {
+    const bool isAlone = i == 0 || !(IsLetter(at(i - 1)) || IsDigit(at(i - 1)) || at(i - 1) == '\\');
+    if (!isAlone || !IsOneOf(at(i), kRepeatedClasses) || !IsOneOf(at(i + 1), "*+{")) return;
+    const std::string letter(1, at(i));
+    doubts_.push_back({i, 1,
+                       "this is the letter " + Quoted(letter) + "; the class is \"\\" + letter +
+                           "\", with two backslashes in a rule file",
+                       "\\\\" + letter});
   }
 
   void readUnicode(size_t i) {

@@ -313,7 +313,13 @@ class RecordCheck {
     if (pieces.empty()) {
       findings_.add(Code::kTemplateUnknownRecord, model_.assembleFile, text.span, "nothing but separators: no result");
     }
+    std::set<std::string> seen;
     for (const Piece& piece : pieces) {
+      if (!seen.insert(piece.text).second) {
+        findings_.add(Code::kTermRepeated, model_.assembleFile, text.json.span(piece.offset, piece.text.size()),
+                      "the value of this record is in the result twice");
+        continue;
+      }
       if (std::find(names.begin(), names.end(), piece.text) != names.end()) continue;
       const Span span = piece.text.empty() ? text.span : text.json.span(piece.offset, piece.text.size());
       const std::string meant = NearestTo(piece.text, names);

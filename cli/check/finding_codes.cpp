@@ -45,6 +45,7 @@ constexpr FindingCode kCodes[] = {
     // --- Keywords ---
     {Code::kKeywordsEmpty, "keywords-empty", kWarning},
     {Code::kTermEmpty, "term-empty", kWarning},
+    {Code::kTermRepeated, "term-repeated", kWarning},
     {Code::kMarksMixed, "marks-mixed", kWarning},
     {Code::kRegexMarkInside, "regex-mark-inside", kError},
     {Code::kMarkBroken, "mark-broken", kError},

@@ -39,6 +39,7 @@ enum class Code {
   kPriorityTie,
   kKeywordsEmpty,
   kTermEmpty,
+  kTermRepeated,
   kMarksMixed,
   kRegexMarkInside,
   kMarkBroken,
