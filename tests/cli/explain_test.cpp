@@ -162,10 +162,11 @@ TEST(Explain, TellsOfAKeyTheNearestTemplatesFirst) {
   };
   const std::string none = R"+({"name": "none", "keyWords": "absent", "v_x": "(.*)"})+";
   const std::string full = R"+({"name": "full", "keyWords": "line", "v_x": "(line)"})+";
+  const std::string rich = R"+({"name": "rich", "keyWords": "line", "v_x": "(line)", "v_y": "(line)"})+";
   const TempDir dir;
   dir.write("match_rule.json",
             "{" + entry("1", none) + "," + entry("2", R"+({"name": "empty", "keyWords": "line", "v_x": "line(z)?"})+") +
-                "," + entry("3", full) + "," + entry("4", full) + "," + entry("5", none + "," + full) + "}");
+                "," + entry("3", full) + "," + entry("4", full) + "," + entry("5", none + "," + rich) + "}");
   dir.write("assemble_rule.json", R"({"x": {"K_x_1": {"K": "none.v_x"}, "K_x_2": {"K": "empty.v_x"},
     "K_x_3": {"K": "full.v_x"}, "K_x_4": {"K": "full.v_x"}, "K_x_5": {"K": "none.v_x"}}})");
   const std::string log = dir.write("log.txt", "a line\n");

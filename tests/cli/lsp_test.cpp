@@ -107,6 +107,7 @@ TEST(CursorAt, KnowsThePlaceInUnfinishedText) {
        "", ""},
       {"behind a missing quote", "{\"featureFrame\": {\"skip\": \"1\n, \"fe", ObjectKind::kFrameEntry, true, "", "fe"},
       {"too many brackets", "{}}}]]{\"fea", ObjectKind::kMatchRoot, true, "", "fea"},
+      {"behind an array", "{\"featureFrame\": {\"rules\": [{}], \"se", ObjectKind::kFrameEntry, true, "", "se"},
       {"an unknown object", "{\"x\": {\"y\": {\"", ObjectKind::kNone, true, "", ""},
   };
   for (const auto& row : kRows) {
@@ -133,11 +134,12 @@ TEST(NamesIn, PlacesHoldTheirNames) {
   EXPECT_GT(references, 50U);
 }
 
-// Two entries of one feature id.
+// Two entries of one feature id, and one of another.
 constexpr char kMatch[] = R"json({"featureFrame_a": {"featureId": "K_x_1", "dirOrFile": "/d", "rules": [
   {"name": "head", "keyWords": "HEAD", "v_a": "A (.*)", "v_b": "B (.*)"},
   {"name": "tail", "depend": "head.v_a", "keyWords": "@{head.v_b}@", "v_a": "T (.*)"}]},
- "featureFrame_b": {"featureId": "K_x_1", "dirOrFile": "/d", "rules": [{"name": "head", "v_b": "@{", "v_c": "C"}]}})json";
+ "featureFrame_b": {"featureId": "K_x_1", "dirOrFile": "/d", "rules": [{"name": "head", "v_b": "@{", "v_c": "C"}]},
+ "featureFrame_c": {"featureId": "K_x_2", "dirOrFile": "/d", "rules": [{"name": "head", "v_b": "B"}]}})json";
 constexpr char kAssemble[] = R"json({"x": {"K_x_1": {"A": "head.v_a+tail.v_a", "B": "head.v_b"}}})json";
 
 class Edited : public testing::Test {
@@ -240,17 +242,17 @@ TEST(Project, KeepsTheLastTextsThatCouldBeRead) {
     return std::to_string(model.entries.size()) + " " + std::to_string(model.assembling.size());
   };
   project.open(FileKind::kMatch, "match", 1, kMatch);
-  EXPECT_EQ("2 1", state());
+  EXPECT_EQ("3 1", state());
   project.document(FileKind::kMatch).replace({0, 0}, {0, 0}, "{");
   project.change(FileKind::kMatch, 2);
-  EXPECT_EQ("2 1", state()) << "while it is being typed";
+  EXPECT_EQ("3 1", state()) << "while it is being typed";
   EXPECT_FALSE(project.now().matchFile.isUsable());
   dir.write("assemble_rule.json", R"({"x": {"K_x_1": {}}, "y": {"K_y_1": {}}})");
-  EXPECT_EQ("2 1", state()) << "not told yet";
+  EXPECT_EQ("3 1", state()) << "not told yet";
   project.touch();
-  EXPECT_EQ("2 2", state());
+  EXPECT_EQ("3 2", state());
   project.close(FileKind::kMatch);
-  EXPECT_EQ("2 2", state()) << "there is no such file on disk";
+  EXPECT_EQ("3 2", state()) << "there is no such file on disk";
 }
 
 std::vector<std::string> Told(const std::vector<Finding>& findings, const RuleSnapshot& rules) {
