@@ -53,11 +53,11 @@ void Write(const std::string& folder, const std::vector<Draft>& drafts) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) throw InputError(folder, error.message());
-  WriteWholeFile(MatchRuleFile(folder), MatchText(drafts));
+  WriteWholeFile(AssembleRuleFile(folder), AssembleText(drafts));
   try {
-    WriteWholeFile(AssembleRuleFile(folder), AssembleText(drafts));
+    WriteWholeFile(MatchRuleFile(folder), MatchText(drafts));
   } catch (const InputError&) {
-    std::filesystem::remove(MatchRuleFile(folder), error);
+    std::filesystem::remove(AssembleRuleFile(folder), error);
     throw;
   }
 }
