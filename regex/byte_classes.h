@@ -11,13 +11,18 @@
 
 using ByteSet = std::bitset<256>;
 
-// The one byte of a set; nothing when there are none or several.
+// The one byte of a set; nothing when there are none or several. Asked of each byte of an expression: the standard
+// libraries keep a set in words, lowest bits first.
 inline std::optional<char> OnlyByte(const ByteSet& bytes) {
-  static const ByteSet kWord = ~ByteSet() >> 192;
-  if (bytes.count() != 1) return std::nullopt;
-  size_t begin = 0;
-  while ((bytes >> begin & kWord).none()) begin += 64;
-  return static_cast<char>(begin + static_cast<size_t>(std::countr_zero((bytes >> begin & kWord).to_ullong())));
+  const auto words = std::bit_cast<std::array<uint64_t, 4>>(bytes);
+  std::optional<char> only;
+  for (size_t i = 0; i < words.size(); ++i) {
+    const uint64_t word = words[i];
+    if (word == 0) continue;
+    if (only || (word & (word - 1)) != 0) return std::nullopt;
+    only = static_cast<char>(64 * i + static_cast<size_t>(std::countr_zero(word)));
+  }
+  return only;
 }
 
 // Gives bytes that no set tells apart one class, and returns the number of classes. Most sets are of one byte, which
@@ -27,10 +32,9 @@ size_t ChooseByteClasses(const ByteSets& sets, std::array<uint8_t, 256>& classOf
   ByteSet alone;
   std::unordered_set<ByteSet> others;
   for (const ByteSet& set : sets) {
-    const size_t size = set.count();
-    if (size == 1) {
+    if (OnlyByte(set)) {
       alone |= set;
-    } else if (size > 0) {
+    } else if (set.any()) {
       others.insert(set);
     }
   }

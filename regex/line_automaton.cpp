@@ -26,7 +26,7 @@ constexpr size_t kBlock = 16;           // bytes between two looks at the cursor
 
 ByteSet WithUpperHalf(const ByteSet& bytes) {
   static const ByteSet kUpperHalf = ~ByteSet() << 128;
-  return bytes.count() == 1 ? bytes : bytes | kUpperHalf;
+  return OnlyByte(bytes) ? bytes : bytes | kUpperHalf;
 }
 
 }  // namespace

@@ -46,13 +46,13 @@ struct NamedClass {
 
 // In the "C" locale no byte from 128 belongs to a class.
 std::optional<ByteSet> ClassOfName(std::string_view name) {
-  const ByteSet digit = Range('0', '9');
-  const ByteSet lower = Range('a', 'z');
-  const ByteSet upper = Range('A', 'Z');
-  const ByteSet alnum = digit | lower | upper;
-  const ByteSet graph = Range('!', '~');
-  const ByteSet space = Range('\t', '\r') | Bytes(" ");
-  const NamedClass classes[] = {
+  static const ByteSet digit = Range('0', '9');
+  static const ByteSet lower = Range('a', 'z');
+  static const ByteSet upper = Range('A', 'Z');
+  static const ByteSet alnum = digit | lower | upper;
+  static const ByteSet graph = Range('!', '~');
+  static const ByteSet space = Range('\t', '\r') | Bytes(" ");
+  static const NamedClass classes[] = {
       {"alnum", alnum},
       {"alpha", lower | upper},
       {"blank", Bytes(" \t")},
@@ -169,6 +169,7 @@ class RegexReader {
   }
 
   bool readSequence(RegexNode& sequence, int depth) {
+    sequence.parts.reserve(std::min(text_.find_first_of("()|", pos_), text_.size()) - pos_);
     while (!atEnd() && at() != '|' && at() != ')') {
       const size_t begin = pos_;
       RegexNode atom;

@@ -67,22 +67,20 @@ std::optional<std::string> AsLiteral(const RegexNode& node) {
 std::string LongestText(const RegexNode& node) {
   const bool isPassed =
       node.kind == Kind::kSequence || node.kind == Kind::kFirstGroup || (node.kind == Kind::kRepeat && node.min > 0);
+  if (!isPassed) return AsLiteral(node).value_or("");
   std::string longest;
-  if (!isPassed && node.kind != Kind::kByte) return longest;
+  const auto keep = [&longest](std::string text) {
+    if (text.size() > longest.size()) longest = std::move(text);
+  };
   std::string run;
-  if (AppendLiteral(node, run)) return run;
-  run.clear();
   for (const RegexNode& part : node.parts) {
-    std::string text;
-    if (AppendLiteral(part, text)) {
-      run += text;
-    } else {
-      text = LongestText(part);
-      if (text.size() > longest.size()) longest = std::move(text);
-      run.clear();
-    }
-    if (run.size() > longest.size()) longest = run;
+    const size_t size = run.size();
+    if (AppendLiteral(part, run)) continue;
+    run.resize(size);
+    keep(std::exchange(run, {}));
+    keep(LongestText(part));
   }
+  keep(std::move(run));
   return longest;
 }
 
