@@ -105,7 +105,8 @@ struct RegexMachine::Transition {
   std::vector<Successor> successors = {};
   bool isMatch = false;
   Successor match = {};
-  State* next = nullptr;  // null when it is not known yet
+  bool keepsSpans = false;  // each thread goes on in its place with the span it had
+  State* next = nullptr;    // null when it is not known yet
 };
 
 struct RegexMachine::State {
@@ -306,7 +307,7 @@ bool RegexMachine::search(std::string_view subject, RegexSpan& match) {
   Simulation& simulation = simulations_[0];
   simulation.threads.clear();
   if (searches_ < kSearchesUncached && ++searches_ == kSearchesUncached) chooseClasses();
-  bool found = false;
+  std::optional<RegexSpan> found;
   State* state = nullptr;  // of the threads, while it is known
   for (size_t pos = 0;; ++pos) {
     if (simulation.threads.empty()) {
@@ -314,17 +315,20 @@ bool RegexMachine::search(std::string_view subject, RegexSpan& match) {
       const size_t begin = nextBegin(subject, pos);
       if (hasWordBoundary_ && begin > pos) state = nullptr;  // another byte stands before
       pos = begin;
+    } else {
+      pos = moveThreads(state, subject, pos, found);
     }
-    Transition& transition = transitionAt(state, subject, pos, found);
-    if (transition.isMatch) {
-      match = spanOf(transition.match, simulation.threads, pos);
-      match.end = pos;
-      found = true;
-    }
+    Transition& transition = transitionAt(state, subject, pos, found.has_value());
+    if (transition.isMatch) found = matchOf(transition, simulation.threads, pos);
     advance(simulation, transition, pos);
-    if (pos == subject.size() || (found && simulation.threads.empty())) return found;
+    if (pos == subject.size() || (found && simulation.threads.empty())) {
+      if (found) match = *found;
+      return found.has_value();
+    }
     const bool isCached = &transition != &simulation.transition;
-    if (isCached && transition.next == nullptr) transition.next = stateOf(simulation.threads, found, subject[pos]);
+    if (isCached && transition.next == nullptr) {
+      transition.next = stateOf(simulation.threads, found.has_value(), subject[pos]);
+    }
     state = isCached ? transition.next : nullptr;
   }
 }
@@ -357,6 +361,7 @@ RegexMachine::Transition& RegexMachine::transitionAt(State*& state, std::string_
   if (cached == nullptr || simulation.lookedFar) return simulation.transition;
   cachedSize_ += sizeof(Transition) + simulation.transition.successors.size() * sizeof(Successor);
   *cached = std::make_unique<Transition>(simulation.transition);
+  (*cached)->keepsSpans = keepsSpans(simulation);
   return **cached;
 }
 
@@ -446,6 +451,38 @@ RegexSpan RegexMachine::spanOf(const Successor& successor, const std::vector<Thr
   if (successor.beginsGroup) span.groupBegin = pos;
   if (successor.endsGroup) span.groupEnd = pos;
   return span;
+}
+
+RegexSpan RegexMachine::matchOf(const Transition& transition, const std::vector<Thread>& threads, size_t pos) {
+  RegexSpan match = spanOf(transition.match, threads, pos);
+  match.end = pos;
+  return match;
+}
+
+bool RegexMachine::keepsSpans(const Simulation& simulation) {
+  const std::vector<Successor>& successors = simulation.transition.successors;
+  if (successors.empty() || successors.size() != simulation.threads.size()) return false;
+  for (size_t i = 0; i < successors.size(); ++i) {
+    const Successor& to = successors[i];
+    if (to.source != i || to.clearsGroup || to.beginsGroup || to.endsGroup) return false;
+  }
+  return true;
+}
+
+// Follows cached transitions as long as no span changes. Returns the place that is reached, and the last match on the
+// way.
+size_t RegexMachine::moveThreads(State*& state, std::string_view subject, size_t pos, std::optional<RegexSpan>& found) {
+  std::vector<Thread>& threads = simulations_[0].threads;
+  const Transition* last = nullptr;
+  for (; state != nullptr && pos < subject.size(); ++pos) {
+    const Transition* next = state->transitions[classOf_[static_cast<unsigned char>(subject[pos])]].get();
+    if (next == nullptr || !next->keepsSpans || next->next == nullptr) break;
+    if (next->isMatch) found = matchOf(*next, threads, pos);
+    last = next;
+    state = next->next;
+  }
+  for (size_t i = 0; last != nullptr && i < threads.size(); ++i) threads[i].at = last->successors[i].at;
+  return pos;
 }
 
 void RegexMachine::advance(Simulation& simulation, const Transition& transition, size_t pos) {

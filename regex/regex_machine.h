@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,6 +86,9 @@ class RegexMachine {
   void follow(Simulation& simulation, Successor successor, std::string_view subject, size_t pos);
   bool holds(Simulation& simulation, const Instruction& assertion, std::string_view subject, size_t pos);
   static RegexSpan spanOf(const Successor& successor, const std::vector<Thread>& threads, size_t pos);
+  static RegexSpan matchOf(const Transition& transition, const std::vector<Thread>& threads, size_t pos);
+  static bool keepsSpans(const Simulation& simulation);
+  size_t moveThreads(State*& state, std::string_view subject, size_t pos, std::optional<RegexSpan>& found);
   static void advance(Simulation& simulation, const Transition& transition, size_t pos);
   bool mayCache(State*& state);
   State* stateOf(const std::vector<Thread>& threads, bool found, char before);
