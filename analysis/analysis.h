@@ -45,9 +45,13 @@ class Analysis {
   // Takes what is made from the texts of rules out of `cache`, and leaves it there for the next run.
   void use(SearchCache& cache) { cache_ = &cache; }
 
-  // Has the log of `lines` read in place of the frame's, and only what it finds for `feature`: that has all rules of
-  // the frame. REQUIRES: it can be found, and there is no observer.
+  // Has `log`, which is open, read for the lines and for the stacks in place of the frame's.
+  void readFrom(ByteSource& log) { log_ = &log; }
+
+  // Has the log of `lines` read, and only what it finds for `feature`: that has all rules of the frame. REQUIRES: it
+  // can be found, and there is no observer.
   void share(FeatureLines& lines, size_t feature) {
+    readFrom(lines.log());
     shared_ = &lines;
     feature_ = feature;
   }
@@ -207,6 +211,7 @@ class Analysis {
   size_t window_ = LineReader::kWindow;
   bool keepsNeeded_ = false;
   size_t rulesLeftOut_ = 0;
+  ByteSource* log_ = nullptr;  // null when the frame's is to be opened
   FeatureLines* shared_ = nullptr;
   size_t feature_ = 0;                                // in it
   std::map<std::string, std::string> stackPatterns_;  // record name -> regular expression

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <deque>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -45,7 +46,10 @@ void Analysis::appendParam(const std::string& templateText, std::string& out) co
     const std::string* part = record == nullptr ? &traces.emplace_back() : &record->second.line;
     const auto pattern = stackPatterns_.find(name);
     if (record != nullptr && pattern != stackPatterns_.end()) {
-      part = &traces.emplace_back(assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+      const int32_t begin = record->second.position;
+      traces.push_back(log_ != nullptr ? CutTrace(*log_, begin, pattern->second, cache_->expressions())
+                                       : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+      part = &traces.back();
     }
     if (observer_ != nullptr) observer_->onContribution(name, record, *part);
     if (part->empty()) continue;
@@ -69,7 +73,8 @@ std::string Analysis::assembleTrace(const std::string& path, const std::string& 
   const auto record =
       std::find_if(records.begin(), records.end(), [&name](const Record& r) { return r.first == name; });
   // The file is read anew for each trace: it may have changed since the scan.
-  return record == records.end() ? "" : CutTrace(path, record->second.position, pattern, cache_->expressions());
+  const std::unique_ptr<ByteSource> log = record == records.end() ? nullptr : OpenLog(path);
+  return log == nullptr ? "" : CutTrace(*log, record->second.position, pattern, cache_->expressions());
 }
 
 void Analysis::setStackRegex(const std::string& name, const std::string& pattern) {

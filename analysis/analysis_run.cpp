@@ -32,8 +32,8 @@ bool Analysis::analysisLog() {
 }
 
 void Analysis::match() {
-  const std::unique_ptr<ByteSource> own = shared_ == nullptr ? OpenLog(frame_->logPath) : nullptr;
-  ByteSource* const log = shared_ == nullptr ? own.get() : &shared_->log();
+  const std::unique_ptr<ByteSource> own = log_ == nullptr ? OpenLog(frame_->logPath) : nullptr;
+  ByteSource* const log = log_ == nullptr ? own.get() : log_;
   if (log != nullptr && scanWhole(*log)) return;
   status_ = kStatusUnreadable;
   if (observer_ != nullptr) observer_->onUnreadableLog();

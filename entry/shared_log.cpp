@@ -19,8 +19,8 @@ SharedLog::SharedLog(const std::map<std::string, PiledFrame>& frames, const std:
     if (!frames_.empty() && frame->logPath != frames_.front()->logPath) continue;
     if (numbers_.try_emplace(frame, frames_.size()).second) frames_.push_back(frame);
   }
-  if (frames_.size() >= kMinFeatures) log_ = OpenLog(frames_.front()->logPath);
-  if (log_ != nullptr && log_->size() < kMinSize) log_.reset();
+  if (!frames_.empty()) log_ = OpenLog(frames_.front()->logPath);
+  searchesForAll_ = frames_.size() >= kMinFeatures && log_ != nullptr && log_->size() >= kMinSize;
 }
 
 void SharedLog::join(const std::string& featureId, Analysis& run) {
@@ -28,6 +28,8 @@ void SharedLog::join(const std::string& featureId, Analysis& run) {
   if (log_ == nullptr || piled == piled_.end()) return;
   const auto known = numbers_.find(piled->second.once.get());
   if (known == numbers_.end()) return;
+  run.readFrom(*log_);
+  if (!searchesForAll_) return;
   const size_t number = known->second;
   // The features come in the order of their numbers but for the later runs of one.
   if (number >= end_) search(number);

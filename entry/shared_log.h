@@ -13,13 +13,14 @@
 #include "rules/piled_frame.h"
 #include "util/byte_source.h"
 
-// Has the features of a call read their log together, as many at a time as one automaton takes.
+// The log of a call, opened once for all its features. Many of them read a large one together, as many at a time as one
+// automaton takes.
 class SharedLog {
  public:
   // `entries`: the runs that will be made, in their order.
   SharedLog(const std::map<std::string, PiledFrame>& frames, const std::list<AssembleEntry>& entries);
 
-  // Makes `run`, the next one for the feature, use what the features share.
+  // Makes `run`, the next one for the feature, read the log here unless it has another one.
   void join(const std::string& featureId, Analysis& run);
 
  private:
@@ -29,6 +30,7 @@ class SharedLog {
   std::map<const FeatureFrame*, size_t> numbers_;  // of the frames that may share, in the order of their first runs
   std::vector<const FeatureFrame*> frames_;
   std::unique_ptr<ByteSource> log_;
+  bool searchesForAll_ = false;
   std::unique_ptr<FeatureLines> lines_;  // of the frames from `first_` on
   size_t first_ = 0;
   size_t end_ = 0;

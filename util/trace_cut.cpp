@@ -1,6 +1,5 @@
 #include "util/trace_cut.h"
 
-#include "util/byte_source.h"
 #include "util/limits.h"
 #include "util/line_reader.h"
 
@@ -30,10 +29,9 @@ bool TraceCut::take(const std::string& line, std::string& trace) {
   return true;
 }
 
-std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex, ExpressionCache& expressions) {
-  const std::unique_ptr<ByteSource> log = OpenLog(path);
-  if (log == nullptr || offset < 0) return "";
-  LineReader reader(*log, kTraceWindow);
+std::string CutTrace(ByteSource& log, int offset, const std::string& frameRegex, ExpressionCache& expressions) {
+  if (offset < 0) return "";
+  LineReader reader(log, kTraceWindow);
   TraceCut cut(expressions, frameRegex, "");
   std::string line;
   std::string trace;

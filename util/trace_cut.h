@@ -4,6 +4,7 @@
 #include <string>
 
 #include "regex/expression.h"
+#include "util/byte_source.h"
 
 // Cuts one stack trace out of the lines that it is given, as FileUtil::GetTrace describes.
 class TraceCut {
@@ -27,8 +28,8 @@ class TraceCut {
   int linesRead_ = 0;
 };
 
-// Cuts the trace that is searched from byte `offset` of the file at `path`, and reads that far only. Empty when the
-// file cannot be read: OpenLog says which ones can.
-std::string CutTrace(const std::string& path, int offset, const std::string& frameRegex, ExpressionCache& expressions);
+// Cuts the trace that is searched from byte `offset` of the log, and reads that far only. Empty when the log is found
+// cut.
+std::string CutTrace(ByteSource& log, int offset, const std::string& frameRegex, ExpressionCache& expressions);
 
 #endif  // UTIL_TRACE_CUT_H
