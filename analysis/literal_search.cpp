@@ -43,7 +43,6 @@ LiteralSearch::LiteralSearch(const std::vector<FeatureRule>& rules, ExpressionCa
     if (!hasTexts_[i]) continue;
     for (const std::string& text : texts) texts_.push_back({text, static_cast<uint32_t>(i)});
   }
-  setTables();
 }
 
 size_t LiteralSearch::hashBefore(const char* pos) {
@@ -54,6 +53,7 @@ size_t LiteralSearch::hashBefore(const char* pos) {
 
 // Of each text as many of the last bytes count as the shortest one has.
 void LiteralSearch::setTables() {
+  hasTables_ = true;
   size_t least = UINT8_MAX;
   for (const Text& text : texts_) least = std::min(least, text.text.size());
   first_.fill(kNone);
@@ -70,6 +70,7 @@ void LiteralSearch::setTables() {
 
 template <typename Report>
 void LiteralSearch::search(std::string_view subject, Report report) {
+  if (!hasTables_) setTables();
   searched_ += subject.size();
   size_t work = 0;
   const char* const begin = subject.data();

@@ -61,6 +61,7 @@ class LiteralSearch {
 
   std::vector<bool> hasTexts_;
   std::vector<Text> texts_;
+  bool hasTables_ = false;  // they are set with the first search: a single text is left to another one
   // Per hash of the block before a place, the least number of bytes behind it at which a text may end.
   std::array<uint8_t, 1U << kHashBits> shift_;
   std::array<uint32_t, 1U << kHashBits> first_;  // per hash of the last block, the first of the texts
