@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 #include "util/file_util.h"
 #include "util/log.h"
@@ -27,9 +28,10 @@ void HashStream(FILE* file, uint8_t* digest) {
 int Sha256Util::ConvertToString(const uint8_t* digest, char* text, size_t textLen) {
   if (digest == nullptr || text == nullptr) return EINVAL;
   if (textLen < kTextLen) return ENOMEM;
+  constexpr std::string_view kDigits = "0123456789abcdef";
   for (size_t i = 0; i < SHA256_DIGEST_LENGTH; ++i) {
-    const int written = snprintf(text + 2 * i, 3, "%02x", digest[i]);
-    if (written < 0) return written;
+    text[2 * i] = kDigits[digest[i] / 16];
+    text[2 * i + 1] = kDigits[digest[i] % 16];
   }
   text[kTextLen - 1] = '\0';
   return 0;
