@@ -3,11 +3,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/fleet/group_report.h"
+#include "cli/fleet/group_text.h"
 #include "cli/fleet/line_input.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/output_file.h"
@@ -103,8 +105,10 @@ ExitStatus Run(const Options& options) {
   const bool isPage = options.format == "html";
   const ExplanationOptions explanations{options.explanations, options.file, false, {}};
   CheckExplanations(explanations, options.format);
-  GroupReport report(GroupingOf(options.grouping), isPage ? kMaxExamples : 0,
-                     isPage || options.stability || options.suggestSkip || options.like);
+  Grouping grouping = GroupingOf(options.grouping);
+  const bool needsStack = isPage || options.stability || options.suggestSkip || options.like;
+  const size_t frames = grouping.isByFrames() ? 0 : kTopFrames;  // the value of the group has them
+  GroupReport report(std::move(grouping), isPage ? kMaxExamples : 0, needsStack ? GroupTable::kWholeStack : frames);
   report.stability = options.stability;
   report.like = options.like;
   report.isSince = !options.since.empty();

@@ -170,9 +170,10 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
                                 const std::function<void(const Group& group)>& print) {
   std::vector<Group> largest;
   const auto keyOf = [&](const Group& group) { return report.isSince ? ByChange(group, report) : BySize(group); };
-  report.table.forEach(keyOf, [&](const Group& group) {
-    if (count++ < kept) largest.push_back(group);
+  report.table.forEach(keyOf, [&](Group& group) {
+    ++count;
     print(group);
+    if (count <= kept) largest.push_back(std::move(group));
   });
   return largest;
 }

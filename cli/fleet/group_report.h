@@ -12,8 +12,8 @@
 
 // The groups of a run, with what is told beside them.
 struct GroupReport {
-  GroupReport(Grouping by, size_t maxExamples, bool keepsStack)
-      : grouping(std::move(by)), table(maxExamples, keepsStack) {}
+  GroupReport(Grouping by, size_t maxExamples, size_t maxFrames)
+      : grouping(std::move(by)), table(maxExamples, maxFrames) {}
 
   Grouping grouping;
   GroupTable table;

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr size_t kMaxHeldBytes = 16 * 1024 * 1024;
-constexpr size_t kFrames = 3;  // that are kept of a stack
 
 size_t SizeOf(const Group& group) {
   size_t size = sizeof(Group) + 128 + 2 * group.value.size() + group.first.size() + group.last.size() +
@@ -53,6 +52,7 @@ void DecodeGroup(std::string_view text, Group& group) {
   group.stack = fields[5];
   group.reason = fields[6];
   group.examples.clear();
+  group.examples.reserve((fields.size() - 7) / 2);
   for (size_t i = 7; i < fields.size(); i += 2) group.examples.emplace_back(fields[i], fields[i + 1]);
 }
 
@@ -77,9 +77,9 @@ void Merge(Group& into, Group& other, size_t maxExamples) {
   into.before += other.before;
 }
 
-std::string FirstFrames(std::string_view stack) {
+std::string FirstFrames(std::string_view stack, size_t most) {
   std::string text;
-  for (size_t count = 0; !stack.empty() && count < kFrames;) {
+  for (size_t count = 0; !stack.empty() && count < most;) {
     const std::string line(TakeLine(stack));
     if (StackUtil::HasExceptionList(line)) continue;
     text += (count++ == 0 ? "" : "\n") + line;
@@ -111,8 +111,8 @@ void GroupTable::note(Group& group, std::string path, const ResultLine& line) {
   if (!isFirst && !isExample && path <= group.last) return;
   heldBytes_ -= SizeOf(group);
   if (isFirst) {
-    std::string stack = line.result(kStackKey).value_or("");
-    if (!keepsStack_) stack = FirstFrames(stack);
+    std::string stack = maxFrames_ > 0 ? line.result(kStackKey).value_or("") : "";
+    if (maxFrames_ != kWholeStack) stack = FirstFrames(stack, maxFrames_);
     std::string reason = line.result(kReasonKey).value_or("");
     if (path != group.first || std::tie(stack, reason) < std::tie(group.stack, group.reason)) {
       group.first = path;
@@ -122,8 +122,9 @@ void GroupTable::note(Group& group, std::string path, const ResultLine& line) {
   }
   if (isExample) {
     std::pair<std::string, std::string> example(path, line.event());
+    if (group.examples.size() == maxExamples_) group.examples.pop_back();
+    group.examples.reserve(group.examples.size() + 1);  // no more: most groups are of few logs, and there are many
     group.examples.insert(std::upper_bound(group.examples.begin(), group.examples.end(), example), std::move(example));
-    group.examples.resize(std::min(group.examples.size(), maxExamples_));
   }
   if (group.last < path) group.last = std::move(path);
   heldBytes_ += SizeOf(group);
@@ -163,10 +164,10 @@ void GroupTable::spill() {
 }
 
 void GroupTable::forEach(const std::function<std::string(const Group& group)>& keyOf,
-                         const std::function<void(const Group& group)>& visit) {
+                         const std::function<void(Group& group)>& visit) {
   if (spilled_.empty()) {
-    std::vector<std::pair<std::string, const Group*>> order;
-    for (const auto& [value, group] : groups_) order.emplace_back(keyOf(group), &group);
+    std::vector<std::pair<std::string, Group*>> order;
+    for (auto& [value, group] : groups_) order.emplace_back(keyOf(group), &group);
     std::sort(order.begin(), order.end());
     for (const auto& [key, group] : order) visit(*group);
     return;

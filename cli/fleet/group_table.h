@@ -2,6 +2,7 @@
 #define CLI_FLEET_GROUP_TABLE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -32,15 +33,17 @@ struct Group {
 // to a file, and comes back in the order of the values to be merged.
 class GroupTable {
  public:
-  // `maxExamples` and the whole stack are what is kept of a group; of the stack else the first few frames.
-  GroupTable(size_t maxExamples, bool keepsStack) : maxExamples_(maxExamples), keepsStack_(keepsStack) {}
+  // Of a group so many examples are kept, and so many frames of the stack, or with `kWholeStack` all of it.
+  GroupTable(size_t maxExamples, size_t maxFrames) : maxExamples_(maxExamples), maxFrames_(maxFrames) {}
+
+  static constexpr size_t kWholeStack = SIZE_MAX;
 
   void add(const std::string& value, const ResultLine& line);
   void addBefore(const std::string& value, const ResultLine& line);
 
-  // Once, after all are added: the groups in the order of the texts that `keyOf` makes of them.
+  // Once, after all are added: the groups in the order of the texts that `keyOf` makes of them. They may be moved from.
   void forEach(const std::function<std::string(const Group& group)>& keyOf,
-               const std::function<void(const Group& group)>& visit);
+               const std::function<void(Group& group)>& visit);
 
  private:
   Group& groupOf(const std::string& value);
@@ -48,7 +51,7 @@ class GroupTable {
   void spill();
 
   size_t maxExamples_;
-  bool keepsStack_;
+  size_t maxFrames_;
   std::unordered_map<std::string, Group> groups_;
   size_t heldBytes_ = 0;  // of `groups_`, about
   ExternalSort spilled_;  // groups by value

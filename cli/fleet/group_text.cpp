@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr size_t kTopFrames = 3;
-
 std::string Shown(const std::string& value) {
   const std::vector<std::string> lines = LinesOf(value);
   if (lines.size() < 2) return LineForPeople(value);

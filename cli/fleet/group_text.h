@@ -9,6 +9,8 @@
 
 // How a group is told.
 
+constexpr size_t kTopFrames = 3;  // below its name, where it was not made by more
+
 // What names it on one line: its values, or of frames the first.
 std::string TitleOf(const Group& group, const Grouping& grouping);
 

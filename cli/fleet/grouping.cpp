@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t kMaxNames = 50'000;
+constexpr size_t kMaxNames = 5'000;
 
 std::string OnOneLine(const std::string& value) {
   std::string line;
@@ -33,7 +33,8 @@ Grouping::Grouping(std::vector<std::string> keys, size_t top, FrameSkips skips)
 const std::string& Grouping::countedName(std::string_view line) {
   if (names_.size() > kMaxNames) names_.clear();
   const auto [place, isNew] = names_.try_emplace(std::string(line));
-  if (isNew && !StackUtil::HasExceptionList(place->first) && !skips_.skips(line)) place->second = MaskedInAll(line);
+  if (isNew && !StackUtil::HasExceptionList(place->first) && !skips_.skips(line))
+    place->second = MaskedLine(std::string(line));
   return place->second;
 }
 

@@ -119,12 +119,6 @@ std::string Masked(std::string_view text, TokenKind kind) {
   return masked;
 }
 
-std::string MaskedInAll(std::string_view line) {
-  std::string masked(line);
-  for (const TokenKind kind : AllTokenKinds()) masked = MaskedLine(std::move(masked), kind);
-  return masked;
-}
-
 std::string MaskedLine(std::string line) {
   static std::vector<Regex> patterns = [] {
     std::vector<Regex> compiled;

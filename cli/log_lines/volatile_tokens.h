@@ -17,9 +17,6 @@ std::string_view NameOf(TokenKind kind);
 // `text` with "*" in place of each token of the kind. Line by line, lines end in a line feed.
 std::string Masked(std::string_view text, TokenKind kind);
 
-// One line, without a line end, with "*" in place of each token of any kind.
-std::string MaskedInAll(std::string_view line);
-
 // One line with "*" in place of each token of all kinds, one kind after the other.
 std::string MaskedLine(std::string line);
 

@@ -51,7 +51,7 @@ TEST(ResultLine, ReadsWhatBatchPrintsAndOtherJsonAlike) {
 
 // What is told of the groups, in order.
 std::string ToldOf(size_t groups, size_t logs, bool isReverse) {
-  GroupTable table(2, true);
+  GroupTable table(2, GroupTable::kWholeStack);
   ResultLine line;
   for (size_t i = 0; i < logs; ++i) {
     const size_t log = isReverse ? logs - 1 - i : i;
