@@ -68,9 +68,10 @@ std::vector<Variant> StabilityOf(const std::vector<Group>& groups) {
     variants.push_back(VariantOf("without " + std::string(NameOf(kind)), groups,
                                  [kind](const std::string& stack) { return Masked(stack, kind); }));
   }
-  variants.push_back(VariantOf("without all of these", groups, [](std::string stack) {
-    for (const TokenKind kind : AllTokenKinds()) stack = Masked(stack, kind);
-    return stack;
+  variants.push_back(VariantOf("without all of these", groups, [](std::string_view stack) {
+    std::string masked;
+    ForEachLine(stack, [&masked](size_t, std::string_view line) { masked += MaskedLine(std::string(line)) + "\n"; });
+    return masked;
   }));
   for (const size_t count : {3U, 5U, 10U}) {
     variants.push_back(VariantOf("only the top " + std::to_string(count) + " frames", groups,
