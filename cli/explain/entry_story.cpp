@@ -26,16 +26,16 @@ std::string WhyTaken(const Story& story, const PlacedEntry& entry) {
 }
 
 IdStory TellId(const Story& story, const RulePlaces& places, const PlacedEntry& entry, const PlacedId& id) {
-  IdStory told{id.id, places.inMatchFile(id.span), false, ""};
-  told.isTaken = IsTaken({story.logPath, story.isStandIn ? story.logFile : ""}, story.eventType, entry, id);
-  if (told.isTaken) {
-    told.why = WhyTaken(story, entry);
+  IdStory idStory{id.id, places.inMatchFile(id.span), false, ""};
+  idStory.isTaken = IsTaken({story.logPath, story.isStandIn ? story.logFile : ""}, story.eventType, entry, id);
+  if (idStory.isTaken) {
+    idStory.why = WhyTaken(story, entry);
   } else if (!MatchRule().isFeatureMatched(story.eventType, id.id)) {
-    told.why = "its event type is " + Quoted(id.eventType);
+    idStory.why = "its event type is " + Quoted(id.eventType);
   } else {
-    told.why = WhyRefused(story, entry);
+    idStory.why = WhyRefused(story, entry);
   }
-  return told;
+  return idStory;
 }
 
 }  // namespace
@@ -51,16 +51,16 @@ bool IsTaken(const AnalyzedLog& log, const std::string& eventType, const PlacedE
 std::vector<EntryStory> TellEntries(const Story& story, const RulePlaces& places, TriedEntry& tried) {
   std::vector<EntryStory> entries;
   for (const PlacedEntry& entry : places.model().entries) {
-    EntryStory told{entry.key, places.ofEntry(entry), "", {}};
-    tried = {told.place, entry.key};
+    EntryStory entryStory{entry.key, places.ofEntry(entry), "", {}};
+    tried = {entryStory.place, entry.key};
     if (entry.dirOrFile.text().empty()) {
-      told.why = "it has no \"dirOrFile\"";
+      entryStory.why = "it has no \"dirOrFile\"";
     } else if (entry.ids.empty()) {
-      told.why = "it has no \"featureId\"";
+      entryStory.why = "it has no \"featureId\"";
     } else {
-      for (const PlacedId& id : entry.ids) told.ids.push_back(TellId(story, places, entry, id));
+      for (const PlacedId& id : entry.ids) entryStory.ids.push_back(TellId(story, places, entry, id));
     }
-    entries.push_back(std::move(told));
+    entries.push_back(std::move(entryStory));
   }
   return entries;
 }

@@ -184,12 +184,12 @@ Json::Value EntryNode(const EntryStory& entry) {
   node["place"] = PlaceNode(entry.place);
   node["why"] = Text(entry.why);
   node["featureIds"] = ArrayOf(entry.ids, [](const IdStory& id) {
-    Json::Value told;
-    told["id"] = Text(id.id);
-    told["place"] = PlaceNode(id.place);
-    told["isTaken"] = id.isTaken;
-    told["why"] = Text(id.why);
-    return told;
+    Json::Value idNode;
+    idNode["id"] = Text(id.id);
+    idNode["place"] = PlaceNode(id.place);
+    idNode["isTaken"] = id.isTaken;
+    idNode["why"] = Text(id.why);
+    return idNode;
   });
   return node;
 }
@@ -216,68 +216,72 @@ Json::Value StackNode(const StackStory& stack) {
   node["lineCount"] = JsonNumber(stack.lineCount);
   node["frames"] = ArrayOf(stack.frames, FrameNode);
   node["blocks"] = ArrayOf(stack.blocks, [](const BlockStory& block) {
-    Json::Value told;
-    told["heading"] = Text(block.heading);
-    told["frames"] = JsonNumber(block.frames);
-    told["namesTheStack"] = block.namesTheStack;
-    return told;
+    Json::Value blockNode;
+    blockNode["heading"] = Text(block.heading);
+    blockNode["frames"] = JsonNumber(block.frames);
+    blockNode["namesTheStack"] = block.namesTheStack;
+    return blockNode;
   });
   node["named"] = TextMap(stack.named);
   return node;
 }
 
-Json::Value RecordWayNode(const Story& story, const RunStory& run, const RecordWay& way) {
+Json::Value RecordOriginNode(const Story& story, const RunStory& run, const RecordOrigin& origin) {
   Json::Value node;
-  node["name"] = Text(way.name);
-  node["isThere"] = way.isThere;
-  node["value"] = Text(way.value);
-  node["why"] = Text(way.why);
-  node["edit"] = Text(way.edit);
-  node["rule"] = way.rule ? JsonNumber(*way.rule) : Json::Value();
+  node["name"] = Text(origin.name);
+  node["isThere"] = origin.isThere;
+  node["value"] = Text(origin.value);
+  node["why"] = Text(origin.why);
+  node["edit"] = Text(origin.edit);
+  node["rule"] = origin.rule ? JsonNumber(*origin.rule) : Json::Value();
   node["line"] = Json::Value();
-  if (way.line.number > 0) {
-    node["line"]["number"] = JsonNumber(way.line.number);
-    node["line"]["text"] = Text(story.textOf(run, way.line));
+  if (origin.line.number > 0) {
+    node["line"]["number"] = JsonNumber(origin.line.number);
+    node["line"]["text"] = Text(story.textOf(run, origin.line));
   }
-  if (!way.rule) return node;
-  const RuleStory& rule = run.rules[*way.rule];
+  if (!origin.rule) return node;
+  const RuleStory& rule = run.rules[*origin.rule];
   node["ruleName"] = Text(rule.name);
   node["place"] = PlaceNode(rule.place);
   node["keyWords"] = Text(rule.keyWords);
-  node["pattern"] = Text(way.pattern);
-  node["variables"] = ArrayOf(way.variables, [](const auto& variable) {
-    Json::Value told;
-    told["name"] = Text(variable.first);
-    told["value"] = variable.second ? Text(*variable.second) : Json::Value();
-    return told;
+  node["pattern"] = Text(origin.pattern);
+  node["variables"] = ArrayOf(origin.variables, [](const auto& variable) {
+    Json::Value variableNode;
+    variableNode["name"] = Text(variable.first);
+    variableNode["value"] = variable.second ? Text(*variable.second) : Json::Value();
+    return variableNode;
   });
   return node;
 }
 
-Json::Value TemplateWayNode(const Story& story, const TemplateWay& way) {
-  const RunStory& run = story.runs[way.run];
+Json::Value TemplateOriginNode(const Story& story, const TemplateOrigin& origin) {
+  const RunStory& run = story.runs[origin.run];
   Json::Value node;
-  node["run"] = JsonNumber(way.run);
+  node["run"] = JsonNumber(origin.run);
   node["featureId"] = Text(run.featureId);
-  node["place"] = PlaceNode(way.told->place);
-  node["text"] = Text(way.told->text);
-  node["value"] = Text(way.told->value);
-  node["state"] = way.told->value.empty() ? "empty" : way.told->lostTo.empty() ? "used" : "lost";
-  node["lostTo"] = Text(way.told->lostTo);
-  node["records"] = ArrayOf(way.records, [&](const RecordWay& record) { return RecordWayNode(story, run, record); });
+  node["place"] = PlaceNode(origin.templateStory->place);
+  node["text"] = Text(origin.templateStory->text);
+  node["value"] = Text(origin.templateStory->value);
+  node["state"] = origin.templateStory->value.empty()    ? "empty"
+                  : origin.templateStory->lostTo.empty() ? "used"
+                                                         : "lost";
+  node["lostTo"] = Text(origin.templateStory->lostTo);
+  node["records"] =
+      ArrayOf(origin.records, [&](const RecordOrigin& record) { return RecordOriginNode(story, run, record); });
   return node;
 }
 
 }  // namespace
 
 Json::Value KeyAsJson(const Story& story, const std::string& key) {
-  const KeyStory told = TellKey(story, key);
+  const KeyStory keyStory = TellKey(story, key);
   Json::Value node;
-  node["key"] = Text(told.key);
-  node["value"] = told.value.empty() ? Json::Value() : Text(told.value);
-  node["madeFrom"] = Text(told.source);
-  node["remarks"] = ArrayOf(told.remarks, Text);
-  node["templates"] = ArrayOf(told.ways, [&story](const TemplateWay& way) { return TemplateWayNode(story, way); });
+  node["key"] = Text(keyStory.key);
+  node["value"] = keyStory.value.empty() ? Json::Value() : Text(keyStory.value);
+  node["madeFrom"] = Text(keyStory.source);
+  node["remarks"] = ArrayOf(keyStory.remarks, Text);
+  node["templates"] =
+      ArrayOf(keyStory.origins, [&story](const TemplateOrigin& origin) { return TemplateOriginNode(story, origin); });
   return node;
 }
 

@@ -25,7 +25,7 @@ bool HasTemplate(const Story& story, const std::string& key) {
   return std::any_of(story.runs.begin(), story.runs.end(), [&key](const RunStory& run) {
     const auto& templates = TemplatesOf(run);
     return std::any_of(templates.begin(), templates.end(),
-                       [&key](const TemplateStory& told) { return told.key == key; });
+                       [&key](const TemplateStory& candidate) { return candidate.key == key; });
   });
 }
 
@@ -34,32 +34,32 @@ class RecordTracer {
  public:
   RecordTracer(const Story& story, const RunStory& run) : story_(story), run_(run) {}
 
-  RecordWay trace(const ContributionStory& part) const {
-    RecordWay way;
-    way.name = part.record;
-    way.isThere = part.isThere;
-    way.value = part.value;
+  RecordOrigin trace(const ContributionStory& part) const {
+    RecordOrigin origin;
+    origin.name = part.record;
+    origin.isThere = part.isThere;
+    origin.value = part.value;
     const RecordStory* record = recordOf(part.record);
-    way.rule = record != nullptr ? std::optional<size_t>(record->rule) : makerOf(part.record);
-    if (!way.rule) {
-      way.why = "no rule of " + run_.featureId + " makes " + Quoted(part.record) +
-                DidYouMean(NearestTo(part.record, recordNames()));
-      return way;
+    origin.rule = record != nullptr ? std::optional<size_t>(record->rule) : makerOf(part.record);
+    if (!origin.rule) {
+      origin.why = "no rule of " + run_.featureId + " makes " + Quoted(part.record) +
+                   DidYouMean(NearestTo(part.record, recordNames()));
+      return origin;
     }
-    const RuleStory& rule = run_.rules[*way.rule];
+    const RuleStory& rule = run_.rules[*origin.rule];
     const std::string param = part.record.substr(std::min(rule.name.size() + 1, part.record.size()));
     const auto pattern = rule.params.find(param);
-    if (pattern != rule.params.end()) way.pattern = pattern->second;
-    addVariables(rule, way);
+    if (pattern != rule.params.end()) origin.pattern = pattern->second;
+    addVariables(rule, origin);
     if (record != nullptr) {
-      way.line = record->line;
-      way.why = part.why;
+      origin.line = record->line;
+      origin.why = part.why;
     } else if (rule.selected.count > 0) {
-      tellMissingParam(rule, param, way);
+      explainMissingParam(rule, param, origin);
     } else {
-      tellMissingLine(rule, way);
+      explainMissingLine(rule, origin);
     }
-    return way;
+    return origin;
   }
 
  private:
@@ -87,49 +87,49 @@ class RecordTracer {
     return names;
   }
 
-  void addVariables(const RuleStory& rule, RecordWay& way) const {
+  void addVariables(const RuleStory& rule, RecordOrigin& origin) const {
     std::set<std::string> known;
-    for (const Variable& variable : VariablesOf(rule.keyWords + "\n" + rule.depend + "\n" + way.pattern)) {
+    for (const Variable& variable : VariablesOf(rule.keyWords + "\n" + rule.depend + "\n" + origin.pattern)) {
       if (!variable.isClosed || !known.insert(variable.name).second) continue;
       const RecordStory* record = recordOf(variable.name);
-      way.variables.emplace_back(VariableOf(variable.name),
-                                 record == nullptr ? std::nullopt : std::optional<std::string>(record->value));
+      origin.variables.emplace_back(VariableOf(variable.name),
+                                    record == nullptr ? std::nullopt : std::optional<std::string>(record->value));
     }
   }
 
   // The first time that the parameter was looked for; null when that has not been kept.
   static const ParamStory* firstOf(const RuleStory& rule, const std::string& param) {
     for (const SelectedLine& selected : rule.selected.kept) {
-      for (const ParamStory& told : selected.params.kept) {
-        if (told.key == param) return &told;
+      for (const ParamStory& paramStory : selected.params.kept) {
+        if (paramStory.key == param) return &paramStory;
       }
     }
     return nullptr;
   }
 
   // The rule selected lines, but its expression took nothing from them.
-  void tellMissingParam(const RuleStory& rule, const std::string& param, RecordWay& way) const {
-    const ParamStory* told = firstOf(rule, param);
-    way.line = told != nullptr ? told->line : rule.selected.kept.front().line;
-    const bool isFilled = told != nullptr && !told->pattern.empty();
-    const std::string expression(AppliedPattern(isFilled ? told->pattern : way.pattern));
-    const std::string line(story_.textOf(run_, way.line));
+  void explainMissingParam(const RuleStory& rule, const std::string& param, RecordOrigin& origin) const {
+    const ParamStory* paramStory = firstOf(rule, param);
+    origin.line = paramStory != nullptr ? paramStory->line : rule.selected.kept.front().line;
+    const bool isFilled = paramStory != nullptr && !paramStory->pattern.empty();
+    const std::string expression(AppliedPattern(isFilled ? paramStory->pattern : origin.pattern));
+    const std::string line(story_.textOf(run_, origin.line));
     KeyWordDistance distance(std::string(kRegexMark) + expression);
-    way.why = "the line is selected, but of " + param + " " +
-              (distance.isSafe() ? distance.why(line) : "the expression found nothing");
-    way.edit = LikelyExpressionEdit(expression, line, way.line.number);
+    origin.why = "the line is selected, but of " + param + " " +
+                 (distance.isSafe() ? distance.why(line) : "the expression found nothing");
+    origin.edit = LikelyExpressionEdit(expression, line, origin.line.number);
   }
 
-  void tellMissingLine(const RuleStory& rule, RecordWay& way) const {
+  void explainMissingLine(const RuleStory& rule, RecordOrigin& origin) const {
     const bool isShown = !rule.nearest.kept.empty();
-    way.why = !run_.isReadable ? "the library cannot read the log"
-              : isShown        ? rule.nearest.kept[0].verdict.why
-                               : "no line was shown to the rule";
+    origin.why = !run_.isReadable ? "the library cannot read the log"
+                 : isShown        ? rule.nearest.kept[0].verdict.why
+                                  : "no line was shown to the rule";
     if (!isShown) return;
-    way.line = rule.nearest.kept[0].line;
+    origin.line = rule.nearest.kept[0].line;
     const bool isByKeyWords = rule.nearest.kept[0].verdict.kind == VerdictKind::kKeyWordsNotFound;
     const std::string& keyWords = rule.filledKeyWords.empty() ? rule.keyWords : rule.filledKeyWords;
-    if (isByKeyWords) way.edit = LikelyKeyWordEdit(keyWords, story_.logs[run_.log].text);
+    if (isByKeyWords) origin.edit = LikelyKeyWordEdit(keyWords, story_.logs[run_.log].text);
   }
 
   const Story& story_;
@@ -137,9 +137,9 @@ class RecordTracer {
 };
 
 // Those that give a value first, then those that were beaten, then those that made some of their records.
-int RankOf(const TemplateWay& way) {
-  if (!way.told->value.empty()) return way.told->lostTo.empty() ? 0 : 1;
-  return way.isBegun() ? 2 : 3;
+int RankOf(const TemplateOrigin& origin) {
+  if (!origin.templateStory->value.empty()) return origin.templateStory->lostTo.empty() ? 0 : 1;
+  return origin.isBegun() ? 2 : 3;
 }
 
 std::string SourceOf(const Story& story, const std::string& key) {
@@ -150,40 +150,42 @@ std::string SourceOf(const Story& story, const std::string& key) {
 }  // namespace
 
 KeyStory TellKey(const Story& story, const std::string& key) {
-  KeyStory told;
-  told.key = key;
-  told.source = SourceOf(story, key);
+  KeyStory keyStory;
+  keyStory.key = key;
+  keyStory.source = SourceOf(story, key);
   const auto value = story.result.find(key);
-  if (value != story.result.end()) told.value = value->second;
-  const std::string& wanted = told.source.empty() ? key : told.source;
+  if (value != story.result.end()) keyStory.value = value->second;
+  const std::string& wanted = keyStory.source.empty() ? key : keyStory.source;
   for (size_t i = 0; i < story.runs.size(); ++i) {
     const RecordTracer tracer(story, story.runs[i]);
     for (const TemplateStory& candidate : TemplatesOf(story.runs[i])) {
       if (candidate.key != wanted) continue;
-      TemplateWay way{i, &candidate, {}};
-      for (const ContributionStory& part : candidate.contributions) way.records.push_back(tracer.trace(part));
-      told.ways.push_back(std::move(way));
+      TemplateOrigin origin{i, &candidate, {}};
+      for (const ContributionStory& part : candidate.contributions) origin.records.push_back(tracer.trace(part));
+      keyStory.origins.push_back(std::move(origin));
     }
   }
-  std::stable_sort(told.ways.begin(), told.ways.end(), [&story](const TemplateWay& a, const TemplateWay& b) {
-    if (RankOf(a) != RankOf(b)) return RankOf(a) < RankOf(b);
-    return story.runs[a.run].records.size() > story.runs[b.run].records.size();
-  });
-  if (!told.source.empty()) told.remarks.push_back("the stack filter makes " + key + " from " + told.source);
+  std::stable_sort(keyStory.origins.begin(), keyStory.origins.end(),
+                   [&story](const TemplateOrigin& a, const TemplateOrigin& b) {
+                     if (RankOf(a) != RankOf(b)) return RankOf(a) < RankOf(b);
+                     return story.runs[a.run].records.size() > story.runs[b.run].records.size();
+                   });
+  if (!keyStory.source.empty())
+    keyStory.remarks.push_back("the stack filter makes " + key + " from " + keyStory.source);
   if (story.runs.empty()) {
-    told.remarks.emplace_back(
+    keyStory.remarks.emplace_back(
         "no feature is run: no id is taken, or the assemble file has no section of the event type");
-  } else if (told.ways.empty()) {
-    told.remarks.push_back("no template gives " + Quoted(wanted) + DidYouMean(NearestTo(wanted, KeysOf(story))));
+  } else if (keyStory.origins.empty()) {
+    keyStory.remarks.push_back("no template gives " + Quoted(wanted) + DidYouMean(NearestTo(wanted, KeysOf(story))));
   }
-  return told;
+  return keyStory;
 }
 
 std::vector<std::string> KeysOf(const Story& story) {
   std::set<std::string> keys;
   for (const auto& [key, value] : story.result) keys.insert(key);
   for (const RunStory& run : story.runs) {
-    for (const TemplateStory& told : TemplatesOf(run)) keys.insert(told.key);
+    for (const TemplateStory& candidate : TemplatesOf(run)) keys.insert(candidate.key);
   }
   if (keys.count(kStackKey) > 0) {
     keys.insert(kFingerprintKey);

@@ -9,10 +9,10 @@
 
 #include "cli/explain/story.h"
 
-// Why a result key has its value, or is missing: the way from its template over the records to the rules that make
-// them, and to the line where each way ends.
+// Why a result key has its value, or is missing: its template, the records of that, the rules that make them,
+// and the line where each of these ends.
 
-struct RecordWay {
+struct RecordOrigin {
   std::string name;
   bool isThere = false;
   std::string value;
@@ -25,22 +25,22 @@ struct RecordWay {
   std::string edit;  // that would likely make it; empty when none is known
 };
 
-struct TemplateWay {
+struct TemplateOrigin {
   size_t run = 0;  // an index of Story::runs
-  const TemplateStory* told = nullptr;
-  std::vector<RecordWay> records;
+  const TemplateStory* templateStory = nullptr;
+  std::vector<RecordOrigin> records;
 
   bool isBegun() const {  // a record is there
-    return std::any_of(records.begin(), records.end(), [](const RecordWay& record) { return record.isThere; });
+    return std::any_of(records.begin(), records.end(), [](const RecordOrigin& record) { return record.isThere; });
   }
 };
 
 struct KeyStory {
   std::string key;
-  std::string value;                 // empty: missing
-  std::string source;                // the key that it is made from, when no template gives it: "STACK"
-  std::vector<TemplateWay> ways;     // those that give a value first
-  std::vector<std::string> remarks;  // what else there is to say
+  std::string value;                    // empty: missing
+  std::string source;                   // the key that it is made from, when no template gives it: "STACK"
+  std::vector<TemplateOrigin> origins;  // those that give a value first
+  std::vector<std::string> remarks;     // what else there is to say
 };
 
 // Refers into the story.

@@ -106,15 +106,15 @@ Json::Value VerdictsNode(const RunStory& run) {
       const auto [word, isNew] = words.try_emplace({verdict.kind, verdict.why}, static_cast<Json::UInt>(words.size()));
       row.push_back(word->second);
       if (!isNew) continue;
-      Json::Value& told = node["words"].append(Json::Value(Json::arrayValue));
-      told.append(std::string(NameOf(verdict.kind)));
-      told.append(ValidUtf8(verdict.why));
+      Json::Value& phrase = node["words"].append(Json::Value(Json::arrayValue));
+      phrase.append(std::string(NameOf(verdict.kind)));
+      phrase.append(ValidUtf8(verdict.why));
     }
     const auto [known, isNew] = rows.try_emplace(row, static_cast<Json::UInt>(rows.size()));
     node["lines"].append(known->second);
     if (!isNew) continue;
-    Json::Value& told = node["rows"].append(Json::Value(Json::arrayValue));
-    for (const Json::UInt word : row) told.append(word);
+    Json::Value& cells = node["rows"].append(Json::Value(Json::arrayValue));
+    for (const Json::UInt word : row) cells.append(word);
   }
   return node;
 }

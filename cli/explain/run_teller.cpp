@@ -265,14 +265,14 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
   if (value == nullptr) ++run().rules[selecting_].failedParams;
   const bool isAskedHere = isAsked(current_.number);
   if (selected_ != nullptr || isAskedHere) {
-    ParamStory told{key, current_, std::nullopt, offset, isStack};
-    if (value != nullptr) told.value = *value;
+    ParamStory paramStory{key, current_, std::nullopt, offset, isStack};
+    if (value != nullptr) paramStory.value = *value;
     if (value == nullptr && (isAskedHere || run().rules[selecting_].failedParams <= kMaxReasons)) {
-      told.pattern = pattern;
-      told.why = whyNotFound(pattern);
+      paramStory.pattern = pattern;
+      paramStory.why = whyNotFound(pattern);
     }
-    if (isAskedHere) run().asked.back().params.push_back(told);
-    if (selected_ != nullptr) selected_->params.add(std::move(told));
+    if (isAskedHere) run().asked.back().params.push_back(paramStory);
+    if (selected_ != nullptr) selected_->params.add(std::move(paramStory));
   }
   if (value == nullptr) return;
   const std::string record = RecordName(rule.name, key);
@@ -353,11 +353,12 @@ LogLine RunTeller::lineOf(size_t number) const {
 
 void RunTeller::onContribution(const std::string& name, const Record* record, const std::string& value) {
   contributions_.push_back({name, record != nullptr, value});
-  for (RecordStory& told : run().records) {
-    if (told.name != name || !told.isStack) continue;
-    told.stack = value;
-    told.why = WhyTraceEnds(story_.logs[run().log].text, told.line, stackPatternOf(run().featureId, name));
-    if (value.empty()) contributions_.back().why = told.why;
+  for (RecordStory& recordStory : run().records) {
+    if (recordStory.name != name || !recordStory.isStack) continue;
+    recordStory.stack = value;
+    recordStory.why =
+        WhyTraceEnds(story_.logs[run().log].text, recordStory.line, stackPatternOf(run().featureId, name));
+    if (value.empty()) contributions_.back().why = recordStory.why;
   }
 }
 

@@ -25,7 +25,7 @@ std::string IdFault(const Story& story) {
     }
   }
   std::vector<std::string> run;
-  for (const RunStory& told : story.runs) run.push_back(told.featureId);
+  for (const RunStory& runStory : story.runs) run.push_back(runStory.featureId);
   std::sort(taken.begin(), taken.end());
   std::sort(run.begin(), run.end());
   // Without a section of the event type in the assemble file there is no run.

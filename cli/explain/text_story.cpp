@@ -57,13 +57,13 @@ class TextWriter {
     printStack();
   }
 
-  void printKey(const KeyStory& told) {
-    out_ << paint(kHeading, Shown(told.key));
-    out_ << (told.value.empty() ? " is " + paint(kBad, "missing") : " = " + ShownValue(told.value)) << '\n';
-    for (const std::string& remark : told.remarks) out_ << "  " << LineForPeople(remark) << '\n';
-    for (size_t i = 0; i < told.ways.size(); ++i) {
-      const bool isWhole = i == 0 || (told.value.empty() && told.ways[i].isBegun());
-      printWay(told.ways[i], isWhole);
+  void printKey(const KeyStory& keyStory) {
+    out_ << paint(kHeading, Shown(keyStory.key));
+    out_ << (keyStory.value.empty() ? " is " + paint(kBad, "missing") : " = " + ShownValue(keyStory.value)) << '\n';
+    for (const std::string& remark : keyStory.remarks) out_ << "  " << LineForPeople(remark) << '\n';
+    for (size_t i = 0; i < keyStory.origins.size(); ++i) {
+      const bool isWhole = i == 0 || (keyStory.value.empty() && keyStory.origins[i].isBegun());
+      printOrigin(keyStory.origins[i], isWhole);
     }
   }
 
@@ -237,18 +237,19 @@ class TextWriter {
   void printTemplates(const RunStory& run) {
     if (run.templates.empty()) return;
     out_ << "\n  " << paint(kHeading, "templates") << '\n';
-    for (const TemplateStory& told : run.templates) printTemplate(told);
+    for (const TemplateStory& templateStory : run.templates) printTemplate(templateStory);
   }
 
-  void printTemplate(const TemplateStory& told) {
-    out_ << "    " << Shown(told.key) << " (" << LineForPeople(TextOf(told.place)) << "): " << Shown(told.text);
-    if (told.value.empty()) {
+  void printTemplate(const TemplateStory& templateStory) {
+    out_ << "    " << Shown(templateStory.key) << " (" << LineForPeople(TextOf(templateStory.place))
+         << "): " << Shown(templateStory.text);
+    if (templateStory.value.empty()) {
       out_ << ", " << paint(kBad, "empty, so there is no such key");
-    } else if (!told.lostTo.empty()) {
-      out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
+    } else if (!templateStory.lostTo.empty()) {
+      out_ << ", " << paint(kBad, "not used: " + Shown(templateStory.lostTo) + " gave the key before");
     }
     out_ << '\n';
-    for (const ContributionStory& part : told.contributions) {
+    for (const ContributionStory& part : templateStory.contributions) {
       out_ << "      " << Shown(part.record) << ": ";
       if (part.isThere) {
         out_ << (part.value.empty() ? paint(kBad, "empty") : ShownValue(part.value))
@@ -259,40 +260,42 @@ class TextWriter {
     }
   }
 
-  void printWay(const TemplateWay& way, bool isWhole) {
-    const RunStory& run = story_.runs[way.run];
-    const TemplateStory& told = *way.told;
-    out_ << "  template of " << Shown(run.featureId) << " (" << TextOf(told.place) << "): " << Shown(told.text);
-    if (!told.lostTo.empty()) out_ << ", " << paint(kBad, "not used: " + Shown(told.lostTo) + " gave the key before");
-    if (told.value.empty() && !isWhole) out_ << ", " << paint(kBad, "none of its records is there");
+  void printOrigin(const TemplateOrigin& origin, bool isWhole) {
+    const RunStory& run = story_.runs[origin.run];
+    const TemplateStory& templateStory = *origin.templateStory;
+    out_ << "  template of " << Shown(run.featureId) << " (" << TextOf(templateStory.place)
+         << "): " << Shown(templateStory.text);
+    if (!templateStory.lostTo.empty())
+      out_ << ", " << paint(kBad, "not used: " + Shown(templateStory.lostTo) + " gave the key before");
+    if (templateStory.value.empty() && !isWhole) out_ << ", " << paint(kBad, "none of its records is there");
     out_ << '\n';
     if (!isWhole) return;
-    for (const RecordWay& record : way.records) printRecordWay(run, record);
+    for (const RecordOrigin& record : origin.records) printRecordOrigin(run, record);
   }
 
-  void printRecordWay(const RunStory& run, const RecordWay& way) {
+  void printRecordOrigin(const RunStory& run, const RecordOrigin& origin) {
     const auto row = [this](const char* what, const std::string& text) {
       out_ << "      " << std::left << std::setw(11) << what << text << '\n';
     };
-    out_ << "    record " << Shown(way.name);
-    out_ << (way.isThere ? " = " + ShownValue(way.value) : ": " + paint(kBad, "there is none")) << '\n';
-    if (way.rule) {
-      const RuleStory& rule = run.rules[*way.rule];
+    out_ << "    record " << Shown(origin.name);
+    out_ << (origin.isThere ? " = " + ShownValue(origin.value) : ": " + paint(kBad, "there is none")) << '\n';
+    if (origin.rule) {
+      const RuleStory& rule = run.rules[*origin.rule];
       const std::string fired =
           rule.selected.count > 0 ? "selected " + Counted(rule.selected.count, "line") : "never fired";
       row("rule", Shown(rule.name) + " (" + TextOf(rule.place) + "), " + fired);
       row("keywords", Shown(rule.keyWords));
-      if (!way.pattern.empty()) row("expression", Shown(way.pattern));
+      if (!origin.pattern.empty()) row("expression", Shown(origin.pattern));
     }
-    for (const auto& [name, value] : way.variables) {
+    for (const auto& [name, value] : origin.variables) {
       row("variable", Shown(name) + (value ? " = " + ShownValue(*value) : ": " + paint(kBad, "no such record")));
     }
-    if (way.line.number > 0) {
-      row(way.isThere ? "line" : "nearest",
-          "line " + std::to_string(way.line.number) + ": " + Shown(story_.textOf(run, way.line)));
+    if (origin.line.number > 0) {
+      row(origin.isThere ? "line" : "nearest",
+          "line " + std::to_string(origin.line.number) + ": " + Shown(story_.textOf(run, origin.line)));
     }
-    if (!way.why.empty()) row("why", paint(kBad, LineForPeople(way.why)));
-    if (!way.edit.empty()) row("edit", LineForPeople(way.edit));
+    if (!origin.why.empty()) row("why", paint(kBad, LineForPeople(origin.why)));
+    if (!origin.edit.empty()) row("edit", LineForPeople(origin.edit));
   }
 
   void printStack() {

@@ -26,14 +26,14 @@ std::string AnswerOf(uint64_t version, const char* name, const ProgramRun& run) 
   return HasFailed(run) ? Object(version, "fault", JsonString(FaultOf(run))) : Object(version, name, run.output);
 }
 
-// Whether `told`, what `batch` says of a log under one event type, speaks more for its type than `best` does. The type
+// Whether `reply`, what `batch` says of a log under one event type, speaks more for its type than `best` does. The type
 // that is known stays where rules that are broken for a moment end its analysis.
-bool IsBetter(const Json::Value& told, const Json::Value& best, const std::string& known) {
+bool IsBetter(const Json::Value& reply, const Json::Value& best, const std::string& known) {
   if (best.isNull()) return true;
   if (best["event"] == known && best.isMember("error")) return false;
-  if (told["event"] == known && told.isMember("error")) return true;
-  const Json::ArrayIndex size = told["results"].size();
-  return size > best["results"].size() || (size == best["results"].size() && told["event"] == known);
+  if (reply["event"] == known && reply.isMember("error")) return true;
+  const Json::ArrayIndex size = reply["results"].size();
+  return size > best["results"].size() || (size == best["results"].size() && reply["event"] == known);
 }
 
 }  // namespace
@@ -165,9 +165,9 @@ std::string LiveDesk::makeResults(uint64_t version) {
     Json::Value best;
     std::string text;
     for (size_t i = 0; i < types.size() && std::getline(lines, text); ++i) {
-      Json::Value told;
-      if (!ReadJsonObject(text, told)) continue;
-      if (IsBetter(told, best, known[log])) best = told;
+      Json::Value reply;
+      if (!ReadJsonObject(text, reply)) continue;
+      if (IsBetter(reply, best, known[log])) best = reply;
     }
     logs.append(best);
   }

@@ -51,12 +51,12 @@ class Hover {
   Json::Value tell() {
     const Cursor cursor = CursorAt(document_.text(), spot_.offset, spot_.file);
     const std::string text = cursor.isInText ? textFrom(cursor.textBegin) : "";
-    std::string told = cursor.isInText ? aboutText(cursor, text) : "";
-    told += aboutProblems(told.empty() ? "" : "\n\n");
-    if (told.empty()) return Json::nullValue;
+    std::string markdown = cursor.isInText ? aboutText(cursor, text) : "";
+    markdown += aboutProblems(markdown.empty() ? "" : "\n\n");
+    if (markdown.empty()) return Json::nullValue;
     Json::Value hover;
     hover["contents"]["kind"] = "markdown";
-    hover["contents"]["value"] = told;
+    hover["contents"]["value"] = markdown;
     if (cursor.isInText) hover["range"] = RangeJson(document_, {cursor.textBegin, cursor.textBegin + text.size()});
     return hover;
   }
@@ -71,20 +71,20 @@ class Hover {
   }
 
   std::string aboutText(const Cursor& cursor, const std::string& text) const {
-    const std::string told = aboutNames();
-    if (!told.empty()) return told;
+    const std::string markdown = aboutNames();
+    if (!markdown.empty()) return markdown;
     return cursor.isKey ? aboutMember(cursor, text) : aboutValue(cursor, text);
   }
 
   std::string aboutNames() const {
-    std::string told;
+    std::string markdown;
     for (const NamePlace& place : NamesAt(NamesIn(rules_), spot_.file, spot_.offset)) {
       const std::string more = place.name.kind == NameKind::kParam  ? aboutRecord(place.name)
                                : place.name.kind == NameKind::kRule ? aboutRule(place.name)
                                                                     : aboutId(place.name);
-      if (told.find(more) == std::string::npos) told += (told.empty() ? "" : "\n\n") + more;
+      if (markdown.find(more) == std::string::npos) markdown += (markdown.empty() ? "" : "\n\n") + more;
     }
-    return told;
+    return markdown;
   }
 
   const PlacedEntry* entryOf(const Name& name) const {
@@ -101,13 +101,13 @@ class Hover {
       for (const PlacedParam& param : rule.params) {
         if (rule.record.name != name.rule || param.key != name.text) continue;
         const std::string record = rule.recordName(param);
-        std::string told = "Record " + Code(record) + ": " + Code(param.pattern.text()) + "\n\n" +
-                           MeaningOfPattern(param.pattern.text());
+        std::string markdown = "Record " + Code(record) + ": " + Code(param.pattern.text()) + "\n\n" +
+                               MeaningOfPattern(param.pattern.text());
         for (const PlacedId& id : entry->ids) {
           const auto value = survey_.values.find({id.id, record});
-          if (value != survey_.values.end()) told += "\n\nIn the pinned log: " + Code(value->second);
+          if (value != survey_.values.end()) markdown += "\n\nIn the pinned log: " + Code(value->second);
         }
-        return told;
+        return markdown;
       }
     }
     return "";
@@ -142,15 +142,15 @@ class Hover {
 
   // What the findings here mean, for readers to whom the editor shows no link.
   std::string aboutProblems(std::string separator) const {
-    std::string told;
+    std::string markdown;
     for (const Problem& problem : problems_) {
       const FindingCode* code = FindFindingCode(problem.code);
       const bool isHere = problem.span.begin <= spot_.offset && spot_.offset <= problem.span.end;
       if (problem.file != spot_.file || !isHere || code == nullptr) continue;
-      told += separator + "**" + problem.code + "**: " + TextOf(*code).paragraph;
+      markdown += separator + "**" + problem.code + "**: " + TextOf(*code).paragraph;
       separator = "\n\n";
     }
-    return told;
+    return markdown;
   }
 
   const Spot& spot_;

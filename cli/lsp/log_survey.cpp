@@ -32,13 +32,13 @@ Fields TellLog(const LogRun& run, bool withRecords) {
   const Story story =
       TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   Fields fields;
-  for (const RunStory& told : story.runs) {
-    for (const RuleStory& rule : told.rules) {
-      if (rule.selected.count > 0) fields.insert(fields.end(), {kFired, told.featureId, ValidUtf8(rule.name)});
+  for (const RunStory& runStory : story.runs) {
+    for (const RuleStory& rule : runStory.rules) {
+      if (rule.selected.count > 0) fields.insert(fields.end(), {kFired, runStory.featureId, ValidUtf8(rule.name)});
     }
     if (!withRecords) continue;
-    for (const RecordStory& record : told.records) {
-      fields.insert(fields.end(), {kRecord, told.featureId, ValidUtf8(record.name + "=" + record.value)});
+    for (const RecordStory& record : runStory.records) {
+      fields.insert(fields.end(), {kRecord, runStory.featureId, ValidUtf8(record.name + "=" + record.value)});
     }
   }
   return fields;
@@ -165,19 +165,19 @@ bool LogSurvey::receive() {
 }
 
 void LogSurvey::take(const std::string& line) {
-  Json::Value told;
-  if (!ReadJson(line, told) || !told.isObject()) return;
-  coming_.isDone = told.isMember("done");
+  Json::Value message;
+  if (!ReadJson(line, message) || !message.isObject()) return;
+  coming_.isDone = message.isMember("done");
   if (coming_.isDone) return;
-  const Json::Value& fields = told["fields"];
+  const Json::Value& fields = message["fields"];
   for (Json::ArrayIndex i = 0; i + 2 < fields.size(); i += 3) {
     const std::string id = fields[i + 1].asString();
     const std::string text = fields[i + 2].asString();
     if (fields[i].asString() == kFired) {
-      coming_.firedIn[{id, text}].insert(told["log"].asString());
+      coming_.firedIn[{id, text}].insert(message["log"].asString());
     } else {
       coming_.values[{id, text.substr(0, text.find('='))}] = text.substr(text.find('=') + 1);
     }
   }
-  if (told["isLast"].asBool()) ++coming_.logs;
+  if (message["isLast"].asBool()) ++coming_.logs;
 }

@@ -41,8 +41,8 @@ Fields TellTaking(const LogRun& run) {
   const Story story =
       TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   std::set<size_t> ruleLines;
-  for (const RunStory& told : story.runs) {
-    for (const RuleStory& rule : told.rules) {
+  for (const RunStory& runStory : story.runs) {
+    for (const RuleStory& rule : runStory.rules) {
       for (const SelectedLine& selected : rule.selected.kept) ruleLines.insert(selected.line.number);
     }
   }
