@@ -13,9 +13,12 @@ bool IsBranch(const RegexNode& node) {
   return node.kind == RegexNode::Kind::kRepeat || node.kind == RegexNode::Kind::kChoice;
 }
 
-// Whether std::regex comes to an end: its time grows by a factor with each byte where the rounds of a loop differ.
+// Whether std::regex comes to an end: its time grows by a factor with each byte where the rounds of a loop differ, and
+// with each choice of an expression.
 bool StandardSearchEnds(const std::string& expression, const std::string& subject) {
   constexpr size_t kFewBytes = 12;
+  constexpr size_t kMaxExpression = 80;
+  if (expression.size() > kMaxExpression) return false;
   return subject.size() <= kFewBytes || !Holds(ReadRegex(expression).tree->root, [](const RegexNode& node) {
            return IsLoop(node) && Holds(node.parts[0], IsBranch);
          });
