@@ -48,6 +48,57 @@ TEST(MessageReader, TakesMessagesHoweverTheyArrive) {
   }
 }
 
+TEST(MessageReader, PassesOverWhatIsTooLarge) {
+  const std::string large(64 * 1024 * 1024 + 1, 'x');
+  MessageReader reader;
+  std::string message;
+  reader.append("Content-Length: " + std::to_string(large.size()) + "\r\n\r\n");
+  EXPECT_EQ(MessageReader::Next::kDamaged, reader.next(message));
+  reader.append(large);
+  reader.append("Content-Length: 2\r\n\r\n{}");
+  EXPECT_EQ(MessageReader::Next::kMessage, reader.next(message));
+  EXPECT_EQ("{}", message);
+}
+
+// What is told of each message: its id and, of a fault, the code; then the status.
+TEST(LanguageServer, KnowsWhenItMayBeAsked) {
+  const auto request = [](int id, const std::string& method) {
+    return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":")" + method + R"(","params":{}})";
+  };
+  const std::string kExit = R"({"jsonrpc":"2.0","method":"exit"})";
+  const struct {
+    std::vector<std::string> messages;
+    const char* told;
+  } kRows[] = {
+      {{request(1, "initialize"), request(2, "shutdown"), kExit}, "1 2 -> 0\n"},
+      {{request(1, "initialize"), kExit}, "1 -> 1\n"},
+      {{request(1, "initialize"), request(2, "shutdown")}, "1 2 -> 1\n"},
+      {{request(1, "shutdown"), request(2, "initialize"), kExit}, "1:-32002 2 -> 1\n"},
+      {{request(1, "initialize"), request(2, "initialize"), request(3, "x"), kExit}, "1 2:-32600 3:-32601 -> 1\n"},
+      {{request(1, "initialize"), request(2, "shutdown"), request(3, "shutdown"), kExit}, "1 2 3:-32600 -> 0\n"},
+  };
+  for (const auto& row : kRows) {
+    const TempDir dir;
+    std::string input;
+    for (const std::string& message : row.messages) {
+      input += "Content-Length: " + std::to_string(message.size()) + "\r\n\r\n" + message;
+    }
+    dir.write("input", input);
+    MessageReader reader;
+    const std::string output = OutputOf(dir.path(), "kestrix lsp <input");
+    reader.append(output);
+    std::string told;
+    std::string message;
+    while (reader.next(message) == MessageReader::Next::kMessage) {
+      Json::Value answer;
+      EXPECT_TRUE(ReadJson(message, answer)) << message;
+      told +=
+          answer["id"].asString() + (answer.isMember("error") ? ":" + answer["error"]["code"].asString() : "") + " ";
+    }
+    EXPECT_EQ(row.told, told + output.substr(output.rfind("-> "))) << input;
+  }
+}
+
 TEST(TextDocument, CountsAsTheClientDoes) {
   // One byte, two, three, and four, which are two units of UTF-16; then a byte that is no character.
   const std::string text =
@@ -230,6 +281,20 @@ TEST_F(Edited, FindingsAreToldWhereTheyAre) {
     const std::string hover = HoverAt(spot, {}, {row.problem})["contents"]["value"].asString();
     EXPECT_EQ(row.isTold, hover.find("**rule-shadowed**") != std::string::npos) << hover;
     EXPECT_EQ(row.isTold, !ActionsOf(project_, FileKind::kMatch, {at, at}, {row.problem}).empty());
+  }
+}
+
+TEST_F(Edited, ValuesAreShownInTheLinesThatAreSeen) {
+  Survey survey;
+  survey.values = {{{"K_x_1", "head.v_a"}, "one"}, {{"K_x_1", "head.v_b"}, "two"}, {{"K_x_1", "tail.v_a"}, "three"}};
+  const size_t first = behind(FileKind::kMatch, "A (.*)\"").offset;
+  const size_t last = behind(FileKind::kMatch, "B (.*)\"").offset;
+  const struct {
+    Span range;
+    Json::ArrayIndex count;
+  } kRows[] = {{{0, 9999}, 4}, {{first, last}, 2}, {{first + 1, last}, 1}, {{first, last - 1}, 1}};
+  for (const auto& [range, count] : kRows) {
+    EXPECT_EQ(count, HintsOf(project_, FileKind::kMatch, range, survey).size()) << range.begin << "-" << range.end;
   }
 }
 
