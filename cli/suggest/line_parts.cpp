@@ -218,22 +218,11 @@ bool IsKept(const LinePart& part, Strictness strictness) {
          (part.kind == PartKind::kNumber && strictness >= Strictness::kNumbers);
 }
 
-// The longest stretch of `text` that holds no part of a mark.
-std::string_view WithoutMarks(std::string_view text) {
-  std::string_view longest;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('@'), text.size());
-    if (end > longest.size()) longest = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return longest;
-}
-
 std::string JoinedTerms(const std::vector<std::string_view>& runs) {
   std::string keyWords;
   for (std::string_view run : runs) {
-    run = WithoutMarks(run);
-    if (LettersIn(run) < kMinTermLetters || !IsUtf8(run)) continue;
+    run = UsableIn(run);
+    if (LettersIn(run) < kMinTermLetters) continue;
     if (!keyWords.empty()) keyWords += kAndMark;
     keyWords += run;
   }
@@ -292,6 +281,19 @@ std::string KeyWordsFor(std::string_view line, const LineParts& parts, Strictnes
     return ExceptionKeyWords(line.substr(name.begin, name.end - name.begin));
   }
   return ShapeOf(line, parts);
+}
+
+std::string_view UsableIn(std::string_view text) {
+  std::string_view longest;
+  size_t begin = 0;
+  for (size_t pos = 0; pos < text.size();) {
+    const size_t length = CharacterLength(text.substr(pos));
+    const bool isUsable = length > 0 && text[pos] != '@';
+    pos += std::max<size_t>(length, 1);
+    if (!isUsable) begin = pos;
+    if (pos - begin > longest.size()) longest = text.substr(begin, pos - begin);
+  }
+  return longest;
 }
 
 std::string Escaped(std::string_view text) {

@@ -34,6 +34,9 @@ enum class Strictness { kWords, kNames, kNumbers };
 // Keywords that select the line; empty when nothing in it would do.
 std::string KeyWordsFor(std::string_view line, const LineParts& parts, Strictness strictness);
 
+// The longest stretch of `text` that a rule can hold: UTF-8, and no part of a mark.
+std::string_view UsableIn(std::string_view text);
+
 // `text` as an expression that takes just it.
 std::string Escaped(std::string_view text);
 

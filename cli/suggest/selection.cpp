@@ -191,8 +191,8 @@ class DraftMaker {
   static void addWords(std::string_view line, const LineParts& parts, DraftRule& rule) {
     std::string_view words = line.substr(parts.bodyBegin);
     if (!parts.parts.empty()) words = words.substr(0, parts.parts.front().begin - parts.bodyBegin);
-    const size_t mark = std::min(words.find('@'), words.size());
-    if (mark > 0) rule.params.emplace_back("v_text", "(" + Escaped(words.substr(0, mark)) + ")");
+    words = UsableIn(words);
+    if (!words.empty()) rule.params.emplace_back("v_text", "(" + Escaped(words) + ")");
   }
 
   void setDependencies() {

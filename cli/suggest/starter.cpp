@@ -72,7 +72,6 @@ class StarterMaker {
     if (number > kMaxDrafts) return false;
     std::vector<Draft> all = made_.drafts;
     for (Suggestion& suggestion : Suggest({path, range, eventType, {}, ""})) {
-      if (suggestion.taking.result.empty()) continue;
       const std::string name = eventType + "_" + std::to_string(number);
       suggestion.draft.featureId = "KX_" + name;
       suggestion.draft.entryKey = "featureFrame_" + name;

@@ -192,7 +192,7 @@ std::vector<Suggestion> Suggest(const SuggestRequest& request) {
     suggestions[i].against.assign(first + 1, first + static_cast<std::ptrdiff_t>(logs));
     Judge(selection, range, suggestions[i]);
   }
-  std::erase_if(suggestions, [](const Suggestion& suggestion) { return suggestion.taking.lineCount() == 0; });
+  std::erase_if(suggestions, [](const Suggestion& suggestion) { return suggestion.taking.result.empty(); });
   std::stable_sort(suggestions.begin(), suggestions.end(),
                    [](const Suggestion& a, const Suggestion& b) { return RankOf(a) < RankOf(b); });
   return suggestions;

@@ -37,7 +37,7 @@ struct SuggestRequest {
   std::string configDir;  // existing rules, whose names are not used again; may be empty
 };
 
-// The best first; those that take nothing are not among them. Throws InputError.
+// The best first; those without a result are not among them. Throws InputError.
 std::vector<Suggestion> Suggest(const SuggestRequest& request);
 
 // Of a log that may be compressed. Throws InputError.

@@ -35,6 +35,7 @@ TEST(PartsOf, TellsWordsFromValues) {
       {"a repeated name", "at 10 at 20", "at @&@ at ", "at at_2"},
       {"a value that no words tell apart", "at 10 at 10 at 20", "at @&@ at @&@ at ", "at at_2 at_3"},
       {"a word that begins with a digit", "4th=5", "4th=", "number"},
+      {"bytes that are no text", "\xff\xfe worse \xc3 bad 7 byte", " worse @&@ byte", "bad"},
       {"nothing", "", "", ""},
   };
   for (const auto& row : kLines) {
@@ -58,6 +59,7 @@ using Lines = std::vector<std::string_view>;
 TEST(SelectionOf, NotesTheLineInFrontOfTheStack) {
   const Lines kFrames = {"#00 pc 00012a40 /lib/a.so (a+64)", "#01 pc 00012b80 /lib/a.so (b+8)"};
   Lines many(15, "a line of many");
+  many.front() = "Fatal signal 6";
   many.back() = "backtrace:";
   const struct {
     const char* what;
