@@ -177,10 +177,10 @@ class Analysis {
   bool reachesSkipLimit(Scan& scan);
   static LineFate fateOf(const Scan& scan, const TextLine& line);
   static bool examines(const Scan& scan, const TextLine& line) { return fateOf(scan, line) == LineFate::kExamined; }
-  bool tellsEveryLine() const { return observer_ != nullptr && observer_->wantsEveryLine(); }
-  void tellLine(const Scan& scan, const TextLine& line, LineFate fate) const;
-  void tellMatch(const Scan& scan, const FeatureRule& rule) const;
-  void tellEnd(ScanEnd reason) const;
+  bool reportsEveryLine() const { return observer_ != nullptr && observer_->wantsEveryLine(); }
+  void reportLine(const Scan& scan, const TextLine& line, LineFate fate) const;
+  void reportMatch(const Scan& scan, const FeatureRule& rule) const;
+  void reportEnd(ScanEnd reason) const;
   void makeCurrent(Scan& scan, const TextLine& line);
   FeatureRule* firstMatch(Scan& scan);
   void noteFilled(Scan& scan, size_t index) const;

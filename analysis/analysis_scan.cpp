@@ -76,26 +76,26 @@ void Analysis::scanLines(Scan& scan) {
   beginTurns(scan);
   while (true) {
     planScan(scan);
-    if (mayLeaveOutLines(scan) && !skipLines(scan)) return tellEnd(ScanEnd::kSkipLimit);
+    if (mayLeaveOutLines(scan) && !skipLines(scan)) return reportEnd(ScanEnd::kSkipLimit);
     if (scan.pos >= scan.reader.size()) break;
     const TextLine line = scan.takeLine();
     const LineFate fate = fateOf(scan, line);
-    if (tellsEveryLine()) tellLine(scan, line, fate);
+    if (reportsEveryLine()) reportLine(scan, line, fate);
     if (fate != LineFate::kExamined) continue;
     makeCurrent(scan, line);
     const size_t recordCount = recordCount_;
     if (FeatureRule* rule = firstMatch(scan)) {
-      tellMatch(scan, *rule);
+      reportMatch(scan, *rule);
       takeLines(scan, *rule);
       if (recordCount_ == recordCount) scan.vain.add(1);
       scan.left = scan.skipStep;
       scan.unmatchedFrom = scan.pos;
     } else if (--scan.left == 0 && reachesSkipLimit(scan)) {
-      return tellEnd(ScanEnd::kSkipLimit);
+      return reportEnd(ScanEnd::kSkipLimit);
     }
-    if (frame_->rules.empty()) return tellEnd(ScanEnd::kNoRuleLeft);
+    if (frame_->rules.empty()) return reportEnd(ScanEnd::kNoRuleLeft);
   }
-  tellEnd(ScanEnd::kEndOfLog);
+  reportEnd(ScanEnd::kEndOfLog);
   scan.ranOut = true;
 }
 
@@ -129,7 +129,7 @@ void Analysis::setTurn(Scan& scan, size_t index) const {
 // Between two lines: follows what the last one has changed, and makes the filter once the log proves long enough.
 void Analysis::planScan(Scan& scan) {
   if (!newNames_.empty()) followNames(scan);
-  if (tellsEveryLine() || frame_->rules.empty()) return;
+  if (reportsEveryLine() || frame_->rules.empty()) return;
   if (scan.filter == nullptr) {
     if (scan.pos < scan.reader.size() && isWorthFilter(scan)) makeFilter(scan);
   } else if (scan.vain.isMuch() && scan.shared == nullptr) {
@@ -248,28 +248,28 @@ LineFate Analysis::fateOf(const Scan& scan, const TextLine& line) {
   return IsEmptyOrIndented(scan.reader.view(line)) ? LineFate::kIndented : LineFate::kExamined;
 }
 
-void Analysis::tellLine(const Scan& scan, const TextLine& line, LineFate fate) const {
+void Analysis::reportLine(const Scan& scan, const TextLine& line, LineFate fate) const {
   if (observer_ == nullptr) return;
   std::string text;
   scan.reader.copy(line, text);
   observer_->onLine(text, line.begin, fate);
 }
 
-// To an observer that has not been told of the line and the trials on it.
-void Analysis::tellMatch(const Scan& scan, const FeatureRule& rule) const {
-  if (observer_ == nullptr || tellsEveryLine()) return;
-  tellLine(scan, scan.current, LineFate::kExamined);
+// For an observer to which the line and the trials on it have not been reported.
+void Analysis::reportMatch(const Scan& scan, const FeatureRule& rule) const {
+  if (observer_ == nullptr || reportsEveryLine()) return;
+  reportLine(scan, scan.current, LineFate::kExamined);
   observer_->onRule(rule, RuleOutcome::kSelects);
 }
 
-void Analysis::tellEnd(ScanEnd reason) const {
+void Analysis::reportEnd(ScanEnd reason) const {
   if (observer_ != nullptr) observer_->onScanEnd(reason);
 }
 
 void Analysis::makeCurrent(Scan& scan, const TextLine& line) {
   scan.current = line;
   scan.reader.copy(line, curLine_);
-  // What a stream tells as the position behind a last line without a line feed is -1.
+  // What a stream gives as the position behind a last line without a line feed is -1.
   const std::streamoff behind = line.hasLineFeed() ? static_cast<std::streamoff>(line.next) : -1;
   curPosition_ = static_cast<int32_t>(behind - static_cast<std::streamoff>(curLine_.size()) - 1);
 }
@@ -282,7 +282,7 @@ FeatureRule* Analysis::firstMatch(Scan& scan) {
   for (size_t i = 0; i < scan.turns.size(); ++i) {
     const auto [rule, wait] = scan.turns[i];
     if (rule == nullptr) continue;
-    if (tellsEveryLine() || wait == Turn::Wait::kTrial) {
+    if (reportsEveryLine() || wait == Turn::Wait::kTrial) {
       const RuleOutcome outcome = judge(*rule);
       if (wait == Turn::Wait::kTrial) noteFilled(scan, i);
       if (outcome == RuleOutcome::kSelects) return rule;
@@ -317,7 +317,7 @@ void Analysis::takeLines(Scan& scan, FeatureRule& rule) {
       break;
     }
     const TextLine line = scan.takeLine();
-    tellLine(scan, line, LineFate::kSpanned);
+    reportLine(scan, line, LineFate::kSpanned);
     makeCurrent(scan, line);
     // Such a line is not kept.
     if (line.size() > kMaxLineLen) settleLastValues();
@@ -351,6 +351,6 @@ RuleOutcome Analysis::judge(FeatureRule& rule) const {
   } else if (isKeyWordsMatch(curLine_, rule)) {
     outcome = RuleOutcome::kSelects;
   }
-  if (tellsEveryLine()) observer_->onRule(rule, outcome);
+  if (reportsEveryLine()) observer_->onRule(rule, outcome);
   return outcome;
 }

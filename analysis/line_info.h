@@ -8,7 +8,7 @@
 // A text taken from a line of the log, and where that line starts.
 struct LineInfo {
   // Offset of the line's first byte in the log. A last line without a line feed has -(its length + 2) instead, because
-  // the stream tells no position at its end.
+  // the stream gives no position at its end.
   int32_t position = 0;
   std::string line;  // the text taken, not the whole line
 };

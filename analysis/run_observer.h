@@ -30,14 +30,14 @@ class RunObserver {
  public:
   virtual ~RunObserver() = default;
 
-  // True: the scan tries every rule on every line, without a filter, and tells of each. False: it is as fast as without
-  // an observer, and tells of the lines that rules select or span, and of the rule that selects, only.
+  // True: the scan tries every rule on every line, without a filter, and reports each. False: it is as fast as without
+  // an observer, and reports the lines that rules select or span, and the rule that selects, only.
   virtual bool wantsEveryLine() const { return true; }
 
   // --- One run: a feature's rules over a log ---
 
-  // A run begins; it erases from `frame`, and fills variables in it, as it goes on. Until its last template is told,
-  // `run` may be asked for its records and how it judges copies of rules.
+  // A run begins; it erases from `frame`, and fills variables in it, as it goes on. Until its last template is
+  // reported, `run` may be asked for its records and how it judges copies of rules.
   virtual void onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& run) = 0;
 
   // The log cannot be read: the run ends without result.
@@ -61,7 +61,7 @@ class RunObserver {
   // A template asks for the record `name`: null when there is none. `value` is what it contributes.
   virtual void onContribution(const std::string& name, const Record* record, const std::string& value) = 0;
 
-  // All contributions of a template are told. An empty value makes no key.
+  // All contributions of a template are reported. An empty value makes no key.
   virtual void onTemplate(const std::string& key, const std::string& templateText, const std::string& value) = 0;
 
   // --- The whole call ---

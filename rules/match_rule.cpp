@@ -50,7 +50,7 @@ void MatchRule::parseRule(const std::string& logPath, const Json::Value& root, c
     size_t piles = 0;
     for (const std::string& id : splitFeatureIds(entry)) {
       if (!isFeatureMatched(eventType, id) || !isPathMatched(logPath, dirOrFile, subcataLog, path)) continue;
-      // Read for each id, since the log tells for each what is odd about the entry.
+      // Read for each id, since what is logged says for each what is odd about the entry.
       FeatureFrame frame;
       frame.logPath = path;
       frame.skip = entry["skip"].asInt();

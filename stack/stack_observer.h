@@ -29,7 +29,7 @@ class StackObserver {
   // a line counts: a frame that is ignored may turn out to be in a block of noise.
   virtual void onFrame(size_t line, const std::string& name, FrameFate fate) = 0;
 
-  // All lines of a block are told, so many frames of which stand in it.
+  // All lines of a block are reported, so many frames of which stand in it.
   virtual void onBlock(size_t frames) = 0;
 
   // The lines that the limit leaves in the filtered stack, in its order.

@@ -52,7 +52,7 @@ bool FileUtil::PathToRealPath(const std::string& path, std::string& realPath) {
 bool FileUtil::LoadStringFromFile(const std::string& path, std::string& content) {
   const int fd = OpenForReading(path);
   if (fd < 0) return false;
-  // A pipe or device cannot seek and tells no size: it is read as far as it goes, up to the same limit.
+  // A pipe or device cannot seek and reports no size: it is read as far as it goes, up to the same limit.
   const off_t size = lseek(fd, 0, SEEK_END);
   lseek(fd, 0, SEEK_SET);
   std::string loaded;

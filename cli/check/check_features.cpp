@@ -30,7 +30,7 @@ void CheckDirectory(const RuleModel& model, const PlacedEntry& entry, Findings& 
   }
 }
 
-// Whether one log can be accepted by both entries; true also where that cannot be told.
+// Whether one log can be accepted by both entries; true also where that cannot be decided.
 bool MayMeet(const PlacedEntry& a, const PlacedEntry& b) {
   const auto pathsOf = [](const PlacedEntry& entry) {
     std::vector<std::optional<TextSet>> sets;

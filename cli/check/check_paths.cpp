@@ -197,7 +197,7 @@ class PathCheck {
     return false;
   }
 
-  // What can be seen at the text of an alternative; true when no log passes by it, or that cannot be told any more.
+  // What can be seen at the text of an alternative; true when no log passes by it, or that cannot be decided any more.
   bool checkText(const PlacedEntry& entry, const Piece& alternative) {
     const PlacedText& paths = entry.subcataLog;
     const std::string& text = alternative.text;
@@ -296,7 +296,7 @@ class PathCheck {
   }
 
   // Whether a path of that form passes: one that the last expression takes and none of those in front of it, or one
-  // that is written in the rule letter for letter. True also where that cannot be told.
+  // that is written in the rule letter for letter. True also where that cannot be decided.
   static bool hasPath(const char* form, const std::vector<std::string>& expressions) {
     std::vector<std::optional<TextSet>> sets{TextSet::matchedBy(form), TextSet::foundBy(kDotStep)};
     for (const std::string& expression : expressions) {

@@ -96,7 +96,7 @@ void PrintList(const std::string& what, const std::vector<std::string>& dirs, st
     try {
       AppendFrom(dir, what, words);
     } catch (const InputError&) {
-      continue;  // the command itself will tell
+      continue;  // the command itself will report it
     }
   }
   for (const std::string& word : words) {

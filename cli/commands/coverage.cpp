@@ -30,7 +30,7 @@ struct Options {
   std::string file;  // empty: standard output
 };
 
-constexpr size_t kMaxShapes = 20;                 // of lines, that are told to people
+constexpr size_t kMaxShapes = 20;                 // of lines, that people are shown
 constexpr size_t kMaxExamined = 16;               // logs of each event type that are asked why rules did not fire...
 constexpr size_t kMaxExaminedBytes = 256 * 1024;  // ...and bytes of all of them, one of each type aside
 
@@ -135,7 +135,7 @@ void Print(const RuleUseTable& table, const Counts& counts, const Options& optio
   }
 }
 
-// Takes in what the workers tell of the logs, one after the other.
+// Takes in what the workers report of the logs, one after the other.
 class Collector {
  public:
   explicit Collector(const Options& options)
@@ -173,7 +173,7 @@ class Collector {
       return WorkerPool::Next::kRequest;
     };
     RunInWorkers(
-        workers, source, [checkPath](const LogRun& run) { return TellIdleRules(run, checkPath); },
+        workers, source, [checkPath](const LogRun& run) { return ReportIdleRules(run, checkPath); },
         [this](const LogRun& run, const Reply& reply) {
           if (reply.fault.empty()) table_.addReasons(run.log, reply.fields);
         });
@@ -195,7 +195,7 @@ ExitStatus Run(const Options& options) {
   CheckRuleFiles(options.configDir);
   Collector collector(options);
   const RulePlaces& places = collector.table().places();
-  const auto tell = [&places](const LogRun& run) { return TellRuleUse(run, places); };
+  const auto tell = [&places](const LogRun& run) { return ReportRuleUse(run, places); };
   const auto add = [&collector](const LogEntry& log, const std::vector<Reply>& replies) {
     collector.add(log, replies[0]);
   };

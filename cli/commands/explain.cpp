@@ -11,8 +11,8 @@
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
 #include "cli/explain/json_story.h"
+#include "cli/explain/make_story.h"
 #include "cli/explain/page_story.h"
-#include "cli/explain/tell_story.h"
 #include "cli/explain/text_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
@@ -114,7 +114,7 @@ void Print(const Story& story, const Options& options, bool inColour, std::ostre
 }
 
 // The stories of all event types that come into question.
-std::vector<Story> TellStories(Question question, const Options& options) {
+std::vector<Story> MakeStories(Question question, const Options& options) {
   std::vector<std::string> types = EventTypesToTry(question.eventType, question.configDir);
   const std::vector<std::string> tried = types;
   if (types.size() > 1 && question.rule.empty()) types = FindingMost(types, question);
@@ -126,7 +126,7 @@ std::vector<Story> TellStories(Question question, const Options& options) {
   std::vector<Story> stories;
   for (const std::string& type : types) {
     question.eventType = type;
-    stories.push_back(TellStory(question));
+    stories.push_back(MakeStory(question));
   }
   if (!question.rule.empty()) KeepThoseWithRule(question.rule, tried, stories);
   return stories;
@@ -156,7 +156,7 @@ ExitStatus Run(const Options& options) {
   if (options.line > 0) question.line = options.line;
   if (options.format == "html" && !options.asPageData) question.verdicts = kMaxPageVerdicts;
   PrepareLibrary(question.hasPathTests);
-  const std::vector<Story> stories = TellStories(question, options);
+  const std::vector<Story> stories = MakeStories(question, options);
   PrintTo(options.file, [&](bool inColour, std::ostream& out) { PrintAll(stories, options, inColour, out); });
   ExitStatus status = kNegative;
   for (const Story& story : stories) {

@@ -8,7 +8,7 @@
 
 #include "cli/commands/commands.h"
 #include "cli/commands/shared_options.h"
-#include "cli/explain/tell_story.h"
+#include "cli/explain/make_story.h"
 #include "cli/explain/text_story.h"
 #include "cli/fleet/case_report.h"
 #include "cli/fleet/golden_case.h"
@@ -60,8 +60,8 @@ std::string Difference(const TextMap& expected, const TextMap& actual, const std
   return text.str();
 }
 
-// What leads to the value of each key, by index of the case; told in workers, as the analysis that it watches may end
-// its process.
+// What leads to the value of each key, by index of the case; found out in workers, as the analysis that it watches may
+// end its process.
 std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, const std::map<size_t, std::string>& keys,
                                         const Options& options) {
   std::vector<size_t> indexes;
@@ -72,7 +72,7 @@ std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, co
   }
   const auto tell = [&keyOfLog](const LogRun& run) {
     const LogFile file(run.log.path);
-    const Story story = TellStory({.logName = run.log.path,
+    const Story story = MakeStory({.logName = run.log.path,
                                    .configDir = run.config,
                                    .eventType = run.log.event,
                                    .as = run.log.as,

@@ -25,7 +25,7 @@ std::string WhyTaken(const Story& story, const PlacedEntry& entry) {
   return "event type and path fit";
 }
 
-IdStory TellId(const Story& story, const RulePlaces& places, const PlacedEntry& entry, const PlacedId& id) {
+IdStory MakeIdStory(const Story& story, const RulePlaces& places, const PlacedEntry& entry, const PlacedId& id) {
   IdStory idStory{id.id, places.inMatchFile(id.span), false, ""};
   idStory.isTaken = IsTaken({story.logPath, story.isStandIn ? story.logFile : ""}, story.eventType, entry, id);
   if (idStory.isTaken) {
@@ -48,7 +48,7 @@ bool IsTaken(const AnalyzedLog& log, const std::string& eventType, const PlacedE
          library.isPathMatched(log.path, entry.dirOrFile.text(), entry.subcataLog.text(), read);
 }
 
-std::vector<EntryStory> TellEntries(const Story& story, const RulePlaces& places, TriedEntry& tried) {
+std::vector<EntryStory> MakeEntryStories(const Story& story, const RulePlaces& places, TriedEntry& tried) {
   std::vector<EntryStory> entries;
   for (const PlacedEntry& entry : places.model().entries) {
     EntryStory entryStory{entry.key, places.ofEntry(entry), "", {}};
@@ -58,7 +58,7 @@ std::vector<EntryStory> TellEntries(const Story& story, const RulePlaces& places
     } else if (entry.ids.empty()) {
       entryStory.why = "it has no \"featureId\"";
     } else {
-      for (const PlacedId& id : entry.ids) entryStory.ids.push_back(TellId(story, places, entry, id));
+      for (const PlacedId& id : entry.ids) entryStory.ids.push_back(MakeIdStory(story, places, entry, id));
     }
     entries.push_back(std::move(entryStory));
   }

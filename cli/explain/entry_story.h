@@ -18,6 +18,6 @@ struct TriedEntry {
 bool IsTaken(const AnalyzedLog& log, const std::string& eventType, const PlacedEntry& entry, const PlacedId& id);
 
 // Which frame entries and feature ids are taken, and why not the others. `tried` is kept up to date.
-std::vector<EntryStory> TellEntries(const Story& story, const RulePlaces& places, TriedEntry& tried);
+std::vector<EntryStory> MakeEntryStories(const Story& story, const RulePlaces& places, TriedEntry& tried);
 
 #endif  // CLI_EXPLAIN_ENTRY_STORY_H

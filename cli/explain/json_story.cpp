@@ -274,7 +274,7 @@ Json::Value TemplateOriginNode(const Story& story, const TemplateOrigin& origin)
 }  // namespace
 
 Json::Value KeyAsJson(const Story& story, const std::string& key) {
-  const KeyStory keyStory = TellKey(story, key);
+  const KeyStory keyStory = MakeKeyStory(story, key);
   Json::Value node;
   node["key"] = Text(keyStory.key);
   node["value"] = keyStory.value.empty() ? Json::Value() : Text(keyStory.value);

@@ -149,7 +149,7 @@ std::string SourceOf(const Story& story, const std::string& key) {
 
 }  // namespace
 
-KeyStory TellKey(const Story& story, const std::string& key) {
+KeyStory MakeKeyStory(const Story& story, const std::string& key) {
   KeyStory keyStory;
   keyStory.key = key;
   keyStory.source = SourceOf(story, key);

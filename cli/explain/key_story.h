@@ -44,7 +44,7 @@ struct KeyStory {
 };
 
 // Refers into the story.
-KeyStory TellKey(const Story& story, const std::string& key);
+KeyStory MakeKeyStory(const Story& story, const std::string& key);
 
 // The keys that a call may give: those of its templates, and those that the stack filter makes.
 std::vector<std::string> KeysOf(const Story& story);

@@ -50,7 +50,7 @@ Counts CountLines(std::string_view log) {
 
 }  // namespace
 
-std::vector<std::string> TellHealth(std::string_view log) {
+std::vector<std::string> RemarksOn(std::string_view log) {
   if (log.empty()) return {"the log is empty: nothing can be found"};
   std::vector<std::string> remarks;
   const bool isUtf16 = log.starts_with("\xff\xfe") || log.starts_with("\xfe\xff");

@@ -305,7 +305,7 @@ class LogView {
     this.linked = new Set(linked);
     this.redraw();
     if (last) this.scrollTo(last);
-    this.tellFound();
+    this.reportFound();
   }
 
   scrollTo(line) {
@@ -342,10 +342,10 @@ class LogView {
     this.found = this.wanted && !/^:\d*$/.test(text) ? this.lines.find(this.wanted) : [];
     if (!this.found.length) this.wanted = "";
     this.redraw();
-    this.tellFound();
+    this.reportFound();
   }
 
-  tellFound() {
+  reportFound() {
     const at = this.found.indexOf(this.picked) + 1;
     const text = byId("wanted").value;
     byId("found").textContent = !text || text.startsWith(":") ? ""

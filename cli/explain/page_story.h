@@ -17,7 +17,7 @@ void PrintStoryAsPage(const Story& story, std::ostream& out);
 // What such a page is drawn from.
 Json::Value StoryAsPageData(const Story& story);
 
-// A page that is drawn from data that it fetches: "live" of its own data tells from where.
+// A page that is drawn from data that it fetches: "live" of its own data says from where.
 void PrintLivePage(const Json::Value& live, std::ostream& out);
 
 #endif  // CLI_EXPLAIN_PAGE_STORY_H

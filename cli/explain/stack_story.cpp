@@ -20,9 +20,9 @@ FrameForm FormOf(const std::string& line) {
 }
 
 // Writes what the stack filter decides into a story.
-class StackTeller : public StackObserver {
+class StackReporter : public StackObserver {
  public:
-  explicit StackTeller(StackStory& stack) : stack_(stack) {}
+  explicit StackReporter(StackStory& stack) : stack_(stack) {}
 
   void onLine(std::string_view line) override {
     FrameStory frame;
@@ -91,7 +91,7 @@ void FindLines(StackStory& stack, const Story& story, const RunStory& run, const
 
 }  // namespace
 
-std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs) {
+std::optional<StackStory> MakeStackStory(const Story& story, const RunReporter& runs) {
   const auto trace = runs.merged().find(kStackKey);
   const RunStory* run = nullptr;
   const TemplateStory* origin = FindTemplate(story, run);
@@ -99,9 +99,9 @@ std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs) {
   StackStory stack;
   stack.featureId = run->featureId;
   stack.lineCount = LinesOf(trace->second).size();
-  StackTeller teller(stack);
+  StackReporter reporter(stack);
   std::vector<std::string> names;
-  stack.filtered = ObserveFilterTrace(trace->second, names, teller);
+  stack.filtered = ObserveFilterTrace(trace->second, names, reporter);
   if (origin->contributions.size() == 1) {
     const std::string& record = origin->contributions.front().record;
     FindLines(stack, story, *run, record, runs.stackPatternOf(run->featureId, record));

@@ -3,10 +3,10 @@
 
 #include <optional>
 
-#include "cli/explain/run_teller.h"
+#include "cli/explain/run_reporter.h"
 #include "cli/explain/story.h"
 
 // What the filter makes of the "STACK" that the runs gave. Nothing without one.
-std::optional<StackStory> TellStack(const Story& story, const RunTeller& runs);
+std::optional<StackStory> MakeStackStory(const Story& story, const RunReporter& runs);
 
 #endif  // CLI_EXPLAIN_STACK_STORY_H

@@ -13,8 +13,8 @@
 #include "cli/rule_files/rule_places.h"
 #include "stack/stack_observer.h"
 
-// The whole story of one call of the library, for every form in which it is told. Texts are those of the log and of the
-// rule files, whatever bytes they hold. What grows with the log is kept in part: see FirstOf.
+// The whole story of one call of the library, for every form in which it is shown. Texts are those of the log and of
+// the rule files, whatever bytes they hold. What grows with the log is kept in part: see FirstOf.
 
 // The first few of many, and how many there were.
 template <typename T, size_t kMaxKept>
@@ -90,7 +90,7 @@ struct ParamStory {
   size_t offset = 0;                 // of the value in its line
   bool isStackPattern = false;       // "@T@": the line is noted, the value comes later
   std::string pattern = {};          // of one that was not found, its variables filled...
-  std::string why = {};              // ...and how far that got; told of the first few
+  std::string why = {};              // ...and how far that got; known of the first few
 };
 
 // A line that a rule selected.

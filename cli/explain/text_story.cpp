@@ -355,5 +355,5 @@ void PrintStoryAsText(const Story& story, bool inColour, std::ostream& out) {
 }
 
 void PrintKeyAsText(const Story& story, const std::string& key, bool inColour, std::ostream& out) {
-  TextWriter(story, inColour, out).printKey(TellKey(story, key));
+  TextWriter(story, inColour, out).printKey(MakeKeyStory(story, key));
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t kMaxSets = 20;  // that are told to people
+constexpr size_t kMaxSets = 20;  // that people are shown
 constexpr size_t kMaxMembers = 10;
 
 size_t LogsOf(const Group& group) { return group.count > 0 ? group.count : group.before; }

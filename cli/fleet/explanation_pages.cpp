@@ -5,8 +5,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "cli/explain/make_story.h"
 #include "cli/explain/page_story.h"
-#include "cli/explain/tell_story.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
 #include "cli/output/input_error.h"
@@ -28,7 +28,7 @@ std::string NameOf(const LogRun& run) {
 
 Fields WritePage(const LogRun& run, const ExplanationOptions& options) {
   const LogFile file(run.log.path);
-  const Story story = TellStory({.logName = run.log.path,
+  const Story story = MakeStory({.logName = run.log.path,
                                  .configDir = run.config,
                                  .eventType = run.log.event,
                                  .hasPathTests = options.checkPath,

@@ -26,7 +26,7 @@ extern const std::string_view kGroupsPageScript;
 
 namespace {
 
-constexpr size_t kMaxMergings = 3;     // that are told of a variant
+constexpr size_t kMaxMergings = 3;     // that are shown of a variant
 constexpr size_t kMaxCompared = 5000;  // groups, the largest, that are held against each other, or are on a page
 
 double ShareOf(size_t count, size_t all) {
@@ -178,7 +178,7 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
   return largest;
 }
 
-// What the page tells of a group; its examples take the next links.
+// What the page shows of a group; its examples take the next links.
 Json::Value ToPageJson(const Group& group, GroupReport& report, std::vector<std::string>::const_iterator& link,
                        const std::vector<std::string>& links) {
   Json::Value item = ToJson(group, report);

@@ -10,7 +10,7 @@
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/grouping.h"
 
-// The groups of a run, with what is told beside them.
+// The groups of a run, with what is shown beside them.
 struct GroupReport {
   GroupReport(Grouping by, size_t maxExamples, size_t maxFrames)
       : grouping(std::move(by)), table(maxExamples, maxFrames) {}
@@ -22,7 +22,7 @@ struct GroupReport {
   size_t empty = 0;    // stacks, whose fingerprint is none
   size_t failed = 0;
   bool stability = false;
-  bool like = false;                // tells which groups look alike, of the largest few thousand
+  bool like = false;                // names the groups that look alike, of the largest few thousand
   bool isSince = false;             // compared with an earlier run
   size_t groupedBefore = 0;         // logs of that
   ExplanationOptions explanations;  // of the logs that the page names

@@ -16,7 +16,7 @@
 // The frames of a filtered stack: its lines without the names of exceptions that head its blocks.
 std::vector<std::string> FramesOf(std::string_view stack);
 
-// Logs that have something in common. What is told of one log is that of the first in the order of the paths, so that
+// Logs that have something in common. What is shown of one log is that of the first in the order of the paths, so that
 // it does not depend on the order in which they came.
 struct Group {
   std::string value;

@@ -7,7 +7,7 @@
 #include "cli/fleet/group_table.h"
 #include "cli/fleet/grouping.h"
 
-// How a group is told.
+// How a group is shown.
 
 constexpr size_t kTopFrames = 3;  // below its name, where it was not made by more
 

@@ -10,7 +10,7 @@ class ListInput {
  public:
   static constexpr size_t kMaxItem = 1024 * 1024;  // bytes
 
-  // With `endsInZero` nothing has to be told: every item ends in a zero byte.
+  // With `endsInZero` nothing has to be found out: every item ends in a zero byte.
   explicit ListInput(bool endsInZero);
 
   // kWait: nothing can be said before more of standard input can be read.

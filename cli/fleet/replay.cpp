@@ -124,12 +124,12 @@ std::string FaultWithPlace(const LogRun& run, bool checkPath, const std::string&
     words.emplace_back("--check-path");
   }
   words.insert(words.end(), {"--", run.log.path});
-  const ProgramRun told = RunOwnProgram(words, "", [] { return false; });
-  return told.status == kBadInput ? FaultOf(told) : fault;
+  const ProgramRun explained = RunOwnProgram(words, "", [] { return false; });
+  return explained.status == kBadInput ? FaultOf(explained) : fault;
 }
 
 // In a worker.
-Fields AnalyzeOrTell(const LogRun& run, bool checkPath, const ReplayWork& work) {
+Fields AnalyzeOrReport(const LogRun& run, bool checkPath, const ReplayWork& work) {
   if (checkPath && run.log.as.empty() && run.log.error.empty()) CheckLogPlace(run.log.path);
   try {
     return work.analyze(run);
@@ -140,7 +140,7 @@ Fields AnalyzeOrTell(const LogRun& run, bool checkPath, const ReplayWork& work) 
   }
 }
 
-void TellRepeated(const LogList& logs) {
+void ReportRepeated(const LogList& logs) {
   const size_t count = logs.repeatedCount();
   if (count == 0) return;
   std::cerr << "kestrix: " << Counted(count, "log") << " came up again and " << (count == 1 ? "was" : "were")
@@ -218,7 +218,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     run.log.event = tried.back().events[next++ / configs.size()];
     return WorkerPool::Next::kRequest;
   };
-  const auto analyze = [&](const LogRun& run) { return AnalyzeOrTell(run, options.checkPath, work); };
+  const auto analyze = [&](const LogRun& run) { return AnalyzeOrReport(run, options.checkPath, work); };
   std::vector<Reply> replies;
   const auto sink = [&](const LogRun& run, const Reply& reply) {
     replies.push_back(reply);
@@ -226,7 +226,7 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
     if (replies.size() < tried.front().events.size() * configs.size()) return;
     const bool isFaulty =
         std::any_of(replies.begin(), replies.end(), [](const Reply& each) { return !each.fault.empty(); });
-    if (isFaulty || sharesTerminal) progress.hide();  // faults may be told on standard error
+    if (isFaulty || sharesTerminal) progress.hide();  // faults may be reported on standard error
     HandOver(tried.front(), replies, work);
     show();
     replies.clear();
@@ -238,5 +238,5 @@ void Replay(const ReplayOptions& options, const std::vector<std::string>& config
   });
   if (logs.count() == 0) throw InputError("standard input", "the list names no log");
   progress.hide();
-  TellRepeated(logs);
+  ReportRepeated(logs);
 }

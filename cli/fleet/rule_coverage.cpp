@@ -5,7 +5,7 @@
 #include <set>
 
 #include "cli/check/wrong_type.h"
-#include "cli/explain/tell_story.h"
+#include "cli/explain/make_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
@@ -50,13 +50,13 @@ const std::pair<const std::string, Idleness>* RuleUse::mainReason() const {
   return most == reasons.end() ? nullptr : &*most;
 }
 
-Fields TellRuleUse(const LogRun& run, const RulePlaces& places) {
+Fields ReportRuleUse(const LogRun& run, const RulePlaces& places) {
   if (!run.log.error.empty()) throw InputError(run.log.path, run.log.error);
   const LogFile file(run.log.path);
   const AnalyzedLog log = file.at(run.log.as);
-  UseTeller teller(log, run.log.event, places);
-  AnalyzeOrThrow(log, {run.config, WrongTypeInRules}, run.log.event, &teller);
-  const LogUse& use = teller.use();
+  UseReporter reporter(log, run.log.event, places);
+  AnalyzeOrThrow(log, {run.config, WrongTypeInRules}, run.log.event, &reporter);
+  const LogUse& use = reporter.use();
   Fields rows;
   for (const RuleKey& rule : use.fired) Append({kFired, rule.featureId, rule.place, rule.name}, rows);
   const std::unique_ptr<ByteSource> source = use.logPath.empty() ? nullptr : OpenLog(use.logPath);
@@ -70,11 +70,11 @@ Fields TellRuleUse(const LogRun& run, const RulePlaces& places) {
   return rows;
 }
 
-bool IsAnyRuleUsed(const Fields& told) { return !told.empty() && told.front() == kFired; }
+bool IsAnyRuleUsed(const Fields& report) { return !report.empty() && report.front() == kFired; }
 
-Fields TellIdleRules(const LogRun& run, bool checkPath) {
+Fields ReportIdleRules(const LogRun& run, bool checkPath) {
   const LogFile file(run.log.path);
-  const Story story = TellStory({.logName = run.log.path,
+  const Story story = MakeStory({.logName = run.log.path,
                                  .configDir = run.config,
                                  .eventType = run.log.event,
                                  .hasPathTests = checkPath,
@@ -82,12 +82,12 @@ Fields TellIdleRules(const LogRun& run, bool checkPath) {
                                  .logFile = file.path()},
                                 KeptRules(run.config));
   Fields rows;
-  for (const RunStory& told : story.runs) {
-    for (const RuleStory& rule : told.rules) {
+  for (const RunStory& runStory : story.runs) {
+    for (const RuleStory& rule : runStory.rules) {
       if (rule.selected.count > 0) {
-        Append({kFired, told.featureId, TextOf(rule.place), rule.name}, rows);
+        Append({kFired, runStory.featureId, TextOf(rule.place), rule.name}, rows);
       } else {
-        Append({kIdle, told.featureId, TextOf(rule.place), rule.name, WhyIdle(told, rule)}, rows);
+        Append({kIdle, runStory.featureId, TextOf(rule.place), rule.name, WhyIdle(runStory, rule)}, rows);
       }
     }
   }
@@ -115,23 +115,23 @@ RuleUseTable::RuleUseTable(const std::string& configDir, const std::string& even
   }
 }
 
-void RuleUseTable::add(const LogEntry& log, const Fields& told) {
+void RuleUseTable::add(const LogEntry& log, const Fields& report) {
   std::set<RuleKey> fired;
-  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    if (told[i] == kFired) fired.insert({told[i + 1], told[i + 2], told[i + 3]});
+  for (size_t i = 0; i + kRowSize <= report.size(); i += kRowSize) {
+    if (report[i] == kFired) fired.insert({report[i + 1], report[i + 2], report[i + 3]});
   }
-  addUntaken(log, untakenIn(log, told));
+  addUntaken(log, untakenIn(log, report));
   for (RuleUse& rule : rules_) {
     if (rule.eventType == log.event) ++(fired.contains(rule.key) ? rule.fired : rule.idle);
   }
 }
 
-RuleUseTable::ShapeMap RuleUseTable::untakenIn(const LogEntry& log, const Fields& told) {
+RuleUseTable::ShapeMap RuleUseTable::untakenIn(const LogEntry& log, const Fields& report) {
   ShapeMap shapes;
-  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    if (told[i] == kFired) continue;
-    const LineShape shape{told[i + 1], told[i + 2]};
-    shapes[shape] = {shape, std::stoul(told[i + 3]), 1, log.path + ":" + told[i + 4]};
+  for (size_t i = 0; i + kRowSize <= report.size(); i += kRowSize) {
+    if (report[i] == kFired) continue;
+    const LineShape shape{report[i + 1], report[i + 2]};
+    shapes[shape] = {shape, std::stoul(report[i + 3]), 1, log.path + ":" + report[i + 4]};
   }
   return shapes;
 }
@@ -158,14 +158,14 @@ void RuleUseTable::addUntaken(const LogEntry& log, ShapeMap untaken) {
   last_ = log;
 }
 
-void RuleUseTable::addReasons(const LogEntry& log, const Fields& told) {
+void RuleUseTable::addReasons(const LogEntry& log, const Fields& report) {
   std::set<RuleKey> fired;
   std::map<RuleKey, std::string> whyByRule;
   std::map<std::string, std::string> whyById;
-  for (size_t i = 0; i + kRowSize <= told.size(); i += kRowSize) {
-    if (told[i] == kFired) fired.insert({told[i + 1], told[i + 2], told[i + 3]});
-    if (told[i] == kIdle) whyByRule[{told[i + 1], told[i + 2], told[i + 3]}] = told[i + 4];
-    if (told[i] == kRefused) whyById[told[i + 1]] = told[i + 2];
+  for (size_t i = 0; i + kRowSize <= report.size(); i += kRowSize) {
+    if (report[i] == kFired) fired.insert({report[i + 1], report[i + 2], report[i + 3]});
+    if (report[i] == kIdle) whyByRule[{report[i + 1], report[i + 2], report[i + 3]}] = report[i + 4];
+    if (report[i] == kRefused) whyById[report[i + 1]] = report[i + 2];
   }
   for (RuleUse& rule : rules_) {
     if (rule.eventType != log.event || fired.contains(rule.key)) continue;

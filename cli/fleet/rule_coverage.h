@@ -9,7 +9,7 @@
 
 #include "cli/fleet/log_run.h"
 #include "cli/fleet/untaken_lines.h"
-#include "cli/fleet/use_teller.h"
+#include "cli/fleet/use_reporter.h"
 #include "cli/fleet/worker_pool.h"
 #include "cli/rule_files/rule_places.h"
 
@@ -40,15 +40,15 @@ struct UntakenShape {
   std::string example;  // "<path>:<line>: <text>", from the first log
 };
 
-// What a worker tells of a log for a RuleUseTable: which rules fired, and the lines that none took.
-Fields TellRuleUse(const LogRun& run, const RulePlaces& places);
+// What a worker reports of a log for a RuleUseTable: which rules fired, and the lines that none took.
+Fields ReportRuleUse(const LogRun& run, const RulePlaces& places);
 
-// Whether that tells of a rule that fired.
-bool IsAnyRuleUsed(const Fields& told);
+// Whether that reports a rule that fired.
+bool IsAnyRuleUsed(const Fields& report);
 
-// What a worker tells of a log about the rules that do not fire in it. That takes many times longer: every rule is held
-// against every line.
-Fields TellIdleRules(const LogRun& run, bool checkPath);
+// What a worker reports of a log about the rules that do not fire in it. That takes many times longer: every rule is
+// held against every line.
+Fields ReportIdleRules(const LogRun& run, bool checkPath);
 
 class RuleUseTable {
  public:
@@ -58,12 +58,12 @@ class RuleUseTable {
   // Of the rules as they were read.
   const RulePlaces& places() const { return places_; }
 
-  // What TellRuleUse tells of `log` with the event type that it was analysed under; without one, no rule has taken
+  // What ReportRuleUse returns for `log` with the event type that it was analysed under; without one, no rule has taken
   // anything from it. One log under several event types comes in a row: what rules of any of them take is taken.
-  void add(const LogEntry& log, const Fields& told);
+  void add(const LogEntry& log, const Fields& report);
 
-  // What TellIdleRules tells of a log that was added.
-  void addReasons(const LogEntry& log, const Fields& told);
+  // What ReportIdleRules returns for a log that was added.
+  void addReasons(const LogEntry& log, const Fields& report);
 
   // In the order of the features' entries and of their rules.
   const std::vector<RuleUse>& rules() const { return rules_; }
@@ -74,7 +74,7 @@ class RuleUseTable {
  private:
   using ShapeMap = std::map<LineShape, UntakenShape>;
 
-  static ShapeMap untakenIn(const LogEntry& log, const Fields& told);
+  static ShapeMap untakenIn(const LogEntry& log, const Fields& report);
   static void count(const ShapeMap& added, ShapeMap& shapes);
   void addUntaken(const LogEntry& log, ShapeMap untaken);
 

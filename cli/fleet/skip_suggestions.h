@@ -19,7 +19,7 @@ struct SkipSuggestion {
   std::pair<std::string, std::string> examples;  // logs of two that would, or else of two that it heads
 };
 
-// The frame at the head of most logs first; each is told as if those before it were skipped. `groups` as GroupTable
+// The frame at the head of most logs first; each is counted as if those before it were skipped. `groups` as GroupTable
 // sorts them, with their stacks.
 std::vector<SkipSuggestion> SuggestSkips(const std::vector<Group>& groups, Grouping& grouping);
 

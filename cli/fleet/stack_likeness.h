@@ -7,7 +7,7 @@
 #include <vector>
 
 // How alike stacks are: a weighted edit distance. Frames are taken out and put in to make one stack of the other, and
-// what that costs is told as a share of all frames' weight. A frame weighs more the nearer to the head it stands and
+// what that costs is given as a share of all frames' weight. A frame weighs more the nearer to the head it stands and
 // the fewer stacks have it: log(1 + stacks / those with the frame) / (1 + place / 4).
 class StackLikeness {
  public:

@@ -6,7 +6,7 @@
 #include <string>
 #include <tuple>
 
-#include "cli/fleet/use_teller.h"
+#include "cli/fleet/use_reporter.h"
 #include "util/line_reader.h"
 
 // What lines have in common: the kind ("Java frames"), and the line without blanks around it and with "*" for what

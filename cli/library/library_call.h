@@ -36,9 +36,9 @@ inline constexpr size_t kKeptRulesBytes = 64 * 1024 * 1024;
 // read again.
 CompiledRules& KeptRules(const std::string& configDir);
 
-// Kestrix::analysis, told to `observer`, which may be null. Rules are compiled by the first call and kept for the next;
-// files that have changed are read again. Throws a std::exception, after which the process should not
-// go on, for rules that the library stumbles over.
+// Kestrix::analysis, reported to `observer`, which may be null. Rules are compiled by the first call and kept for the
+// next; files that have changed are read again. Throws a std::exception, after which the process should not go on, for
+// rules that the library stumbles over.
 std::map<std::string, std::string> AnalyzeOrThrow(const AnalyzedLog& log, const RuleDir& rules,
                                                   const std::string& eventType, RunObserver* observer);
 

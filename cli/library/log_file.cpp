@@ -51,7 +51,7 @@ class Reader {
     return {buffer_.data(), static_cast<size_t>(size)};
   }
 
-  // As much as tells how the log is compressed.
+  // As much as shows how the log is compressed.
   std::string begin() {
     std::string bytes;
     for (std::string_view more = " "; !more.empty() && bytes.size() < kZstdMark.size(); bytes += more) {

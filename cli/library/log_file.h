@@ -9,7 +9,7 @@
 class ScratchFile;
 
 // A log as the library can read it: a regular file at a path that it accepts. Logs that are compressed by gzip or zstd,
-// as their first bytes tell, and the one on standard input are brought there in a file that is gone with the object, or
+// as their first bytes show, and the one on standard input are brought there in a file that is gone with the object, or
 // with the process.
 class LogFile {
  public:

@@ -133,7 +133,7 @@ std::vector<std::string> LiveDesk::eventTypes() const {
   try {
     if (ReadRuleFile(AssembleRuleFile(input_.configDir), root) && root.isObject()) return root.getMemberNames();
   } catch (const Json::Exception&) {
-    // Nested too deep: check tells.
+    // Nested too deep, which check reports.
   }
   return {};
 }

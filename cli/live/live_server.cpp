@@ -38,7 +38,7 @@ std::string MakeToken() {
   return token;
 }
 
-// In a time that tells nothing of where the texts differ.
+// In a time that does not depend on where the texts differ.
 bool IsSame(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
   unsigned difference = 0;

@@ -18,7 +18,7 @@ constexpr char kDescriptions[] = "checks.md";
 constexpr size_t kFieldsOfAProblem = 9;
 
 // The findings as a worker hands them over: both texts are in the request.
-Fields TellFindings(const Fields& request) {
+Fields ReportFindings(const Fields& request) {
   static RuleCheck check;  // of the worker
   const RuleSnapshot rules(request[0], request[1], request[2]);
   Fields fields;
@@ -98,7 +98,7 @@ Json::Value DiagnosticOf(Project& project, const Problem& problem) {
   return diagnostic;
 }
 
-Checker::Checker() : pool_(1, kTimeLimit, TellFindings) {}
+Checker::Checker() : pool_(1, kTimeLimit, ReportFindings) {}
 
 std::vector<Problem> Checker::check(Project& project) {
   bool isAsked = false;

@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cli/explain/tell_story.h"
+#include "cli/explain/make_story.h"
 #include "cli/fleet/replay.h"
 #include "cli/library/library_call.h"
 #include "cli/library/log_file.h"
@@ -23,14 +23,14 @@
 
 namespace {
 
-// A worker tells of each log: the rules that fired, and the records of the pinned log.
+// A worker reports of each log the rules that fired, and the records of the pinned log.
 const std::string kFired = "fired";    // feature id, rule
 const std::string kRecord = "record";  // feature id, name and "=" and value
 
-Fields TellLog(const LogRun& run, bool withRecords) {
+Fields ReportLog(const LogRun& run, bool withRecords) {
   const LogFile file(run.log.path);
   const Story story =
-      TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
+      MakeStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   Fields fields;
   for (const RunStory& runStory : story.runs) {
     for (const RuleStory& rule : runStory.rules) {
@@ -59,7 +59,7 @@ void Run(int pipe, const std::string& folder, const std::set<std::string>& event
         run = runs[next++];
         return WorkerPool::Next::kRequest;
       },
-      [&logs](const LogRun& run) { return TellLog(run, run.log.path == logs.pinned); },
+      [&logs](const LogRun& run) { return ReportLog(run, run.log.path == logs.pinned); },
       [&](const LogRun& run, const Reply& reply) {
         Json::Value line;
         line["log"] = ValidUtf8(run.log.path);

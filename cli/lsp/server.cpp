@@ -496,26 +496,26 @@ class Server {
       for (const PlacedId& id : entry.ids) eventTypes.insert(id.eventType);
     }
     survey_.start(rules.matchFile.text, rules.assembleFile.text, eventTypes, logsOf(*surveyed_));
-    if (survey_.isRunning()) tellProgress("begin");
+    if (survey_.isRunning()) reportProgress("begin");
   }
 
   void endSurvey() {
     if (!survey_.isRunning()) return;
     survey_.stop();
-    tellProgress("end");
+    reportProgress("end");
   }
 
   void receiveSurvey() {
     if (survey_.receive()) {
-      tellProgress("report");
+      reportProgress("report");
       return;
     }
-    tellProgress("end");
+    reportProgress("end");
     if (refreshesLenses_) sendRequest("workspace/codeLens/refresh", Json::nullValue);
     if (refreshesHints_) sendRequest("workspace/inlayHint/refresh", Json::nullValue);
   }
 
-  void tellProgress(const std::string& kind) {
+  void reportProgress(const std::string& kind) {
     if (!hasProgress_) return;
     Json::Value params;
     if (kind == "begin") {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <optional>
 
-// The line that tells on standard error how far a run over many logs is, with its rate and the time left. It stays
+// The line on standard error that shows how far a run over many logs is, with its rate and the time left. It stays
 // while they are analysed, and is as long as the terminal is wide at most. Without a terminal it does nothing.
 class Progress {
  public:

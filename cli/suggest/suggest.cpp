@@ -11,7 +11,7 @@
 #include <system_error>
 #include <tuple>
 
-#include "cli/explain/tell_story.h"
+#include "cli/explain/make_story.h"
 #include "cli/fleet/replay.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
@@ -36,10 +36,10 @@ const std::string kRuleLine = "rule";
 const std::string kStackLine = "stack";
 const std::string kResult = "result";
 
-Fields TellTaking(const LogRun& run) {
+Fields ReportTaking(const LogRun& run) {
   const LogFile file(run.log.path);
   const Story story =
-      TellStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
+      MakeStory({.logName = run.log.path, .configDir = run.config, .eventType = run.log.event, .logFile = file.path()});
   std::set<size_t> ruleLines;
   for (const RunStory& runStory : story.runs) {
     for (const RuleStory& rule : runStory.rules) {
@@ -155,7 +155,7 @@ std::vector<Taking> TryAll(const std::vector<Trial>& trials) {
         run = {{trial.log, trial.eventType, ""}, trial.folder};
         return WorkerPool::Next::kRequest;
       },
-      TellTaking, [&](const LogRun& run, const Reply& reply) { takings.push_back(TakingOf(run.log.path, reply)); });
+      ReportTaking, [&](const LogRun& run, const Reply& reply) { takings.push_back(TakingOf(run.log.path, reply)); });
   return takings;
 }
 

@@ -167,7 +167,7 @@ std::map<std::string, std::string> Results(FeatureFrame frame, bool keepsNeeded,
   return results;
 }
 
-// Notes what becomes of the lines that rules select, told of each line or of those alone.
+// Notes what becomes of the lines that rules select, with a report of each line or of those alone.
 struct MatchNotes : RunNotes {
   explicit MatchNotes(bool everyLine) : isForEveryLine(everyLine) {}
 

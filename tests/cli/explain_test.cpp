@@ -55,7 +55,7 @@ TEST(Explain, GivesTheResultsOfAnalyze) {
   }
 }
 
-// Traces of all shapes and lengths: what is told of their lines has to be what the library makes of them.
+// Traces of all shapes and lengths: what is said of their lines has to be what the library makes of them.
 TEST(Explain, TellsOfAnyStackWhatTheLibraryDoes) {
   const char* const kLines[] = {"\tat a.B.c(B.java:1)",
                                 "\tat ",

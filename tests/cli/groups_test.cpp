@@ -49,7 +49,7 @@ TEST(ResultLine, ReadsWhatBatchPrintsAndOtherJsonAlike) {
   }
 }
 
-// What is told of the groups, in order.
+// What is shown of the groups, in order.
 std::string ToldOf(size_t groups, size_t logs, bool isReverse) {
   GroupTable table(2, GroupTable::kWholeStack);
   ResultLine line;

@@ -130,7 +130,7 @@ TEST(System, FailingCallsLeaveNoDescriptorOpen) {
   dir.write("match_rule.json", R"({"featureFrame":{"featureId":"A_anr_1","dirOrFile":")" + big +
                                    R"(","rules":[{"name":"r","keyWords":"x","v_a":"x"}]}})");
   dir.write("assemble_rule.json", R"({"anr":{"A_anr_1":{"K":"r.v_a"}}})");
-  // A file of the kernel that tells a size of one page and gives less.
+  // A file of the kernel that reports a size of one page and gives less.
   const std::string shortFile = "/sys/kernel/mm/transparent_hugepage/enabled";
   const size_t before = OpenDescriptors();
   for (int i = 0; i < 1000; ++i) {

@@ -6,7 +6,7 @@
 
 #include "analysis/run_observer.h"
 
-// Writes down what an analysis tells, a line each.
+// Writes down what an analysis reports, a line each.
 struct RunNotes : RunObserver {
   std::vector<std::string> lines;
 

@@ -83,7 +83,7 @@ TEST(OpenLog, JudgesAFileAsTheReaderOfWholeFilesDoes) {
   const std::string tooLarge = dir.write("too_large", "x");
   std::filesystem::resize_file(large, kMaxFileSize);
   std::filesystem::resize_file(tooLarge, kMaxFileSize + 1);
-  // A file of the kernel that tells a size of one page and gives less.
+  // A file of the kernel that reports a size of one page and gives less.
   const std::string shortFile = "/sys/kernel/mm/transparent_hugepage/enabled";
   for (const std::string& path : {large, tooLarge, dir.write("empty", ""), dir.path("missing"), dir.path(),
                                   dir.path("./large"), shortFile, std::string("/proc/self/status")}) {

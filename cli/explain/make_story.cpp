@@ -1,11 +1,11 @@
-#include "cli/explain/tell_story.h"
+#include "cli/explain/make_story.h"
 
 #include <algorithm>
 
 #include "cli/check/wrong_type.h"
 #include "cli/explain/entry_story.h"
 #include "cli/explain/log_health.h"
-#include "cli/explain/run_teller.h"
+#include "cli/explain/run_reporter.h"
 #include "cli/explain/stack_story.h"
 #include "cli/library/input.h"
 #include "cli/library/library_call.h"
@@ -29,19 +29,19 @@ std::string IdFault(const Story& story) {
   std::sort(taken.begin(), taken.end());
   std::sort(run.begin(), run.end());
   // Without a section of the event type in the assemble file there is no run.
-  return run.empty() || taken == run ? "" : "the library runs other feature ids than those that are told to be taken";
+  return run.empty() || taken == run ? "" : "the library runs other feature ids than those that are said to be taken";
 }
 
 // Whether the stack that the filter was observed at is the one in the result.
 std::string ResultFault(const Story& story) {
   const auto stack = story.result.find(kStackKey);
   const std::string filtered = stack == story.result.end() ? "" : stack->second;
-  return filtered == (story.stack ? story.stack->filtered : "") ? "" : "the result holds another stack than is told of";
+  return filtered == (story.stack ? story.stack->filtered : "") ? "" : "the result holds another stack than is shown";
 }
 
 std::vector<std::string> HealthOf(const std::string& path) {
   std::string log;
-  if (FileUtil::LoadStringFromFile(path, log)) return TellHealth(log);
+  if (FileUtil::LoadStringFromFile(path, log)) return RemarksOn(log);
   return {CheckReadableFile(path) > static_cast<off_t>(kMaxFileSize)
               ? "the log is larger than " + MaxLogSizeText() + ": the library reads nothing of it"
               : "the log cannot be read"};
@@ -49,12 +49,12 @@ std::vector<std::string> HealthOf(const std::string& path) {
 
 }  // namespace
 
-Story TellStory(const Question& question) {
+Story MakeStory(const Question& question) {
   CompiledRules compiled(question.configDir);
-  return TellStory(question, compiled);
+  return MakeStory(question, compiled);
 }
 
-Story TellStory(const Question& question, CompiledRules& compiled) {
+Story MakeStory(const Question& question, CompiledRules& compiled) {
   Story story;
   story.logName = question.logName;
   story.logFile = question.logFile.empty() ? CheckedLogPathOfAnySize(question.logName) : question.logFile;
@@ -75,14 +75,14 @@ Story TellStory(const Question& question, CompiledRules& compiled) {
   const RuleDir rules{question.configDir, WrongTypeInRules};
   TriedEntry tried;
   CallOrEnd(
-      rules, [&] { story.entries = TellEntries(story, places, tried); },
+      rules, [&] { story.entries = MakeEntryStories(story, places, tried); },
       [&tried] { return TextOf(tried.place) + ": the path test of \"" + tried.key + "\""; });
-  RunTeller runs(story, places);
+  RunReporter runs(story, places);
   const AnalyzedLog log = {story.logPath, story.isStandIn ? story.logFile : ""};
   CallOrEnd(
       rules, [&] { story.result = compiled.analysis(log, question.eventType, &runs); },
       [&runs] { return runs.whatIsTried(); });
-  story.stack = TellStack(story, runs);
+  story.stack = MakeStackStory(story, runs);
   story.health = HealthOf(story.logFile);
   for (const std::string& fault : {IdFault(story), ResultFault(story)}) {
     if (!fault.empty()) story.faults.push_back(fault);

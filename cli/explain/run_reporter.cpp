@@ -1,4 +1,4 @@
-#include "cli/explain/run_teller.h"
+#include "cli/explain/run_reporter.h"
 
 #include <algorithm>
 #include <set>
@@ -34,7 +34,7 @@ std::string OpenVariables(const FeatureRule& rule) {
 
 // --- The run and its lines ---
 
-void RunTeller::onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& run) {
+void RunReporter::onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& run) {
   analysis_ = &run;
   at_ = At::kRules;
   current_ = {};
@@ -52,7 +52,7 @@ void RunTeller::onRun(const std::string& featureId, const FeatureFrame& frame, c
   triedRule_ = 0;
 }
 
-void RunTeller::planTemplates() {
+void RunReporter::planTemplates() {
   const PlacedTemplates* templates = places_.model().templatesOf({run().featureId, story_.eventType, {}});
   if (templates == nullptr) return;
   for (const PlacedTemplate& planned : templates->templates) {
@@ -65,15 +65,15 @@ void RunTeller::planTemplates() {
   }
 }
 
-void RunTeller::planVerdicts() {
+void RunReporter::planVerdicts() {
   const std::string& log = story_.logs[run().log].text;
   const size_t lines = static_cast<size_t>(std::count(log.begin(), log.end(), '\n')) + 1;
   run().isEveryLineAsked = lines * run().rules.size() <= story_.askedVerdicts;
 }
 
-bool RunTeller::isAsked(size_t line) const { return story_.runs.back().isEveryLineAsked || story_.askedLine == line; }
+bool RunReporter::isAsked(size_t line) const { return story_.runs.back().isEveryLineAsked || story_.askedLine == line; }
 
-void RunTeller::addRules(const FeatureFrame& frame) {
+void RunReporter::addRules(const FeatureFrame& frame) {
   // The entry whose frame it is: the first one that has the id taken.
   for (size_t i = 0; i < story_.entries.size() && run().place.file.empty(); ++i) {
     for (const IdStory& id : story_.entries[i].ids) {
@@ -102,7 +102,7 @@ void RunTeller::addRules(const FeatureFrame& frame) {
 }
 
 // The index of the log at `path` in the story, which gets it unless it is there.
-size_t RunTeller::logOf(const std::string& path) {
+size_t RunReporter::logOf(const std::string& path) {
   for (size_t i = 0; i < story_.logs.size(); ++i) {
     if (story_.logs[i].path == path) return i;
   }
@@ -111,9 +111,9 @@ size_t RunTeller::logOf(const std::string& path) {
   return story_.logs.size() - 1;
 }
 
-void RunTeller::onUnreadableLog() { run().isReadable = false; }
+void RunReporter::onUnreadableLog() { run().isReadable = false; }
 
-void RunTeller::onLine(std::string_view line, size_t offset, LineFate fate) {
+void RunReporter::onLine(std::string_view line, size_t offset, LineFate fate) {
   current_ = {current_.number + 1, offset, line.size()};
   text_ = line;
   ++run().lines[static_cast<size_t>(fate)];
@@ -125,7 +125,7 @@ void RunTeller::onLine(std::string_view line, size_t offset, LineFate fate) {
 }
 
 // Begins the answer for a line that the user asks about; the rules that are tried on it follow.
-void RunTeller::askAboutLine(LineFate fate) {
+void RunReporter::askAboutLine(LineFate fate) {
   LineStory& asked = run().asked.emplace_back();
   asked.line = current_;
   Verdict verdict{VerdictKind::kPassedOver, ""};
@@ -152,7 +152,7 @@ void RunTeller::askAboutLine(LineFate fate) {
 
 // --- Rules on a line ---
 
-void RunTeller::onRule(const FeatureRule& rule, RuleOutcome outcome) {
+void RunReporter::onRule(const FeatureRule& rule, RuleOutcome outcome) {
   const size_t index = indexOf(rule);
   RuleStory& story = run().rules[index];
   if (outcome != RuleOutcome::kVariableOpen && rule.keyWords != story.keyWords) story.filledKeyWords = rule.keyWords;
@@ -172,7 +172,7 @@ void RunTeller::onRule(const FeatureRule& rule, RuleOutcome outcome) {
 
 // The parameters of a rule are tried next. Their keys are copied: when an invalid expression ends the run, the rule is
 // gone before anybody asks what was tried.
-void RunTeller::tryParams(const FeatureRule& rule, size_t index) {
+void RunReporter::tryParams(const FeatureRule& rule, size_t index) {
   at_ = At::kParams;
   triedRule_ = index;
   paramsToTry_.clear();
@@ -180,7 +180,7 @@ void RunTeller::tryParams(const FeatureRule& rule, size_t index) {
 }
 
 // Why a rule does not select the current line. `rule` is its current form, or a copy with variables filled.
-void RunTeller::judgeMiss(Live& live, size_t index, RuleOutcome outcome, const FeatureRule& rule) {
+void RunReporter::judgeMiss(Live& live, size_t index, RuleOutcome outcome, const FeatureRule& rule) {
   if (outcome == RuleOutcome::kDependencyNotMet) {
     const bool wouldDo = keyWordsWouldDo(live, rule);
     note(index, VerdictKind::kDependencyNotMet, Nearness{wouldDo ? Stage::kKeyWordsOnly : Stage::kDependencyNotMet},
@@ -202,7 +202,7 @@ void RunTeller::judgeMiss(Live& live, size_t index, RuleOutcome outcome, const F
 }
 
 // The rules behind the one that selects the line are not tried: this finds out what they would have said.
-void RunTeller::judgeTaken(size_t taker) {
+void RunReporter::judgeTaken(size_t taker) {
   for (size_t i = taker + 1; i < live_.size(); ++i) {
     Live& live = live_[i];
     if (live.rule == nullptr) continue;
@@ -224,7 +224,7 @@ void RunTeller::judgeTaken(size_t taker) {
 
 // Notes what became of a rule on the current line. Without `nearness` the line is not near, or not of interest.
 template <typename Words>
-void RunTeller::note(size_t index, VerdictKind kind, std::optional<Nearness> nearness, Words why) {
+void RunReporter::note(size_t index, VerdictKind kind, std::optional<Nearness> nearness, Words why) {
   RuleStory& story = run().rules[index];
   if (isAsked(current_.number)) run().asked.back().verdicts[index].verdict = {kind, why()};
   Live& live = live_[index];
@@ -243,22 +243,22 @@ void RunTeller::note(size_t index, VerdictKind kind, std::optional<Nearness> nea
 }
 
 // Whether the current line holds the keywords of a rule that is not tried on it.
-bool RunTeller::keyWordsWouldDo(Live& live, const FeatureRule& rule) {
+bool RunReporter::keyWordsWouldDo(Live& live, const FeatureRule& rule) {
   return !hasVariable(rule) && distanceOf(live, rule).isSafe() && analysis_->isKeyWordsMatch(text_, rule);
 }
 
-KeyWordDistance& RunTeller::distanceOf(Live& live, const FeatureRule& rule) const {
+KeyWordDistance& RunReporter::distanceOf(Live& live, const FeatureRule& rule) const {
   if (live.distance.keyWords() != rule.keyWords) live.distance = KeyWordDistance(rule.keyWords);
   return live.distance;
 }
 
-bool RunTeller::hasVariable(const FeatureRule& rule) const {
+bool RunReporter::hasVariable(const FeatureRule& rule) const {
   return analysis_->checkVariable(rule, kOpenMark, kCloseMark);
 }
 
 // --- What is taken ---
 
-void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) {
+void RunReporter::onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t offset) {
   paramsToTry_.erase(key);
   const std::string& pattern = rule.params.at(key);
   const bool isStack = IsStackPattern(pattern);
@@ -283,19 +283,19 @@ void RunTeller::onParam(const FeatureRule& rule, const std::string& key, const s
 }
 
 // How far the expression of a parameter gets on the current line.
-std::string RunTeller::whyNotFound(const std::string& pattern) const {
+std::string RunReporter::whyNotFound(const std::string& pattern) const {
   KeyWordDistance distance(std::string(kRegexMark) + std::string(AppliedPattern(pattern)));
   return distance.isSafe() ? distance.why(text_) : "";
 }
 
-void RunTeller::onSpent(const FeatureRule& rule) {
+void RunReporter::onSpent(const FeatureRule& rule) {
   const size_t index = indexOf(rule);
   run().rules[index].spentAt = current_;
   live_[index].rule = nullptr;
   indexes_.erase(&rule);
 }
 
-void RunTeller::onScanEnd(ScanEnd reason) {
+void RunReporter::onScanEnd(ScanEnd reason) {
   run().end = reason;
   at_ = At::kTemplates;
   addRecords();
@@ -312,7 +312,7 @@ void RunTeller::onScanEnd(ScanEnd reason) {
 }
 
 // The records by name, of each name the one that counts.
-void RunTeller::addRecords() {
+void RunReporter::addRecords() {
   std::map<std::string, size_t> known;
   for (const auto& [name, info] : analysis_->getRecords()) {
     const auto [at, isNew] = known.try_emplace(name, run().records.size());
@@ -327,7 +327,7 @@ void RunTeller::addRecords() {
 }
 
 // The line of a record.
-LogLine RunTeller::lineAt(int32_t position) const {
+LogLine RunReporter::lineAt(int32_t position) const {
   const RunStory& run = story_.runs.back();
   if (position < 0) return run.lastLine;  // one without a line feed
   const std::string& log = story_.logs[run.log].text;
@@ -338,7 +338,7 @@ LogLine RunTeller::lineAt(int32_t position) const {
 }
 
 // The line of that number; number 0 when the log has none.
-LogLine RunTeller::lineOf(size_t number) const {
+LogLine RunReporter::lineOf(size_t number) const {
   const std::string& log = story_.logs[story_.runs.back().log].text;
   size_t begin = 0;
   for (size_t at = 1; begin < log.size(); ++at) {
@@ -351,7 +351,7 @@ LogLine RunTeller::lineOf(size_t number) const {
 
 // --- What becomes of it ---
 
-void RunTeller::onContribution(const std::string& name, const Record* record, const std::string& value) {
+void RunReporter::onContribution(const std::string& name, const Record* record, const std::string& value) {
   contributions_.push_back({name, record != nullptr, value});
   for (RecordStory& recordStory : run().records) {
     if (recordStory.name != name || !recordStory.isStack) continue;
@@ -362,7 +362,7 @@ void RunTeller::onContribution(const std::string& name, const Record* record, co
   }
 }
 
-void RunTeller::onTemplate(const std::string& key, const std::string& templateText, const std::string& value) {
+void RunReporter::onTemplate(const std::string& key, const std::string& templateText, const std::string& value) {
   const std::string& id = run().featureId;
   TemplateStory story{
       key, templateText, places_.ofTemplate(story_.eventType, id, key), std::move(contributions_), value, ""};
@@ -374,21 +374,21 @@ void RunTeller::onTemplate(const std::string& key, const std::string& templateTe
   run().templates.push_back(std::move(story));
 }
 
-void RunTeller::onMerged(const std::map<std::string, std::string>& result) { merged_ = result; }
+void RunReporter::onMerged(const std::map<std::string, std::string>& result) { merged_ = result; }
 
-std::string RunTeller::stackPatternOf(const std::string& featureId, const std::string& record) const {
+std::string RunReporter::stackPatternOf(const std::string& featureId, const std::string& record) const {
   const auto pattern = stackPatterns_.find({featureId, record});
   return pattern == stackPatterns_.end() ? "" : pattern->second;
 }
 
 // --- What is being tried ---
 
-std::string RunTeller::whatIsTried() const {
+std::string RunReporter::whatIsTried() const {
   if (story_.runs.empty()) return places_.model().matchFile.path;
   return at_ == At::kTemplates ? whatIsAssembled() : whatIsScanned();
 }
 
-std::string RunTeller::whatIsScanned() const {
+std::string RunReporter::whatIsScanned() const {
   size_t index = triedRule_;
   while (index < live_.size() && live_[index].rule == nullptr) ++index;
   if (index == live_.size()) return story_.logName;
@@ -399,7 +399,7 @@ std::string RunTeller::whatIsScanned() const {
 }
 
 // The templates are filled in the order of their keys, each record in turn.
-std::string RunTeller::whatIsAssembled() const {
+std::string RunReporter::whatIsAssembled() const {
   const RunStory& run = story_.runs.back();
   const std::string lastKey = run.templates.empty() ? "" : run.templates.back().key;
   std::map<std::string, std::string> left;
@@ -418,9 +418,9 @@ std::string RunTeller::whatIsAssembled() const {
   return TextOf(place) + ": the stack of " + Quoted(record) + ", for the result " + Quoted(key);
 }
 
-std::string RunTeller::nameOf(size_t rule) const {
+std::string RunReporter::nameOf(size_t rule) const {
   const RuleStory& story = story_.runs.back().rules[rule];
   return Quoted(story.name) + (story.place.line == 0 ? "" : " of line " + std::to_string(story.place.line));
 }
 
-size_t RunTeller::indexOf(const FeatureRule& rule) const { return indexes_.at(&rule); }
+size_t RunReporter::indexOf(const FeatureRule& rule) const { return indexes_.at(&rule); }

@@ -1,5 +1,5 @@
-#ifndef CLI_EXPLAIN_RUN_TELLER_H
-#define CLI_EXPLAIN_RUN_TELLER_H
+#ifndef CLI_EXPLAIN_RUN_REPORTER_H
+#define CLI_EXPLAIN_RUN_REPORTER_H
 
 #include <cstddef>
 #include <map>
@@ -17,10 +17,10 @@
 #include "cli/rule_files/rule_places.h"
 
 // Writes the runs into a story while the library is at them.
-class RunTeller : public RunObserver {
+class RunReporter : public RunObserver {
  public:
   // The story holds the entries already.
-  RunTeller(Story& story, const RulePlaces& places) : story_(story), places_(places) {}
+  RunReporter(Story& story, const RulePlaces& places) : story_(story), places_(places) {}
 
   // The place and name of what the library is at, and the line, for the case that it goes no further.
   std::string whatIsTried() const;
@@ -106,4 +106,4 @@ class RunTeller : public RunObserver {
   std::set<std::string> paramsToTry_;  // keys, the next one first
 };
 
-#endif  // CLI_EXPLAIN_RUN_TELLER_H
+#endif  // CLI_EXPLAIN_RUN_REPORTER_H

@@ -1,5 +1,5 @@
-#ifndef CLI_EXPLAIN_TELL_STORY_H
-#define CLI_EXPLAIN_TELL_STORY_H
+#ifndef CLI_EXPLAIN_MAKE_STORY_H
+#define CLI_EXPLAIN_MAKE_STORY_H
 
 #include <cstddef>
 #include <optional>
@@ -24,9 +24,9 @@ struct Question {
 
 // Calls the library and writes down all that it does. Ends the program with one line when the library would end the
 // device's process. Throws InputError for files that cannot be read.
-Story TellStory(const Question& question);
+Story MakeStory(const Question& question);
 
 // The same with rules of that directory that are compiled already.
-Story TellStory(const Question& question, CompiledRules& compiled);
+Story MakeStory(const Question& question, CompiledRules& compiled);
 
-#endif  // CLI_EXPLAIN_TELL_STORY_H
+#endif  // CLI_EXPLAIN_MAKE_STORY_H

@@ -1,4 +1,4 @@
-#include "cli/fleet/use_teller.h"
+#include "cli/fleet/use_reporter.h"
 
 #include <algorithm>
 #include <iterator>
@@ -8,7 +8,7 @@
 #include "cli/output/lines.h"
 #include "rules/rule_syntax.h"
 
-void UseTeller::onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& /*run*/) {
+void UseReporter::onRun(const std::string& featureId, const FeatureFrame& frame, const Analysis& /*run*/) {
   if (use_.logPath.empty()) use_.logPath = frame.logPath;
   isFirstLog_ = frame.logPath == use_.logPath;
   frameRegexes_.clear();
@@ -22,7 +22,7 @@ void UseTeller::onRun(const std::string& featureId, const FeatureFrame& frame, c
 }
 
 // The entry whose rules a run of the feature gets: the first one that has the id taken.
-const PlacedEntry* UseTeller::entryOf(const std::string& featureId) const {
+const PlacedEntry* UseReporter::entryOf(const std::string& featureId) const {
   std::vector<std::pair<const PlacedEntry*, const PlacedId*>> holders;
   for (const PlacedEntry& entry : places_.model().entries) {
     for (const PlacedId& id : entry.ids) {
@@ -36,24 +36,25 @@ const PlacedEntry* UseTeller::entryOf(const std::string& featureId) const {
   return nullptr;
 }
 
-void UseTeller::onLine(std::string_view /*line*/, size_t offset, LineFate /*fate*/) {
+void UseReporter::onLine(std::string_view /*line*/, size_t offset, LineFate /*fate*/) {
   if (isFirstLog_) use_.lines.push_back(offset);
 }
 
-void UseTeller::onRule(const FeatureRule& rule, RuleOutcome /*outcome*/) {
+void UseReporter::onRule(const FeatureRule& rule, RuleOutcome /*outcome*/) {
   const auto idle = idle_.find(&rule);
   if (idle == idle_.end()) return;
   use_.fired.insert(std::move(idle->second));
   idle_.erase(idle);
 }
 
-void UseTeller::onParam(const FeatureRule& rule, const std::string& key, const std::string* value, size_t /*offset*/) {
+void UseReporter::onParam(const FeatureRule& rule, const std::string& key, const std::string* value,
+                          size_t /*offset*/) {
   const auto param = rule.params.find(key);
   if (value == nullptr || param == rule.params.end() || !IsStackPattern(param->second)) return;
   frameRegexes_.try_emplace(RecordName(rule.name, key), StackExpression(AppliedPattern(param->second)));
 }
 
-void UseTeller::onContribution(const std::string& name, const Record* record, const std::string& value) {
+void UseReporter::onContribution(const std::string& name, const Record* record, const std::string& value) {
   const auto frameRegex = frameRegexes_.find(name);
   if (record == nullptr || frameRegex == frameRegexes_.end()) return;
   const std::vector<std::string> frames = LinesOf(value);

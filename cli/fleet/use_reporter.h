@@ -1,5 +1,5 @@
-#ifndef CLI_FLEET_USE_TELLER_H
-#define CLI_FLEET_USE_TELLER_H
+#ifndef CLI_FLEET_USE_REPORTER_H
+#define CLI_FLEET_USE_REPORTER_H
 
 #include <cstddef>
 #include <map>
@@ -40,9 +40,9 @@ struct LogUse {
 };
 
 // Notes the use while the library is at a log, from a scan at full speed.
-class UseTeller : public RunObserver {
+class UseReporter : public RunObserver {
  public:
-  UseTeller(AnalyzedLog log, std::string eventType, const RulePlaces& places)
+  UseReporter(AnalyzedLog log, std::string eventType, const RulePlaces& places)
       : log_(std::move(log)), eventType_(std::move(eventType)), places_(places) {}
 
   const LogUse& use() const { return use_; }
@@ -73,4 +73,4 @@ class UseTeller : public RunObserver {
   bool isFirstLog_ = false;                               // it reads the log of the first one
 };
 
-#endif  // CLI_FLEET_USE_TELLER_H
+#endif  // CLI_FLEET_USE_REPORTER_H
