@@ -13,6 +13,7 @@
 #include "cli/commands/shared_options.h"
 #include "cli/fleet/replay.h"
 #include "cli/fleet/unfinished_output.h"
+#include "cli/output/input_error.h"
 #include "cli/output/json_text.h"
 #include "cli/output/output_file.h"
 #include "cli/output/utf8.h"
@@ -63,6 +64,7 @@ std::string LineOf(const LogEntry& log, const Reply& reply, bool hasTiming) {
 
 ExitStatus Run(const Options& options) {
   std::signal(SIGPIPE, SIG_DFL);  // a reader that has seen enough ends the run, whatever was inherited
+  if (options.resume == "-") throw InputError("--resume", "takes a file, since it goes on at the end of it");
   std::optional<UnfinishedOutput> before;
   if (!options.resume.empty()) before.emplace(options.resume);
   const int file = before ? before->file() : STDOUT_FILENO;

@@ -57,7 +57,7 @@ ExitStatus Run(Options options) {
   CheckExplanations(explanations, options.format);
   options.rules.event = options.replay.logs.event;
   std::vector<LogEntry> changed;
-  Comparison comparison(GroupingOf(options.grouping));
+  Comparison comparison(GroupingOf(options.grouping, options.replay.logs.paths));
   const auto finds = [](const Fields& fields) { return !fields.empty(); };
   const auto add = [&](const LogEntry& log, const std::vector<Reply>& replies) {
     const size_t known = comparison.changed().size();

@@ -11,6 +11,7 @@
 #include "cli/fleet/group_report.h"
 #include "cli/fleet/group_text.h"
 #include "cli/fleet/line_input.h"
+#include "cli/library/input.h"
 #include "cli/library/no_fingerprint.h"
 #include "cli/output/output_file.h"
 #include "cli/output/terminal.h"
@@ -105,7 +106,10 @@ ExitStatus Run(const Options& options) {
   const bool isPage = options.format == "html";
   const ExplanationOptions explanations{options.explanations, options.file, false, {}};
   CheckExplanations(explanations, options.format);
-  Grouping grouping = GroupingOf(options.grouping);
+  if (!options.explanations.empty()) CheckRuleFiles(options.configDir);
+  std::vector<std::string> inputs = options.files;
+  inputs.push_back(options.since);
+  Grouping grouping = GroupingOf(options.grouping, inputs);
   const bool needsStack = isPage || options.stability || options.suggestSkip || options.like;
   const size_t frames = grouping.isByFrames() ? 0 : kTopFrames;  // the value of the group has them
   GroupReport report(std::move(grouping), isPage ? kMaxExamples : 0, needsStack ? GroupTable::kWholeStack : frames);

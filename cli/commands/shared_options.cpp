@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/fleet/line_input.h"
 #include "cli/library/input.h"
 #include "cli/output/terminal.h"
 #include "rules/rule_syntax.h"
@@ -108,7 +109,8 @@ void AddGroupingOptions(CLI::App& command, GroupingOptions& options) {
       ->delimiter(',')
       ->expected(1)
       ->allow_extra_args(false)  // what follows is a path
-      ->take_all();
+      ->take_all()
+      ->check([](const std::string& key) { return key.empty() ? "a key is empty" : ""; });
   command
       .add_option("--top", options.top,
                   "Group by the first N frames of the stack, too, without their line numbers, addresses and the like; "
@@ -129,6 +131,8 @@ void AddLikeOption(CLI::App& command, bool& like, const std::string& which) {
                        "nearer to the head and the rarer it is. They stay groups of their own");
 }
 
-Grouping GroupingOf(const GroupingOptions& options) {
+Grouping GroupingOf(const GroupingOptions& options, std::vector<std::string> others) {
+  others.push_back(options.skipFile);
+  CheckStandardInput(others);
   return {options.keys, options.top, options.skipFile.empty() ? FrameSkips() : FrameSkips(options.skipFile)};
 }

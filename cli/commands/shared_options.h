@@ -51,7 +51,7 @@ void AddGroupingOptions(CLI::App& command, GroupingOptions& options);
 // Tells beside groups that are alike `which` of them look alike, and are not made one.
 void AddLikeOption(CLI::App& command, bool& like, const std::string& which);
 
-// Throws InputError for a file of frames that cannot be used.
-Grouping GroupingOf(const GroupingOptions& options);
+// Throws InputError for a file of frames that cannot be used, or where it and one of the `others` are both "-".
+Grouping GroupingOf(const GroupingOptions& options, std::vector<std::string> others);
 
 #endif  // CLI_COMMANDS_SHARED_OPTIONS_H

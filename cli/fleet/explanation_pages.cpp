@@ -1,7 +1,9 @@
 #include "cli/fleet/explanation_pages.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iostream>
 #include <sstream>
 #include <system_error>
 
@@ -12,6 +14,7 @@
 #include "cli/output/input_error.h"
 #include "cli/output/output_file.h"
 #include "cli/output/progress.h"
+#include "cli/output/terminal.h"
 #include "util/sha256_util.h"
 
 namespace {
@@ -51,6 +54,7 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
   if (error) throw InputError(options.folder, error.message());
   const fs::path way = fs::absolute(options.folder).lexically_relative(fs::absolute(options.report).parent_path());
   std::vector<std::string> links;
+  std::string fault;
   size_t next = 0;
   Progress progress([&runs] { return runs.size(); });
   RunInWorkers(
@@ -63,8 +67,15 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
       [&options](const LogRun& run) { return WritePage(run, options); },
       [&](const LogRun& run, const Reply& reply) {
         links.push_back(reply.fault.empty() ? (way / NameOf(run)).string() : "");
+        if (!reply.fault.empty() && fault.empty()) fault = run.log.path + ": " + reply.fault;
       },
       [&progress] { progress.step(); });
+  progress.hide();
+  if (!fault.empty()) {
+    std::cerr << "kestrix: " << std::count(links.begin(), links.end(), "") << " of "
+              << Counted(links.size(), "explanation") << " could not be made, such as that of " << LineForPeople(fault)
+              << '\n';
+  }
   return links;
 }
 

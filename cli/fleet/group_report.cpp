@@ -94,6 +94,9 @@ void PrintGroup(const Group& group, GroupReport& report, std::ostream& out) {
       << TitleOf(group, report.grouping) << '\n';
   const std::string indent(18, ' ');
   for (const std::string& frame : FramesBelow(group, report.grouping)) out << indent << LineForPeople(frame) << '\n';
+  if (const std::string reason = ReasonOf(group, report.grouping); !reason.empty()) {
+    out << indent << "reason: " << reason << '\n';
+  }
   if (report.isSince) {
     out << indent << "before: " << group.before << " (" << Percent(group.before, report.groupedBefore) << ")\n";
   }
@@ -131,6 +134,7 @@ Json::Value ToJson(const Group& group, GroupReport& report) {
     item["before"] = JsonNumber(group.before);
     item["shareBefore"] = ShareOf(group.before, report.groupedBefore);
   }
+  item["reason"] = group.reason;
   item["first"] = group.first;
   item["last"] = group.last;
   return item;
@@ -182,7 +186,6 @@ std::vector<Group> ForEachGroup(GroupReport& report, size_t kept, size_t& count,
 Json::Value ToPageJson(const Group& group, GroupReport& report, std::vector<std::string>::const_iterator& link,
                        const std::vector<std::string>& links) {
   Json::Value item = ToJson(group, report);
-  item["reason"] = group.reason;
   item["stack"] = group.stack;
   item["examples"] = Json::arrayValue;
   for (const auto& [path, event] : group.examples) {

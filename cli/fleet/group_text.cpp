@@ -4,6 +4,7 @@
 
 #include "cli/output/lines.h"
 #include "cli/output/terminal.h"
+#include "rules/rule_syntax.h"
 
 namespace {
 
@@ -25,6 +26,10 @@ std::string TitleOf(const Group& group, const Grouping& grouping) {
   std::string title;
   for (const std::string& line : lines) title += (title.empty() ? "" : ", ") + LineForPeople(line);
   return title;
+}
+
+std::string ReasonOf(const Group& group, const Grouping& grouping) {
+  return grouping.hasKey(kReasonKey) ? "" : Shown(group.reason);
 }
 
 std::vector<std::string> FramesBelow(const Group& group, const Grouping& grouping) {

@@ -65,6 +65,8 @@ std::optional<std::string> Grouping::valueOf(const ResultOf& resultOf) {
 
 bool Grouping::isByFingerprint() const { return !isByFrames_ && keys_ == std::vector<std::string>{kFingerprintKey}; }
 
+bool Grouping::hasKey(std::string_view key) const { return std::find(keys_.begin(), keys_.end(), key) != keys_.end(); }
+
 std::string Grouping::name() const {
   std::string text;
   for (const std::string& key : keys_) text += (text.empty() ? "" : ", ") + key;

@@ -35,6 +35,8 @@ class Grouping {
   size_t nameLines() const { return keys_.size(); }  // of a value, in front of the frames
   size_t top() const { return top_; }
 
+  bool hasKey(std::string_view key) const;
+
   // "FINGERPRINT", "PROCESS and the first 2 frames".
   std::string name() const;
 

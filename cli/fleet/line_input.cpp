@@ -10,6 +10,11 @@
 
 #include "cli/output/input_error.h"
 
+void CheckStandardInput(const std::vector<std::string>& files) {
+  if (std::count(files.begin(), files.end(), "-") < 2) return;
+  throw InputError("-", "is there twice; standard input can be read once");
+}
+
 LineInput::LineInput(const std::string& path)
     : name_(path == "-" ? "standard input" : path),
       file_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),

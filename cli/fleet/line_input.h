@@ -4,6 +4,10 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
+
+// Throws InputError where standard input, "-", is there twice.
+void CheckStandardInput(const std::vector<std::string>& files);
 
 // The lines of a file, or of standard input, of any number and through one buffer.
 class LineInput {

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cli/fleet/line_input.h"
 #include "cli/library/input.h"
 #include "cli/library/log_file.h"
 #include "cli/output/json_text.h"
@@ -63,11 +64,7 @@ std::string PercentEncoded(std::string_view path) {
   return encoded;
 }
 
-LogList::LogList(LogSources sources) : sources_(std::move(sources)) {
-  if (std::count(sources_.paths.begin(), sources_.paths.end(), "-") > 1) {
-    throw InputError("-", "is there twice; standard input can be read once");
-  }
-}
+LogList::LogList(LogSources sources) : sources_(std::move(sources)) { CheckStandardInput(sources_.paths); }
 
 LogList::Next LogList::next(LogEntry& entry) {
   const Next next = find(entry);
