@@ -248,7 +248,8 @@ TEST(LiveDesk, TellsOfSavesAndOfItsEnd) {
 class LiveProgram {
  public:
   LiveProgram(const std::string& folder, const std::string& arguments)
-      : pipe_(popen(("cd " + folder + " && echo $$ && exec " KESTRIX_PROGRAM " live " + arguments).c_str(), "r")) {
+      : pipe_(popen(("cd " + folder + " && echo $$ && exec timeout 100 " KESTRIX_PROGRAM " live " + arguments).c_str(),
+                    "r")) {
     process_ = std::stoi(line());
     address_ = line();
     const size_t colon = address_.rfind(':');

@@ -56,7 +56,7 @@ class Program : public testing::Test {
   }
 
   Outcome run(const std::string& arguments) const {
-    const std::string command = "cd " + dir_.path() + " && >out 2>err " KESTRIX_PROGRAM " " + arguments;
+    const std::string command = "cd " + dir_.path() + " && >out 2>err timeout 100 " KESTRIX_PROGRAM " " + arguments;
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("out"), read("err")};
   }

@@ -5,7 +5,9 @@
 
 #include "cli/rule_files/expression_signs.h"
 #include "cli/rule_files/json_tree.h"
+#include "cli/rule_files/path_reason.h"
 #include "cli/rule_files/rule_texts.h"
+#include "cli/rule_files/spelling.h"
 #include "tests/cli/mistakes.h"
 
 namespace {
@@ -91,6 +93,42 @@ TEST(ExpressionSigns, DivideAlternatives) {
     for (const Piece& piece : AlternativesOf(expression)) found.push_back(piece.text);
     EXPECT_EQ(alternatives, found) << expression;
   }
+}
+
+TEST(Spelling, FindsWhatWasMeant) {
+  const struct {
+    const char* word;
+    std::vector<std::string> candidates;
+    const char* nearest;
+  } kRows[] = {{"abcdef", {"abcdxy", "abcdeg", "abcdeh"}, "abcdeg"},
+               {"abcdef", {"abcxyz"}, ""},
+               {"abcdef", {"badcfe", "abdcfe"}, "abdcfe"},
+               {"Key Words", {"kyWorts", "keyWords"}, "keyWords"},
+               {"a", {"a", "xyz", "b"}, "b"}};
+  for (const auto& [word, candidates, nearest] : kRows) EXPECT_EQ(nearest, NearestTo(word, candidates)) << word;
+}
+
+TEST(PathReason, NamesWhatDoesNotFit) {
+  const struct {
+    const char* path;
+    const char* directory;
+    const char* alternatives;
+    const char* why;
+  } kRows[] = {
+      {"/data/a", "/data/", "b", R"(segment "b" of "b" does not match)"},
+      {"/data/a", "/other", "a@|@b", R"(the log is not below "/other")"},
+      {"/data/a/b/c", "/data", "a/c@|@a/b",
+       R"(segment "c" of "a/c" does not match; "a/b" matches, but not to the end)"
+       " of the path"},
+      {"/data/a", "/data", "@|@", R"("subcataLog" holds no alternative)"},
+  };
+  for (const auto& row : kRows)
+    EXPECT_EQ(row.why, WhyPathRefused(row.path, row.directory, row.alternatives)) << row.path;
+}
+
+TEST(RuleTexts, KnowPathsOfAnotherSystem) {
+  for (const char* text : {R"(c:\logs)", R"( d:\)", R"("E:\x")"}) EXPECT_TRUE(HoldsDrive(text, "\\")) << text;
+  for (const char* text : {R"(:\x)", R"(1:\x)", R"(name:\d)", R"(c:/x)"}) EXPECT_FALSE(HoldsDrive(text, "\\")) << text;
 }
 
 }  // namespace
