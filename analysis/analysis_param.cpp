@@ -118,10 +118,10 @@ void Analysis::putOffLastValues() {
 
 // Whether the scan does something else once a record of that name is made, variables aside.
 bool Analysis::isAwaited(const std::string& name) const {
-  const auto isIn = [&name](std::string_view text) { return name.find(text) != std::string::npos; };
-  return std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(), isIn) ||
-         std::any_of(frame_->rules.begin(), frame_->rules.end(),
-                     [&isIn](const FeatureRule& rule) { return !rule.depend.empty() && isIn(rule.depend); });
+  return BeginsSegment(name) ||
+         std::any_of(frame_->rules.begin(), frame_->rules.end(), [&name](const FeatureRule& rule) {
+           return !rule.depend.empty() && name.find(rule.depend) != std::string::npos;
+         });
 }
 
 // Looks for the values that were put off. Returns how many lines were searched for nothing.

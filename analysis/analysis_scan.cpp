@@ -148,7 +148,7 @@ void Analysis::planScan(Scan& scan) {
 // Only rules that wait for one of the new names change.
 void Analysis::followNames(Scan& scan) {
   const std::vector<std::string> names = std::exchange(newNames_, {});
-  checkSegmentStart(scan.segmentStarted);
+  scan.segmentStarted = scan.segmentStarted || std::any_of(names.begin(), names.end(), BeginsSegment);
   for (size_t i = 0; i < scan.turns.size(); ++i) {
     const auto [rule, wait] = scan.turns[i];
     if (rule == nullptr || wait == Turn::Wait::kNot || wait == Turn::Wait::kTrial) continue;

@@ -17,10 +17,7 @@ constexpr size_t kBytesPerLine = 32 * 1024;
 // Whether the lines that a rule may match are known from its text as loaded, in the segment part of a log as before.
 bool IsFixed(const FeatureRule& rule) {
   const auto changesLines = [&rule](const auto& param) {
-    const std::string name = RecordName(rule.name, param.first);
-    return HoldsVariable(param.second) ||
-           std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(),
-                       [&name](std::string_view mark) { return name.find(mark) != std::string::npos; });
+    return HoldsVariable(param.second) || BeginsSegment(RecordName(rule.name, param.first));
   };
   return !rule.keyWords.empty() && !HoldsVariable(rule.keyWords) && !HoldsVariable(rule.depend) &&
          std::none_of(rule.params.begin(), rule.params.end(), changesLines);

@@ -14,6 +14,11 @@ std::string EventTypeOf(const std::string& featureId) {
 
 std::string PriorityOf(const std::string& featureId) { return StringUtil::GetRightSubstr(featureId, "_"); }
 
+bool BeginsSegment(std::string_view recordName) {
+  return std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(),
+                     [recordName](std::string_view mark) { return recordName.find(mark) != std::string_view::npos; });
+}
+
 KeyWordForm FormOf(std::string_view keyWords) {
   if (keyWords.starts_with(kRegexMark)) return KeyWordForm::kRegex;
   if (keyWords.find(kOrMark) != std::string_view::npos) return KeyWordForm::kOr;

@@ -57,6 +57,7 @@ constexpr bool IsRefused(std::string_view command, int32_t num) {
 
 // A record whose name holds one of these begins the segment part of a log.
 inline constexpr std::array<std::string_view, 2> kSegmentBegins = {"LayerOneCmd", "LayerTwoCmd"};
+bool BeginsSegment(std::string_view recordName);
 
 // --- Keyword expressions ---
 

@@ -253,10 +253,7 @@ class RecordCheck {
     for (const PlacedRule& rule : entry.rules) {
       for (const PlacedParam& param : rule.params) {
         const std::string name = rule.recordName(param);
-        const bool beginsSegment =
-            std::any_of(kSegmentBegins.begin(), kSegmentBegins.end(),
-                        [&name](std::string_view part) { return name.find(part) != std::string::npos; });
-        if (used.contains(name) || beginsSegment || records.isNeeded(name)) continue;
+        if (used.contains(name) || BeginsSegment(name) || records.isNeeded(name)) continue;
         findings_.add(Code::kRecordUnused, model_.matchFile, param.keySpan, "nothing uses the record " + Quoted(name));
       }
     }
