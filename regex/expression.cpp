@@ -38,9 +38,9 @@ size_t Expression::memory() const {
 }
 
 Expression& ExpressionCache::at(std::string_view text) {
-  const auto known = expressions_.find(text);
-  if (known != expressions_.end()) return known->second;
-  Expression& expression = expressions_.try_emplace(std::string(text), text).first->second;
+  const auto known = expressions_.lower_bound(text);
+  if (known != expressions_.end() && known->first == text) return known->second;
+  Expression& expression = expressions_.try_emplace(known, std::string(text), text)->second;
   memory_ += text.size() + expression.memory();
   return expression;
 }

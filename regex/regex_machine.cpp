@@ -361,7 +361,6 @@ RegexMachine::Transition& RegexMachine::transitionAt(State*& state, std::string_
   if (cached == nullptr || simulation.lookedFar) return simulation.transition;
   cachedSize_ += sizeof(Transition) + simulation.transition.successors.size() * sizeof(Successor);
   *cached = std::make_unique<Transition>(simulation.transition);
-  (*cached)->keepsSpans = keepsSpans(simulation);
   return **cached;
 }
 
@@ -385,7 +384,7 @@ void RegexMachine::makeTransition(Simulation& simulation, uint32_t start, std::s
       if (whole && pos < subject.size()) continue;
       transition.match = reached;
       transition.isMatch = true;
-      return;  // the threads below count no more
+      break;  // the threads below count no more
     }
     if (pos < subject.size() && instruction.bytes[static_cast<unsigned char>(subject[pos])] &&
         std::exchange(simulation.marks[instruction.next], simulation.round) != simulation.round) {
@@ -393,15 +392,13 @@ void RegexMachine::makeTransition(Simulation& simulation, uint32_t start, std::s
       transition.successors.back().at = instruction.next;
     }
   }
+  transition.keepsSpans = keepsSpans(simulation);
 }
 
 // Adds to what is reached the byte and match instructions to which `successor` leads without taking a byte.
 void RegexMachine::follow(Simulation& simulation, Successor successor, std::string_view subject, size_t pos) {
   using Type = Instruction::Type;
-  simulation.open.push_back(successor);
-  while (!simulation.open.empty()) {
-    Successor current = simulation.open.back();
-    simulation.open.pop_back();
+  for (Successor current = successor;;) {
     while (std::exchange(simulation.marks[current.at], simulation.round) != simulation.round) {
       const Instruction& instruction = code_[current.at];
       if (instruction.type == Type::kByte || instruction.type == Type::kMatch) {
@@ -423,6 +420,9 @@ void RegexMachine::follow(Simulation& simulation, Successor successor, std::stri
       }
       current.at = instruction.next;
     }
+    if (simulation.open.empty()) return;
+    current = simulation.open.back();
+    simulation.open.pop_back();
   }
 }
 
@@ -481,11 +481,17 @@ size_t RegexMachine::moveThreads(State*& state, std::string_view subject, size_t
     last = next;
     state = next->next;
   }
-  for (size_t i = 0; last != nullptr && i < threads.size(); ++i) threads[i].at = last->successors[i].at;
+  if (last != nullptr) moveTo(*last, threads);
   return pos;
 }
 
+// REQUIRES: the transition keeps spans.
+void RegexMachine::moveTo(const Transition& transition, std::vector<Thread>& threads) {
+  for (size_t i = 0; i < threads.size(); ++i) threads[i].at = transition.successors[i].at;
+}
+
 void RegexMachine::advance(Simulation& simulation, const Transition& transition, size_t pos) {
+  if (transition.keepsSpans) return moveTo(transition, simulation.threads);
   simulation.next.clear();
   for (const Successor& successor : transition.successors) {
     simulation.next.push_back({successor.at, spanOf(successor, simulation.threads, pos)});

@@ -89,6 +89,7 @@ class RegexMachine {
   static RegexSpan matchOf(const Transition& transition, const std::vector<Thread>& threads, size_t pos);
   static bool keepsSpans(const Simulation& simulation);
   size_t moveThreads(State*& state, std::string_view subject, size_t pos, std::optional<RegexSpan>& found);
+  static void moveTo(const Transition& transition, std::vector<Thread>& threads);
   static void advance(Simulation& simulation, const Transition& transition, size_t pos);
   bool mayCache(State*& state);
   State* stateOf(const std::vector<Thread>& threads, bool found, char before);

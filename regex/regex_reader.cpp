@@ -185,7 +185,7 @@ class RegexReader {
     return true;
   }
 
-  bool atRepeat() const { return !atEnd() && IsOneOf(at(), "*+?{"); }
+  bool atRepeat() const { return at() == '*' || at() == '+' || at() == '?' || at() == '{'; }
 
   bool readRepeat(RegexNode& atom, size_t begin) {
     int min = 0;
