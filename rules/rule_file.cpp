@@ -29,6 +29,13 @@ size_t CommentEnd(std::string_view json, size_t begin) {
   return close == std::string_view::npos ? close : close + 1;
 }
 
+// The quote that ends the text which begins at `begin`, or the end of the file.
+size_t TextEnd(std::string_view json, size_t begin) {
+  size_t i = begin + 1;
+  while (i < json.size() && json[i] != '"') i += json[i] == '\\' ? 2 : 1;
+  return i;
+}
+
 struct stat StatusOf(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) status = {};
@@ -50,22 +57,19 @@ bool ParseStrictly(const std::string& json, Json::Value& root) {
 
 size_t FindTooDeep(std::string_view json) {
   int depth = 0;
-  bool inText = false;
   for (size_t i = 0; i < json.size(); ++i) {
     const char c = json[i];
-    if (inText) {
-      if (c == '\\') ++i;
-      inText = c != '"';
-    } else if (c == ']' || c == '}') {
+    if (c == ']' || c == '}') {
       --depth;
     } else if (depth >= kMaxJsonDepth && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
       return i;
     } else if (c == '/') {
       i = CommentEnd(json, i);
       if (i == std::string_view::npos) return i;  // the JSON library reads no further either
+    } else if (c == '"') {
+      i = TextEnd(json, i);
     } else {
       depth += c == '[' || c == '{' ? 1 : 0;
-      inText = c == '"';
     }
   }
   return std::string_view::npos;
