@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <deque>
+#include <list>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -36,7 +36,7 @@ std::string Analysis::assembleParam(const std::string& templateText) const {
 }
 
 void Analysis::appendParam(const std::string& templateText, std::string& out) const {
-  std::deque<std::string> traces;
+  std::list<std::string> traces;
   std::vector<std::string_view> parts;
   size_t size = out.size();
   const std::string separator = SeparatorOf(templateText);
