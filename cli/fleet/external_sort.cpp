@@ -52,7 +52,7 @@ void ExternalSort::add(std::string key, std::string text) {
 }
 
 void ExternalSort::sortHeld() {
-  std::stable_sort(held_.begin(), held_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::sort(held_.begin(), held_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 }
 
 void ExternalSort::writeRun() {
@@ -85,10 +85,7 @@ void ExternalSort::mergeRuns(const std::function<void(std::string_view key, std:
   held_.shrink_to_fit();
   std::vector<RunReader> readers;
   for (const SpillFile::Place& run : runs_) readers.emplace_back(spill_, run);
-  const auto isLater = [&readers](size_t a, size_t b) {
-    const int order = readers[a].key().compare(readers[b].key());
-    return order != 0 ? order > 0 : a > b;
-  };
+  const auto isLater = [&readers](size_t a, size_t b) { return readers[a].key() > readers[b].key(); };
   std::priority_queue<size_t, std::vector<size_t>, decltype(isLater)> first(isLater);
   for (size_t i = 0; i < readers.size(); ++i) {
     if (readers[i].next()) first.push(i);

@@ -19,7 +19,7 @@ class ExternalSort {
 
   bool empty() const { return held_.empty() && runs_.empty(); }
 
-  // Once, after all are added. Equal keys come in the order in which they were added.
+  // Once, after all are added. Equal keys come in any order.
   void forEach(const std::function<void(std::string_view key, std::string_view text)>& visit);
 
  private:

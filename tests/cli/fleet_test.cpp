@@ -45,6 +45,9 @@ TEST(Batch, GoesOnWhereAnOutputEnds) {
       EXPECT_EQ("-> 0\n", OutputOf(kCases, "cmp " + out + " " + dir.path("whole"))) << kept << event;
     }
   }
+  const std::string out = dir.write("out", R"({"path":"logs/map1.txt","event":"crash","error":"x"})"
+                                           "\n");
+  EXPECT_EQ("-> 0\n", OutputOf(kCases, "kestrix batch --config old logs/map1.txt --resume " + out)) << "analysed anew";
 }
 
 TEST(Batch, GoesOnWithTheSameLogsOnly) {
@@ -63,6 +66,9 @@ TEST(Batch, GoesOnWithTheSameLogsOnly) {
       {"other logs", "kestrix batch --config broken --event crash logs/map1.txt --resume " + out,
        "out:1: not the result of the log that comes here, {\"path\":\"logs/map1.txt\",\"event\":\"crash\",...\n-> 2\n"},
       {"no file", "kestrix batch --config broken --event crash logs --resume logs", "logs: Is a directory\n-> 2\n"},
+      {"a cut line with an end", "sed -i '3s/...$//' " + out + "; " + batch + " --resume " + out,
+       "out:3: not the result of the log that comes here, {\"path\":\"logs/chart3.txt\",\"event\":\"crash\",...\n-> "
+       "2\n"},
       {"in use", "flock " + out + " " KESTRIX_PROGRAM " batch --config broken --event crash logs --resume " + out,
        "out: another run is writing it\n-> 2\n"},
   };
@@ -92,7 +98,7 @@ std::string ShownOnTerminal(const std::string& command, unsigned short width) {
   char name[64];
   const winsize size = {24, width, 0, 0};
   if (openpty(&ends[0], &ends[1], name, nullptr, &size) != 0) return "";
-  OutputOf(kCases, command + " 2>" + name);
+  OutputOf(kCases, "{ " + command + "; } 2>" + name);
   fcntl(ends[0], F_SETFL, O_NONBLOCK);
   std::string shown;
   char buffer[4096];
@@ -109,6 +115,8 @@ TEST(Progress, StaysOnATerminalAndNeverWraps) {
   const std::string list =
       dir.write("list", OutputOf(kCases, "yes logs/quiet.txt | head -n 2000").substr(0, 2000 * 15));
   const std::string batch = KESTRIX_PROGRAM " batch --config old --event crash";
+  const std::string done = dir.path("done");
+  OutputOf(kCases, batch + " - <" + list + " >" + done);
   const struct {
     const char* what;
     std::string command;
@@ -119,6 +127,8 @@ TEST(Progress, StaysOnATerminalAndNeverWraps) {
        std::regex(R"(\[#+\.*\] \d+/2000 logs, \d+/s, \d+:\d\d left|\[\.+\] 0/2000 logs)")},
       {"no room for a bar", batch + logs, 40, std::regex(R"(\d+/2000 logs, \d+/s, \d+:\d\d left|\[\.+\] 0/2000 logs)")},
       {"narrow", batch + logs, 12, std::regex(R"(\d+/2000 l\S*|\d+/2000 lo\S*)")},
+      {"gone on with", "(cat " + list + "; sleep 0.3; head -n 9 " + list + ") | " + batch + " - --resume " + done, 80,
+       std::regex(R"(200\d logs, \d+/s)")},
       {"a list that waits for more", "(cat " + list + "; sleep 0.3; cat " + list + ") | " + batch + " -", 80,
        std::regex(R"(\d+ logs, \d+/s)")},
   };
@@ -136,6 +146,17 @@ TEST(Progress, StaysOnATerminalAndNeverWraps) {
     EXPECT_TRUE(std::regex_match(lines[lines.size() - 2], run.last)) << run.what << ": " << lines[lines.size() - 2];
   }
   EXPECT_EQ("-> 0\n", OutputOf(kCases, "kestrix batch --config old --event crash logs >/dev/null")) << "on a pipe";
+}
+
+TEST(Progress, MakesRoomForResultsOnTheSameTerminal) {
+  const std::string shown = ShownOnTerminal(
+      KESTRIX_PROGRAM " batch --config old --event crash logs/quiet.txt logs/none.txt logs/quiet.txt >&2", 80);
+  int lines = 0;
+  for (size_t at = shown.find("{\"path\""); at != std::string::npos; at = shown.find("{\"path\"", at + 1), ++lines) {
+    const std::string_view before = std::string_view(shown).substr(0, at);
+    EXPECT_TRUE(before.ends_with('\n') || before.ends_with("\r\033[K")) << before;
+  }
+  EXPECT_EQ(3, lines) << shown;
 }
 
 TEST(Batch, EndsInALoopOfSymbolicLinks) {

@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <map>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "cli/fleet/frame_skips.h"
@@ -49,33 +54,85 @@ TEST(ResultLine, ReadsWhatBatchPrintsAndOtherJsonAlike) {
   }
 }
 
-// What is shown of the groups, in order.
-std::string ToldOf(size_t groups, size_t logs, bool isReverse) {
-  GroupTable table(2, GroupTable::kWholeStack);
+constexpr size_t kLogs = 16'000;
+constexpr size_t kExamples = 2;
+
+std::string ValueOf(size_t log, size_t groups) { return std::to_string(log % groups % (groups - groups / 3)); }
+
+// Whether it is a log of the earlier run.
+bool IsBefore(size_t log) { return log % 7 == 6; }
+
+std::string PathOf(size_t log) { return std::to_string(1'000'000 + log); }
+
+// What is shown of the groups, in order. The logs come in steps of `stride`.
+std::string ShownOf(size_t groups, size_t stride) {
+  GroupTable table(kExamples, GroupTable::kWholeStack);
   ResultLine line;
-  for (size_t i = 0; i < logs; ++i) {
-    const size_t log = isReverse ? logs - 1 - i : i;
-    const std::string value = std::to_string(log % groups % (groups - groups / 3));
-    const std::string path = std::to_string(1'000'000 + log);
-    const std::string text =
-        R"({"path":")" + path + R"(","event":"","results":{"STACK":"of )" + path + std::string(2000, '.') + R"("}})";
-    if (line.read(text)) table.add(value, line);
+  for (size_t i = 0; i < kLogs; ++i) {
+    const size_t log = i * stride % kLogs;
+    const std::string text = R"({"path":")" + PathOf(log) + R"(","event":"","results":{"STACK":"of )" + PathOf(log) +
+                             std::string(4000, '.') + R"("}})";
+    if (!line.read(text)) continue;
+    const std::string value = ValueOf(log, groups);
+    IsBefore(log) ? table.addBefore(value, line) : table.add(value, line);
   }
-  std::string told;
+  std::string shown;
   table.forEach(BySize, [&](const Group& group) {
-    told += group.value + " " + std::to_string(group.count) + " " + group.first + " " + group.last + " " +
-            group.stack.substr(0, 10) + " " + std::to_string(group.examples.size()) + group.examples.back().first +
-            "\n";
+    shown += group.value + " " + std::to_string(group.count) + " " + std::to_string(group.before) + " " + group.first +
+             " " + group.last + " " + group.stack.substr(0, 10) + " " + std::to_string(group.examples.size()) +
+             group.examples.back().first + "\n";
   });
-  return told;
+  return shown;
+}
+
+// The same from the paths of all logs, of this run and of the earlier one.
+std::string ExpectedOf(size_t groups) {
+  using Paths = std::array<std::vector<std::string>, 2>;
+  std::map<std::string, Paths> paths;
+  for (size_t log = 0; log < kLogs; ++log) paths[ValueOf(log, groups)][IsBefore(log)].push_back(PathOf(log));
+  std::vector<std::pair<std::string, Paths>> order(paths.begin(), paths.end());
+  std::stable_sort(order.begin(), order.end(),
+                   [](const auto& a, const auto& b) { return a.second[0].size() > b.second[0].size(); });
+  std::string shown;
+  for (const auto& [value, runs] : order) {
+    const std::vector<std::string>& logs = runs[runs[0].empty()];
+    const size_t examples = std::min(logs.size(), kExamples);
+    shown += value + " " + std::to_string(runs[0].size()) + " " + std::to_string(runs[1].size()) + " " + logs.front() +
+             " " + logs.back() + " of " + logs.front() + " " + std::to_string(examples) + logs[examples - 1] + "\n";
+  }
+  return shown;
 }
 
 TEST(GroupTable, CountsTheSameInAnyOrderAndFromAFile) {
-  EXPECT_EQ("0 3 1000000 1000003 of 1000000 21000002\n1 1 1000001 1000001 of 1000001 11000001\n", ToldOf(3, 4, false));
-  for (const size_t groups : {7U, 12'000U}) {  // the larger number is more than memory may hold
-    const std::string told = ToldOf(groups, 24'000, false);
-    EXPECT_TRUE(told == ToldOf(groups, 24'000, true)) << groups;
-    EXPECT_EQ(groups - groups / 3, static_cast<size_t>(std::count(told.begin(), told.end(), '\n')));
+  for (const size_t groups : {7U, 8'000U}) {  // the larger number is more than memory may hold
+    const std::string expected = ExpectedOf(groups);
+    for (const size_t stride : {size_t{1}, kLogs - 1, size_t{7919}}) {
+      EXPECT_TRUE(expected == ShownOf(groups, stride)) << groups << " " << stride;
+    }
+  }
+}
+
+TEST(GroupTable, NeedsAFileForMoreThanItMayHold) {
+  const char* const folder = std::getenv("TMPDIR");
+  const std::string before = folder == nullptr ? "" : folder;
+  setenv("TMPDIR", "/nowhere", 1);
+  EXPECT_NO_THROW(ShownOf(7, 1));
+  EXPECT_THROW(ShownOf(8'000, 1), std::system_error);
+  folder == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", before.c_str(), 1);
+}
+
+// It has a line for each of several event types.
+TEST(GroupTable, ShowsTheSameOfOneLogInAnyOrder) {
+  const std::string lines[] = {R"({"path":"a","event":"x","results":{"STACK":"one"}})",
+                               R"({"path":"a","event":"y","results":{"STACK":"two"}})"};
+  for (const size_t first : {0U, 1U}) {
+    GroupTable table(0, GroupTable::kWholeStack);
+    ResultLine line;
+    for (const size_t i : {first, 1 - first}) {
+      ASSERT_TRUE(line.read(lines[i]));
+      table.add("v", line);
+    }
+    table.forEach(BySize, [](const Group& group) { EXPECT_EQ("one", group.stack); });
   }
 }
 

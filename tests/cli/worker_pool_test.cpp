@@ -7,7 +7,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -71,6 +73,16 @@ TEST(WorkerPool, EndsAJobThatTakesTooLong) {
   EXPECT_EQ("the analysis took longer than 1 s", faults[0]);
 }
 
+// The size of the file in which replies wait, if there is one: it has no name any more.
+uintmax_t WaitingInFile() {
+  for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string target = std::filesystem::read_symlink(descriptor, error).string();
+    if (target.ends_with(" (deleted)") && target.find("/kestrix.") != std::string::npos) return file_size(descriptor);
+  }
+  return 0;
+}
+
 // The first job is not done before the last one was begun, and what waits is more than memory may hold.
 TEST(WorkerPool, GoesOnBehindASlowJob) {
   constexpr size_t kJobs = 3000;
@@ -92,6 +104,7 @@ TEST(WorkerPool, GoesOnBehindASlowJob) {
         return WorkerPool::Next::kRequest;
       },
       [&](const Fields& request, const Reply& reply) {
+        EXPECT_TRUE(count > 0 || WaitingInFile() > kJobs * 10000 - 10 * 1024 * 1024) << "memory holds less than 10 MiB";
         const std::string number = std::to_string(count++);
         ASSERT_EQ(Fields{number}, request) << reply.fault;
         ASSERT_EQ((Fields{number, std::string(10000, 'x')}), reply.fields) << reply.fault;
