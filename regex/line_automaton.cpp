@@ -61,9 +61,9 @@ LineAutomaton::LineAutomaton(const std::vector<RegexNode>& patterns, size_t maxT
   wanted_.assign(patterns.size(), true);
   ++closure_;
   for (const uint32_t start : starts_) close(start, false, unanchored_);
-  unanchoredSteps_.resize(rowLen_);
+  unanchoredSuccessors_.resize(rowLen_);
   reset();
-  everyLineTakers_ = matchesIn(stepAtLineEnd(unanchored_, false));
+  everyLineTakers_ = matchesIn(followLineEnd(unanchored_, false));
   const std::vector<uint32_t>& atStart = hits_[initial_ / rowLen_];
   everyLineTakers_.insert(everyLineTakers_.end(), atStart.begin(), atStart.end());
   takesEveryLine_ = holdsWanted(everyLineTakers_);
@@ -190,7 +190,7 @@ void LineAutomaton::close(uint32_t node, bool atLineStart, NodeSet& set) {
 }
 
 // The nodes behind `from` when the line ends there; an empty line ends where it starts.
-LineAutomaton::NodeSet LineAutomaton::stepAtLineEnd(const NodeSet& from, bool atLineStart) {
+LineAutomaton::NodeSet LineAutomaton::followLineEnd(const NodeSet& from, bool atLineStart) {
   NodeSet reached = from;
   if (!hasLineEnds_) return reached;
   if (atLineStart) reached.insert(reached.end(), unanchored_.begin(), unanchored_.end());
@@ -202,7 +202,7 @@ LineAutomaton::NodeSet LineAutomaton::stepAtLineEnd(const NodeSet& from, bool at
   return reached;
 }
 
-void LineAutomaton::stepBy(const NodeSet& from, uint8_t byteClass, NodeSet& set) {
+void LineAutomaton::follow(const NodeSet& from, uint8_t byteClass, NodeSet& set) {
   const uint8_t byte = byteOf_[byteClass];
   for (const uint32_t id : from) {
     const Node& node = nodes_[id];
@@ -216,11 +216,11 @@ void LineAutomaton::stepBy(const NodeSet& from, uint8_t byteClass, NodeSet& set)
   }
 }
 
-LineAutomaton::State LineAutomaton::step(State from, uint8_t byteClass) {
+LineAutomaton::State LineAutomaton::successorOf(State from, uint8_t byteClass) {
   if (exhausted_) return kStop;
   NodeSet set;
   ++closure_;
-  stepBy(*setOf_[from / rowLen_], byteClass, set);
+  follow(*setOf_[from / rowLen_], byteClass, set);
   const State to = set.empty() ? stateOfUnanchored(byteClass) : stateOf(withUnanchored(std::move(set), byteClass));
   if (to == kStop) return kStop;
   exact_[from + byteClass] = hits_[to / rowLen_].empty() ? to : to | kMarked;
@@ -236,10 +236,10 @@ LineAutomaton::State LineAutomaton::stateOfUnanchored(uint8_t byteClass) {
 
 // Adds what matches that begin with the byte go on with. The nodes of `set` are those that the closure has visited.
 LineAutomaton::NodeSet LineAutomaton::withUnanchored(NodeSet set, uint8_t byteClass) {
-  std::optional<NodeSet>& known = unanchoredSteps_[byteClass];
+  std::optional<NodeSet>& known = unanchoredSuccessors_[byteClass];
   if (!known) {
     ++closure_;
-    stepBy(unanchored_, byteClass, known.emplace());
+    follow(unanchored_, byteClass, known.emplace());
     ++closure_;
     for (const uint32_t node : set) marks_[node] = closure_;
   }
@@ -261,7 +261,7 @@ LineAutomaton::State LineAutomaton::stateOf(NodeSet set) {
   }
   setOf_.push_back(&state->first);
   hits_.push_back(matchesIn(state->first));
-  endHits_.push_back(hasLineEnds_ ? matchesIn(stepAtLineEnd(state->first, state->second == initial_)) : hits_.back());
+  endHits_.push_back(hasLineEnds_ ? matchesIn(followLineEnd(state->first, state->second == initial_)) : hits_.back());
   stops_.push_back(holdsWanted(hits_.back()));
   endStops_.push_back(holdsWanted(endHits_.back()));
   fast_.resize(fast_.size() + rowLen_, kStop);
@@ -318,7 +318,7 @@ void LineAutomaton::classify(std::string_view line, std::vector<bool>& found) {
     const uint8_t byteClass = classOf_[static_cast<unsigned char>(c)];
     State next = exact_[state + byteClass];
     if (next == kStop) {
-      if (step(state, byteClass) == kStop) {
+      if (successorOf(state, byteClass) == kStop) {
         found.assign(found.size(), true);
         return;
       }
@@ -339,7 +339,7 @@ bool LineAutomaton::mayMatch(std::string_view line) {
     State next = fast_[state + byteClass];
     if (next == kStop) {
       next = exact_[state + byteClass] & ~kMarked;
-      if (next == kStop) next = step(state, byteClass);
+      if (next == kStop) next = successorOf(state, byteClass);
       if (next == kStop || stopsAt(next)) return true;
     }
     state = next;
@@ -411,7 +411,7 @@ void LineAutomaton::advance(Cursor& cursor, const char* stop) {
     State next = fast_[cursor.state + byteClass];
     if (next == kStop && *cursor.pos != '\n') {
       next = exact_[cursor.state + byteClass] & ~kMarked;
-      if (next == kStop) next = step(cursor.state, byteClass);
+      if (next == kStop) next = successorOf(cursor.state, byteClass);
     }
     if (next == kStop || stopsAt(next)) {
       markLine(cursor);

@@ -66,11 +66,11 @@ class LineAutomaton {
   void chooseClasses();
 
   void close(uint32_t node, bool atLineStart, NodeSet& set);
-  void stepBy(const NodeSet& from, uint8_t byteClass, NodeSet& set);
-  NodeSet stepAtLineEnd(const NodeSet& from, bool atLineStart);
+  void follow(const NodeSet& from, uint8_t byteClass, NodeSet& set);
+  NodeSet followLineEnd(const NodeSet& from, bool atLineStart);
   std::vector<uint32_t> matchesIn(const NodeSet& set) const;
 
-  State step(State from, uint8_t byteClass);
+  State successorOf(State from, uint8_t byteClass);
   State stateOfUnanchored(uint8_t byteClass);
   NodeSet withUnanchored(NodeSet set, uint8_t byteClass);
   State stateOf(NodeSet set);
@@ -91,7 +91,7 @@ class LineAutomaton {
   std::array<uint8_t, 256> classOf_{};  // bytes that no pattern tells apart share a class
   std::vector<uint8_t> byteOf_;         // a byte of each class
   NodeSet unanchored_;                  // nodes that belong to every state: a match may begin at any byte
-  std::vector<std::optional<NodeSet>> unanchoredSteps_;  // per class, what follows them; built when first needed
+  std::vector<std::optional<NodeSet>> unanchoredSuccessors_;  // per class, what follows them; built when first needed
   std::vector<State> unanchoredStates_;    // per class, the state of those alone; kStop when it is not built
   bool takesEveryLine_ = false;            // a pattern that is looked for does
   std::vector<uint32_t> everyLineTakers_;  // patterns

@@ -16,18 +16,18 @@ size_t BehindCharacter(std::string_view expression, size_t pos) {
   return std::min(expression.size(), pos + (expression[pos] == '\\' ? 2 : 1));
 }
 
-// The lengths of the beginnings of an expression that are expressions themselves, end in front of no repetition and
+// The lengths of the prefixes of an expression that are expressions themselves, end in front of no repetition and
 // take more than nothing.
-std::vector<size_t> StepsOf(std::string_view expression) {
-  std::vector<size_t> steps;
+std::vector<size_t> PrefixesOf(std::string_view expression) {
+  std::vector<size_t> prefixes;
   for (size_t pos = 0; pos < expression.size();) {
     pos = BehindCharacter(expression, pos);
     const bool isRepeated =
         pos < expression.size() && std::string_view("*+?{").find(expression[pos]) != std::string::npos;
     if (isRepeated || !ReadRegex(expression.substr(0, pos)).tree) continue;
-    if (!Regex(expression.substr(0, pos)).matchesWhole("")) steps.push_back(pos);
+    if (!Regex(expression.substr(0, pos)).matchesWhole("")) prefixes.push_back(pos);
   }
-  return steps;
+  return prefixes;
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ KeyWordDistance::KeyWordDistance(const std::string& keyWords) : keyWords_(keyWor
     isSafe_ = ReadRegex(expression).tree.has_value();
     if (!isSafe_) return;
     for (Piece& alternative : AlternativesOf(expression)) {
-      steps_.push_back(StepsOf(alternative.text));
+      prefixes_.push_back(PrefixesOf(alternative.text));
       terms_.push_back(std::move(alternative.text));
     }
   } else if (form == KeyWordForm::kText) {
@@ -63,7 +63,7 @@ std::string KeyWordDistance::why(const std::string& line) {
   if (isRegex_) {
     std::string why = "the expression found nothing";
     for (size_t i = 0; i < terms_.size() && found.score.bytes > 0; ++i) {
-      if (!holdsStep(line, i, found.score.bytes, 0)) continue;
+      if (!holdsPrefix(line, i, found.score.bytes, 0)) continue;
       return why + "; its beginning " + Quoted(terms_[i].substr(0, found.score.bytes)) + " would";
     }
     return why;
@@ -84,7 +84,7 @@ std::string KeyWordDistance::why(const std::string& line) {
   if (terms_.size() == 1) return Quoted(terms_[0]) + " is missing" + part(terms_[0]);
   std::string why = "none of the " + std::to_string(terms_.size()) + " terms is there";
   for (size_t i = 0; i < terms_.size() && found.score.bytes > 0; ++i) {
-    if (holdsStep(line, i, found.score.bytes, 0)) return why + part(terms_[i]);
+    if (holdsPrefix(line, i, found.score.bytes, 0)) return why + part(terms_[i]);
   }
   return why;
 }
@@ -94,10 +94,10 @@ KeyWordDistance::Found KeyWordDistance::find(const std::string& line, Score floo
   Found found;
   const auto extend = [&](size_t term) {
     size_t bytes = found.score.terms == floor.terms ? floor.bytes : 0;
-    if (!holdsStep(line, term, bytes, found.end)) return;
+    if (!holdsPrefix(line, term, bytes, found.end)) return;
     while (true) {
-      const size_t next = stepBehind(term, bytes);
-      if (next == bytes || !holdsStep(line, term, next, found.end)) break;
+      const size_t next = longerPrefix(term, bytes);
+      if (next == bytes || !holdsPrefix(line, term, next, found.end)) break;
       bytes = next;
     }
     found.score.bytes = std::max(found.score.bytes, bytes);
@@ -117,19 +117,19 @@ KeyWordDistance::Found KeyWordDistance::find(const std::string& line, Score floo
 }
 
 // Whether the line holds, from `from` on, the first `bytes` bytes of a term.
-bool KeyWordDistance::holdsStep(const std::string& line, size_t term, size_t bytes, size_t from) {
+bool KeyWordDistance::holdsPrefix(const std::string& line, size_t term, size_t bytes, size_t from) {
   if (bytes == 0) return true;
   if (bytes > terms_[term].size()) return false;
-  const std::string_view beginning = std::string_view(terms_[term]).substr(0, bytes);
-  if (!isRegex_) return line.find(beginning, from) != std::string::npos;
-  if (!std::binary_search(steps_[term].begin(), steps_[term].end(), bytes)) return false;
+  const std::string_view prefix = std::string_view(terms_[term]).substr(0, bytes);
+  if (!isRegex_) return line.find(prefix, from) != std::string::npos;
+  if (!std::binary_search(prefixes_[term].begin(), prefixes_[term].end(), bytes)) return false;
   Regex::Match match;
-  return expressions_.search(beginning, line, match);
+  return expressions_.search(prefix, line, match);
 }
 
-// The next longer beginning of a term; `bytes` itself when there is none.
-size_t KeyWordDistance::stepBehind(size_t term, size_t bytes) const {
+// The next longer prefix of a term; `bytes` itself when there is none.
+size_t KeyWordDistance::longerPrefix(size_t term, size_t bytes) const {
   if (!isRegex_) return bytes + 1;
-  const auto next = std::upper_bound(steps_[term].begin(), steps_[term].end(), bytes);
-  return next == steps_[term].end() ? bytes : *next;
+  const auto next = std::upper_bound(prefixes_[term].begin(), prefixes_[term].end(), bytes);
+  return next == prefixes_[term].end() ? bytes : *next;
 }

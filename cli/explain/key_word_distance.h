@@ -11,12 +11,12 @@
 #include "regex/expression.h"
 
 // Measures how near a line comes to being selected by keywords that do not select it: how much of the keywords, from
-// their beginning on, the line holds.
+// their prefix on, the line holds.
 class KeyWordDistance {
  public:
   struct Score {
     size_t terms = 0;  // that are found, in order, when all have to be
-    size_t bytes = 0;  // of the beginning of the next one, or of any one, that are found
+    size_t bytes = 0;  // of the prefix of the next one, or of any one, that are found
 
     bool operator<(const Score& other) const { return std::tie(terms, bytes) < std::tie(other.terms, other.bytes); }
   };
@@ -41,15 +41,15 @@ class KeyWordDistance {
   };
 
   Found find(const std::string& line, Score floor);
-  bool holdsStep(const std::string& line, size_t term, size_t bytes, size_t from);
-  size_t stepBehind(size_t term, size_t bytes) const;
+  bool holdsPrefix(const std::string& line, size_t term, size_t bytes, size_t from);
+  size_t longerPrefix(size_t term, size_t bytes) const;
 
   std::string keyWords_;
   bool isRegex_;
   bool isAnd_;
   bool isSafe_ = true;
-  std::vector<std::string> terms_;          // of a regular expression, its alternatives
-  std::vector<std::vector<size_t>> steps_;  // of those, the lengths of the beginnings that are expressions themselves
+  std::vector<std::string> terms_;             // of a regular expression, its alternatives
+  std::vector<std::vector<size_t>> prefixes_;  // of those, the lengths of the prefixes that are expressions themselves
   ExpressionCache expressions_;
 };
 
