@@ -193,6 +193,7 @@ class Collector {
 
 ExitStatus Run(const Options& options) {
   CheckRuleFiles(options.configDir);
+  CheckOutput(options.file);
   Collector collector(options);
   const RulePlaces& places = collector.table().places();
   const auto tell = [&places](const LogRun& run) { return ReportRuleUse(run, places); };

@@ -55,6 +55,7 @@ ExitStatus Run(Options options) {
   const ExplanationOptions explanations{options.explanations, options.file, options.replay.checkPath,
                                         options.replay.workers};
   CheckExplanations(explanations, options.format);
+  CheckOutput(options.file);
   options.rules.event = options.replay.logs.event;
   std::vector<LogEntry> changed;
   Comparison comparison(GroupingOf(options.grouping, options.replay.logs.paths));

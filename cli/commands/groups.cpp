@@ -106,6 +106,7 @@ ExitStatus Run(const Options& options) {
   const bool isPage = options.format == "html";
   const ExplanationOptions explanations{options.explanations, options.file, false, {}};
   CheckExplanations(explanations, options.format);
+  CheckOutput(options.file);
   if (!options.explanations.empty()) CheckRuleFiles(options.configDir);
   std::vector<std::string> inputs = options.files;
   inputs.push_back(options.since);

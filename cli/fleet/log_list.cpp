@@ -127,7 +127,7 @@ bool LogList::visit(const std::string& path, const Given& given, LogEntry& entry
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && S_ISDIR(status.st_mode)) return !open({path, given, status.st_dev, status.st_ino, {}}, entry);
-  entry = {path, given.event, ""};
+  entry = {path, given.event, path.empty() ? "the path is empty" : ""};
   try {
     if (!given.as.empty()) entry.as = DevicePath(given.as, path);
   } catch (const InputError& error) {

@@ -56,6 +56,17 @@ void WriteWholeFile(const std::string& path, const std::string& content) {
   Fail(path, error);
 }
 
+void CheckOutput(const std::string& path) {
+  struct stat status {};
+  if (path.empty() || path == "-") return;
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (exists && S_ISDIR(status.st_mode)) Fail(path, EISDIR);
+  if (exists && !S_ISREG(status.st_mode)) return;
+  const std::filesystem::path target = exists ? std::filesystem::canonical(path) : std::filesystem::path(path);
+  const std::string folder = target.parent_path().string();
+  if (access(folder.empty() ? "." : folder.c_str(), W_OK) != 0) Fail(path, errno);
+}
+
 void PrintTo(const std::string& path, const std::function<void(bool inColour, std::ostream& out)>& print) {
   if (path.empty() || path == "-") return print(OutputTakesColours(), std::cout);
   std::ostringstream text;

@@ -12,6 +12,9 @@ bool WriteAll(int file, std::string_view content);
 // Makes `path` a file with this content: whole, or as it was before. Throws InputError when that cannot be done.
 void WriteWholeFile(const std::string& path, const std::string& content);
 
+// Throws InputError where PrintTo() could not write to `path`: to be asked before the work of hours.
+void CheckOutput(const std::string& path);
+
 // Lets `print` write to the file `path`, or to standard output when that is empty or "-".
 void PrintTo(const std::string& path, const std::function<void(bool inColour, std::ostream& out)>& print);
 
