@@ -45,7 +45,8 @@ class Analysis {
   // Takes what is made from the texts of rules out of `cache`, and leaves it there for the next run.
   void use(SearchCache& cache) { cache_ = &cache; }
 
-  // Has `log`, which is open, read for the lines and for the stacks in place of the frame's.
+  // Has `log`, which is open, read for the lines in place of the frame's, and for the stacks while the two are the
+  // same.
   void readFrom(ByteSource& log) { log_ = &log; }
 
   // Has the log of `lines` read, and only what it finds for `feature`: that has all rules of the frame. REQUIRES: it

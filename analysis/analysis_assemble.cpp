@@ -47,8 +47,10 @@ void Analysis::appendParam(const std::string& templateText, std::string& out) co
     const auto pattern = stackPatterns_.find(name);
     if (record != nullptr && pattern != stackPatterns_.end()) {
       const int32_t begin = record->second.position;
-      traces.push_back(log_ != nullptr ? CutTrace(*log_, begin, pattern->second, cache_->expressions())
-                                       : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
+      // The log is read anew for each trace: it may have changed since the scan.
+      const bool isSame = log_ != nullptr && log_->isStill(frame_->logPath);
+      traces.push_back(isSame ? CutTrace(*log_, begin, pattern->second, cache_->expressions())
+                              : assembleTrace(frame_->logPath, name, {*record}, pattern->second));
       part = &traces.back();
     }
     if (observer_ != nullptr) observer_->onContribution(name, record, *part);
@@ -72,7 +74,6 @@ std::string Analysis::assembleTrace(const std::string& path, const std::string& 
                                     const std::vector<Record>& records, const std::string& pattern) const {
   const auto record =
       std::find_if(records.begin(), records.end(), [&name](const Record& r) { return r.first == name; });
-  // The file is read anew for each trace: it may have changed since the scan.
   const std::unique_ptr<ByteSource> log = record == records.end() ? nullptr : OpenLog(path);
   return log == nullptr ? "" : CutTrace(*log, record->second.position, pattern, cache_->expressions());
 }

@@ -28,6 +28,8 @@ void SharedLog::join(const std::string& featureId, Analysis& run) {
   if (log_ == nullptr || piled == piled_.end()) return;
   const auto known = numbers_.find(piled->second.once.get());
   if (known == numbers_.end()) return;
+  // Each feature reads the log as it is when its turn comes.
+  if (!log_->isStill(known->first->logPath)) return;
   run.readFrom(*log_);
   if (!searchesForAll_) return;
   const size_t number = known->second;

@@ -1,5 +1,6 @@
 #include "util/byte_source.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@ class TextSource : public ByteSource {
   explicit TextSource(std::string text) : ByteSource(text.size()), text_(std::move(text)) {}
 
   bool read(size_t offset, char* data, size_t count) override { return text_.copy(data, count, offset) == count; }
+  bool isStill(const std::string& /*path*/) const override { return false; }
 
  private:
   const std::string text_;
@@ -37,6 +39,8 @@ class StreamSource : public ByteSource {
     return buffer_.pubseekpos(static_cast<std::streamoff>(offset), std::ios::in) >= 0 &&
            buffer_.sgetn(data, wanted) == wanted;
   }
+
+  bool isStill(const std::string& /*path*/) const override { return false; }
 
  private:
   std::streambuf& buffer_;
@@ -60,6 +64,13 @@ class FileSource : public ByteSource {
       count -= static_cast<size_t>(got);
     }
     return true;
+  }
+
+  bool isStill(const std::string& path) const override {
+    struct stat named {};
+    struct stat open {};
+    return stat(path.c_str(), &named) == 0 && fstat(fd_, &open) == 0 && named.st_dev == open.st_dev &&
+           named.st_ino == open.st_ino && named.st_size == static_cast<off_t>(size());
   }
 
  private:

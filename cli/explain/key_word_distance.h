@@ -11,7 +11,7 @@
 #include "regex/expression.h"
 
 // Measures how near a line comes to being selected by keywords that do not select it: how much of the keywords, from
-// their prefix on, the line holds.
+// their beginning on, the line holds.
 class KeyWordDistance {
  public:
   struct Score {

@@ -17,6 +17,7 @@
 #include "tests/support/rule_text.h"
 #include "tests/support/run_notes.h"
 #include "tests/support/temp_dir.h"
+#include "util/byte_source.h"
 #include "util/file_util.h"
 #include "util/limits.h"
 #include "util/sha256_util.h"
@@ -169,15 +170,23 @@ TEST(System, ALogMayChangeBeforeItIsCut) {
                 {"", ""},
                 {std::string(9, 'x') + "\nat d", "at d\n"}};
   for (const auto& c : kCases) {
-    FeatureFrame frame;
-    frame.logPath = dir.write("log", "head\n" + log);
-    frame.rules = {{.name = "r", .depend = "", .keyWords = "mark", .command = "rules", .params = {{"v_s", "@T@at ."}}}};
-    Analysis analysis(1, "event", &frame, {{"STACK", "r.v_s"}});
-    analysis.match();
-    dir.write("log", c.changed == log || c.changed.size() > log.size() ? "head\n" + c.changed : c.changed);
-    analysis.assemble();
-    EXPECT_EQ(c.stack.empty() ? TextMap{} : (TextMap{{"STACK", c.stack}}), analysis.getResult()) << c.changed;
-    std::filesystem::remove(frame.logPath);
+    for (const bool isReplaced : {false, true}) {
+      for (const bool isOpened : {false, true}) {
+        FeatureFrame frame;
+        frame.logPath = dir.write("log", "head\n" + log);
+        frame.rules = {
+            {.name = "r", .depend = "", .keyWords = "mark", .command = "rules", .params = {{"v_s", "@T@at ."}}}};
+        const auto opened = OpenLog(frame.logPath);
+        Analysis analysis(1, "event", &frame, {{"STACK", "r.v_s"}});
+        if (isOpened) analysis.readFrom(*opened);
+        analysis.match();
+        if (isReplaced) std::filesystem::remove(frame.logPath);
+        dir.write("log", c.changed == log || c.changed.size() > log.size() ? "head\n" + c.changed : c.changed);
+        analysis.assemble();
+        EXPECT_EQ(c.stack.empty() ? TextMap{} : (TextMap{{"STACK", c.stack}}), analysis.getResult()) << c.changed;
+        std::filesystem::remove(frame.logPath);
+      }
+    }
   }
 }
 
