@@ -9,7 +9,9 @@
 // Writes everything to a descriptor. False when that is impossible; errno says why.
 bool WriteAll(int file, std::string_view content);
 
-// Makes `path` a file with this content: whole, or as it was before. Throws InputError when that cannot be done.
+// Makes `path` a file with what `print` gives: whole, or as it was before. Throws InputError when that cannot be done,
+// and what `print` throws.
+void WriteWholeFile(const std::string& path, const std::function<void(std::ostream& out)>& print);
 void WriteWholeFile(const std::string& path, const std::string& content);
 
 // Throws InputError where PrintTo() could not write to `path`: to be asked before the work of hours.

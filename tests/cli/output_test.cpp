@@ -123,6 +123,9 @@ TEST(WriteWholeFile, KeepsTheModeAndTheLink) {
   ASSERT_EQ(0, stat(target.c_str(), &status));
   EXPECT_EQ(0640U, status.st_mode & 07777U);
   EXPECT_EQ("new", ContentOf(target));
+  const std::string text(200000, 'x');
+  WriteWholeFile(target, text + "y");
+  EXPECT_EQ(text + "y", ContentOf(target));
   EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
@@ -131,6 +134,7 @@ TEST(WriteWholeFile, LeavesNothingHalfWrittenBehind) {
   std::filesystem::create_directory(dir.path("folder"));
   EXPECT_THROW(WriteWholeFile(dir.path("folder"), "text"), InputError);
   EXPECT_THROW(WriteWholeFile(dir.path("none/file"), "text"), InputError);
+  EXPECT_THROW(WriteWholeFile(dir.path("file"), [](std::ostream&) { throw InputError("x", "y"); }), InputError);
   WriteWholeFile(dir.path("file"), "text");
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
