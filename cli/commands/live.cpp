@@ -97,10 +97,8 @@ void AddLive(CLI::App& program, ExitStatus& status) {
       ->type_name("")
       ->required();
   AddConfigOption(*command, options->input.configDir);
-  command
-      ->add_option("--event", options->input.event,
-                   "Event type whose rules apply; by default, for each log, that which finds most in it")
-      ->type_name("TYPE");
+  AddEventOption(*command, options->input.event,
+                 "Event type whose rules apply; by default, for each log, that which finds most in it");
   command->add_option("--port", options->port, "Port of the page, by default any that is free")
       ->type_name("N")
       ->check(CLI::Range(1, 65535).description(""));

@@ -29,9 +29,11 @@ void AddConfigOption(CLI::App& command, std::string& dir) {
   AddRulesOption(command, "--config", dir, DirectoryOfRules());
 }
 
-void AddEventOption(CLI::App& command, std::string& type) {
-  command.add_option("--event", type, "Event type whose rules apply; by default all that the rules know are tried")
-      ->type_name("TYPE");
+// An empty type is more likely a script's variable that nobody has set than a wish to try all.
+void AddEventOption(CLI::App& command, std::string& type, const std::string& description) {
+  command.add_option("--event", type, description)->type_name("TYPE")->check([](const std::string& name) {
+    return name.empty() ? "an event type is not empty" : "";
+  });
 }
 
 void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath) {

@@ -19,7 +19,9 @@ void AddLogOption(CLI::App& command, std::string& log);
 void AddAnyLogOption(CLI::App& command, std::string& log);
 
 void AddConfigOption(CLI::App& command, std::string& dir);
-void AddEventOption(CLI::App& command, std::string& type);
+void AddEventOption(
+    CLI::App& command, std::string& type,
+    const std::string& description = "Event type whose rules apply; by default all that the rules know are tried");
 
 // Whether the rules' path tests are applied, and to which path: --as and --check-path.
 void AddPathTestOptions(CLI::App& command, std::string& as, bool& checkPath);

@@ -146,8 +146,7 @@ void AddSuggest(CLI::App& program, ExitStatus& status) {
   command->add_option("--lines", options->lines, "The lines that the rules are to take, such as 99-131")
       ->type_name("N-M")
       ->required();
-  command->add_option("--event", options->request.eventType, "Event type of the rules, by default crash")
-      ->type_name("TYPE");
+  AddEventOption(*command, options->request.eventType, "Event type of the rules, by default crash");
   command->add_option("--against", options->request.against, "Logs of which they should take little")->type_name("LOG");
   command
       ->add_option("--config", options->request.configDir,

@@ -106,6 +106,7 @@ TEST_F(Program, SaysInOneLineWhatIsWrong) {
       {"analyze empty --event X --config rules", 1, "empty: nothing found for the event type X"},
       {"analyze log --event Y --config rules", 2, "event type: no rule knows the event type \"Y\""},
       {"batch log --event Y --config rules", 2, "--event: no rule knows the event type \"Y\""},
+      {"analyze log --event '' --config rules", 2, "--event: an event type is not empty"},
       {"live big --config rules", 2, "big: is larger than 32 MiB"},
       {"live log --config half", 2, "half/assemble_rule.json: No such file or directory"},
       {"help analyse", 2, "help: there is no command \"analyse\"; did you mean \"analyze\"?"},
