@@ -46,30 +46,30 @@ struct NamedClass {
 
 // In the "C" locale no byte from 128 belongs to a class.
 std::optional<ByteSet> ClassOfName(std::string_view name) {
-  static const ByteSet digit = Range('0', '9');
-  static const ByteSet lower = Range('a', 'z');
-  static const ByteSet upper = Range('A', 'Z');
-  static const ByteSet alnum = digit | lower | upper;
-  static const ByteSet graph = Range('!', '~');
-  static const ByteSet space = Range('\t', '\r') | Bytes(" ");
-  static const NamedClass classes[] = {
-      {"alnum", alnum},
-      {"alpha", lower | upper},
+  static const ByteSet kDigit = Range('0', '9');
+  static const ByteSet kLower = Range('a', 'z');
+  static const ByteSet kUpper = Range('A', 'Z');
+  static const ByteSet kAlnum = kDigit | kLower | kUpper;
+  static const ByteSet kGraph = Range('!', '~');
+  static const ByteSet kSpace = Range('\t', '\r') | Bytes(" ");
+  static const NamedClass kClasses[] = {
+      {"alnum", kAlnum},
+      {"alpha", kLower | kUpper},
       {"blank", Bytes(" \t")},
       {"cntrl", Range(0, 31) | Range(127, 127)},
-      {"d", digit},
-      {"digit", digit},
-      {"graph", graph},
-      {"lower", lower},
-      {"print", graph | Bytes(" ")},
-      {"punct", graph & ~alnum},
-      {"s", space},
-      {"space", space},
-      {"upper", upper},
-      {"w", alnum | Bytes("_")},
-      {"xdigit", digit | Range('a', 'f') | Range('A', 'F')},
+      {"d", kDigit},
+      {"digit", kDigit},
+      {"graph", kGraph},
+      {"lower", kLower},
+      {"print", kGraph | Bytes(" ")},
+      {"punct", kGraph & ~kAlnum},
+      {"s", kSpace},
+      {"space", kSpace},
+      {"upper", kUpper},
+      {"w", kAlnum | Bytes("_")},
+      {"xdigit", kDigit | Range('a', 'f') | Range('A', 'F')},
   };
-  for (const NamedClass& known : classes) {
+  for (const NamedClass& known : kClasses) {
     if (known.name == name) return known.bytes;
   }
   return std::nullopt;
