@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -326,6 +328,29 @@ TEST(LiveProgram, AnswersForTheFilesAsTheyAre) {
   const std::string opened = dir.path("rules/match_rule.json.3");
   for (int i = 0; i < 500 && !fs::exists(opened); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_TRUE(fs::exists(opened));
+}
+
+TEST(LiveProgram, BeginsWithNothingThatItCannotRead) {
+  namespace fs = std::filesystem;
+  const TempDir dir;
+  fs::copy(KESTRIX_SOURCE_DIR "/examples/rules", dir.path("rules"));
+  fs::create_directory(dir.path("half"));
+  dir.write("half/match_rule.json", "{}");
+  dir.write("log", "");
+  fs::resize_file(dir.write("big", ""), 32 * 1024 * 1024 + 1);
+  const struct {
+    const char* arguments;
+    const char* line;
+  } kCases[] = {
+      {"big --config rules", "kestrix: big: is larger than 32 MiB"},
+      {"log --config half", "kestrix: half/assemble_rule.json: No such file or directory"},
+  };
+  for (const auto& c : kCases) {
+    const std::string command = "cd " + dir.path() + " && timeout 100 " KESTRIX_PROGRAM " live " + c.arguments;
+    const int status = std::system((command + " >out 2>err").c_str());
+    EXPECT_EQ(2, WIFEXITED(status) ? WEXITSTATUS(status) : -1) << c.arguments;
+    EXPECT_TRUE(ReadFile(dir.path("err")).starts_with(c.line)) << c.arguments;
+  }
 }
 
 }  // namespace

@@ -107,8 +107,6 @@ TEST_F(Program, SaysInOneLineWhatIsWrong) {
       {"analyze log --event Y --config rules", 2, "event type: no rule knows the event type \"Y\""},
       {"batch log --event Y --config rules", 2, "--event: no rule knows the event type \"Y\""},
       {"analyze log --event '' --config rules", 2, "--event: an event type is not empty"},
-      {"live big --config rules", 2, "big: is larger than 32 MiB"},
-      {"live log --config half", 2, "half/assemble_rule.json: No such file or directory"},
       {"help analyse", 2, "help: there is no command \"analyse\"; did you mean \"analyze\"?"},
       {"analyze big --event X --config rules --check-path", 2, "big: is larger than 32 MiB"},
       {"analyze rules --event X --config rules", 2, "rules: is a directory"},
