@@ -161,6 +161,9 @@ TEST(Lines, AreSplitInOneWay) {
   EXPECT_EQ(2U, index.placeOf(6).line);
   EXPECT_EQ(4U, index.placeOf(6).column) << "a character and a byte that is none";
   EXPECT_EQ("\xc3\xa4\xff\tz", index.line(2));
+  std::string longLine = "a\n";
+  for (int i = 0; i < 3000; ++i) longLine += "\xc3\xa4";
+  EXPECT_EQ(2501U, LineIndex(longLine).placeOf(2 + 5000).column);
 }
 
 }  // namespace
