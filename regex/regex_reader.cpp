@@ -169,6 +169,7 @@ class RegexReader {
   }
 
   bool readSequence(RegexNode& sequence, int depth) {
+    // Room for a part of each byte up to the next group or branch, which is what most sequences consist of.
     sequence.parts.reserve(std::min(text_.find_first_of("()|", pos_), text_.size()) - pos_);
     while (!atEnd() && at() != '|' && at() != ')') {
       const size_t begin = pos_;

@@ -17,7 +17,6 @@ class TextSource : public ByteSource {
   explicit TextSource(std::string text) : ByteSource(text.size()), text_(std::move(text)) {}
 
   bool read(size_t offset, char* data, size_t count) override { return text_.copy(data, count, offset) == count; }
-  bool isStill(const std::string& /*path*/) const override { return false; }
 
  private:
   const std::string text_;
@@ -39,8 +38,6 @@ class StreamSource : public ByteSource {
     return buffer_.pubseekpos(static_cast<std::streamoff>(offset), std::ios::in) >= 0 &&
            buffer_.sgetn(data, wanted) == wanted;
   }
-
-  bool isStill(const std::string& /*path*/) const override { return false; }
 
  private:
   std::streambuf& buffer_;

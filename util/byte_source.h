@@ -20,8 +20,9 @@ class ByteSource {
   // is at most size(): a file may be cut while it is read.
   virtual bool read(size_t offset, char* data, size_t count) = 0;
 
-  // Whether opening `path` would give the same bytes: it still names the open file, whose size is the same.
-  virtual bool isStill(const std::string& path) const = 0;
+  // Whether opening `path` would give the same bytes: it still names the open file, whose size is the same. What is no
+  // file has no path.
+  virtual bool isStill(const std::string& /*path*/) const { return false; }
 
  private:
   const size_t size_;

@@ -20,6 +20,8 @@ struct Sign {
   bool isCertain;
 };
 
+constexpr size_t kMaxHeldTogether = 200;  // alternatives of one rule
+
 constexpr Sign kSigns[] = {
     {".*", true},    {".+", true},    {"\\d", true}, {"\\w", true},  {"\\s", true},  {"\\S", true},  {"\\W", true},
     {"\\D", true},   {"\\b", true},   {"\\B", true}, {"\\.", true},  {"\\(", true},  {"\\)", true},  {"\\[", true},
@@ -156,8 +158,10 @@ class KeyWordCheck {
     }
   }
 
-  // Of alternatives, one that holds another takes no line that the other does not.
+  // Of alternatives, one that holds another takes no line that the other does not. Each is held against each, but for
+  // lists that nobody has written by hand.
   void checkCoveredTerms(const PlacedText& keyWords, const std::vector<Piece>& terms, std::string_view mark) {
+    if (terms.size() > kMaxHeldTogether) return;
     for (size_t i = 0; i < terms.size(); ++i) {
       const std::string fixedText = WithVariablesAs(terms[i].text, "\n");
       for (size_t k = 0; k < terms.size(); ++k) {

@@ -196,11 +196,11 @@ ExitStatus Run(const Options& options) {
   CheckOutput(options.file);
   Collector collector(options);
   const RulePlaces& places = collector.table().places();
-  const auto tell = [&places](const LogRun& run) { return ReportRuleUse(run, places); };
+  const auto report = [&places](const LogRun& run) { return ReportRuleUse(run, places); };
   const auto add = [&collector](const LogEntry& log, const std::vector<Reply>& replies) {
     collector.add(log, replies[0]);
   };
-  Replay(options.replay, {options.configDir}, {tell, IsAnyRuleUsed, add});
+  Replay(options.replay, {options.configDir}, {report, IsAnyRuleUsed, add});
   const RuleUseTable& table = collector.table();
   const bool isCovered = std::none_of(table.rules().begin(), table.rules().end(), IsIdle);
   // The text gives reasons for rules that never fired only.

@@ -50,7 +50,7 @@ struct GroupingOptions {
 
 void AddGroupingOptions(CLI::App& command, GroupingOptions& options);
 
-// Tells beside groups that are alike `which` of them look alike, and are not made one.
+// --like: names, beside groups that are alike, `which` of them look alike, and are not made one.
 void AddLikeOption(CLI::App& command, bool& like, const std::string& which);
 
 // Throws InputError for a file of frames that cannot be used, or where it and one of the `others` are both "-".

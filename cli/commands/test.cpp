@@ -70,7 +70,7 @@ std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, co
     indexes.push_back(index);
     keyOfLog[cases[index].run.log.path] = key;
   }
-  const auto tell = [&keyOfLog](const LogRun& run) {
+  const auto explain = [&keyOfLog](const LogRun& run) {
     const LogFile file(run.log.path);
     const Story story = MakeStory({.logName = run.log.path,
                                    .configDir = run.config,
@@ -82,7 +82,7 @@ std::map<size_t, std::string> StoriesOf(const std::vector<GoldenCase>& cases, co
     return Fields{text.str()};
   };
   std::map<size_t, std::string> stories;
-  RunCases(cases, indexes, options, tell, [&stories](size_t index, const Reply& reply) {
+  RunCases(cases, indexes, options, explain, [&stories](size_t index, const Reply& reply) {
     stories[index] = reply.fault.empty() ? reply.fields[0] : reply.fault + "\n";
   });
   return stories;

@@ -52,7 +52,7 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
   std::error_code error;
   fs::create_directories(options.folder, error);
   if (error) throw InputError(options.folder, error.message());
-  const fs::path way = fs::absolute(options.folder).lexically_relative(fs::absolute(options.report).parent_path());
+  const fs::path relative = fs::absolute(options.folder).lexically_relative(fs::absolute(options.report).parent_path());
   std::vector<std::string> links;
   std::string fault;
   size_t next = 0;
@@ -66,7 +66,7 @@ std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, cons
       },
       [&options](const LogRun& run) { return WritePage(run, options); },
       [&](const LogRun& run, const Reply& reply) {
-        links.push_back(reply.fault.empty() ? (way / NameOf(run)).string() : "");
+        links.push_back(reply.fault.empty() ? (relative / NameOf(run)).string() : "");
         if (!reply.fault.empty() && fault.empty()) fault = run.log.path + ": " + reply.fault;
       },
       [&progress] { progress.step(); });

@@ -16,7 +16,7 @@ struct ExplanationOptions {
 };
 
 // Writes a page for each run into the folder, which is made where it is missing. Returns the links to them, in the
-// order of the runs; an empty one where the log cannot be read or the analysis ended its process, which is told on
+// order of the runs; an empty one where the log cannot be read or the analysis ended its process, which is reported on
 // standard error. Throws InputError for a folder that cannot be made.
 std::vector<std::string> WriteExplanations(const std::vector<LogRun>& runs, const ExplanationOptions& options);
 

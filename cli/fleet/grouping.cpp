@@ -33,8 +33,9 @@ Grouping::Grouping(std::vector<std::string> keys, size_t top, FrameSkips skips)
 const std::string& Grouping::countedName(std::string_view line) {
   if (names_.size() > kMaxNames) names_.clear();
   const auto [place, isNew] = names_.try_emplace(std::string(line));
-  if (isNew && !StackUtil::HasExceptionList(place->first) && !skips_.skips(line))
+  if (isNew && !StackUtil::HasExceptionList(place->first) && !skips_.skips(line)) {
     place->second = MaskedLine(std::string(line));
+  }
   return place->second;
 }
 

@@ -12,6 +12,7 @@
 #include <iostream>
 #include <streambuf>
 #include <system_error>
+#include <utility>
 
 #include "cli/output/input_error.h"
 #include "cli/output/terminal.h"
@@ -22,12 +23,21 @@ namespace {
   throw InputError(path, std::generic_category().message(error));
 }
 
-// Writes to a descriptor, and keeps what was wrong first.
+// Owns a descriptor and writes to it; keeps what was wrong first.
 class DescriptorBuffer : public std::streambuf {
  public:
   explicit DescriptorBuffer(int file) : file_(file) { setp(buffer_.data(), buffer_.data() + buffer_.size()); }
+  ~DescriptorBuffer() override { close(); }
+  DescriptorBuffer(const DescriptorBuffer&) = delete;
+  DescriptorBuffer& operator=(const DescriptorBuffer&) = delete;
 
-  int error() const { return error_; }
+  // Returns an error number, 0 for none: some file systems report only here that there is no room.
+  int close() {
+    if (file_ < 0) return error_;
+    sync();
+    if (::close(std::exchange(file_, -1)) != 0 && error_ == 0) error_ = errno;
+    return error_;
+  }
 
  protected:
   int_type overflow(int_type byte) override {
@@ -44,35 +54,24 @@ class DescriptorBuffer : public std::streambuf {
   }
 
  private:
-  const int file_;
+  int file_;
   int error_ = 0;
   std::array<char, 64 * 1024> buffer_;
 };
 
-// Owns a descriptor of the file that the user knows as `path`.
-class OpenFile {
- public:
-  OpenFile(const std::string& path, int descriptor) : path_(path), descriptor_(descriptor) {
-    if (descriptor_ < 0) Fail(path_, errno);
-  }
-  ~OpenFile() { close(descriptor_); }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
+// Writes what `print` gives to the descriptor, which it closes, of the file that the user knows as `path`.
+void PrintInto(int file, const std::string& path, const std::function<void(std::ostream& out)>& print) {
+  if (file < 0) Fail(path, errno);
+  DescriptorBuffer buffer(file);
+  std::ostream out(&buffer);
+  print(out);
+  if (const int error = buffer.close(); error != 0) Fail(path, error);
+}
 
-  int descriptor() const { return descriptor_; }
-
-  void print(const std::function<void(std::ostream& out)>& print) const {
-    DescriptorBuffer buffer(descriptor_);
-    std::ostream out(&buffer);
-    print(out);
-    out.flush();
-    if (buffer.error() != 0) Fail(path_, buffer.error());
-  }
-
- private:
-  const std::string& path_;
-  const int descriptor_;
-};
+// The file that is made or replaced; a link stays one.
+std::filesystem::path TargetOf(const std::string& path) {
+  return std::filesystem::exists(path) ? std::filesystem::canonical(path) : std::filesystem::path(path);
+}
 
 }  // namespace
 
@@ -89,18 +88,18 @@ void WriteWholeFile(const std::string& path, const std::function<void(std::ostre
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && !S_ISREG(status.st_mode)) {  // a pipe, or a terminal: there is nothing to replace
-    const OpenFile file(path, open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    return file.print(print);
+    return PrintInto(open(path.c_str(), O_WRONLY | O_CLOEXEC), path, print);
   }
-  const std::string target = exists ? std::filesystem::canonical(path).string() : path;  // a link stays one
+  const std::string target = TargetOf(path).string();
   std::string beside = target + ".XXXXXX";
-  const OpenFile file(path, mkstemp(beside.data()));
+  const int file = mkstemp(beside.data());
+  if (file < 0) Fail(path, errno);
   try {
+    PrintInto(file, path, print);
     const mode_t mask = umask(0);
     umask(mask);
-    if (fchmod(file.descriptor(), exists ? status.st_mode & 07777 : 0666 & ~mask) != 0) Fail(path, errno);
-    file.print(print);
-    if (std::rename(beside.c_str(), target.c_str()) != 0) Fail(path, errno);
+    const mode_t mode = exists ? status.st_mode & 07777 : 0666 & ~mask;
+    if (chmod(beside.c_str(), mode) != 0 || std::rename(beside.c_str(), target.c_str()) != 0) Fail(path, errno);
   } catch (...) {
     unlink(beside.c_str());
     throw;
@@ -117,8 +116,7 @@ void CheckOutput(const std::string& path) {
   const bool exists = stat(path.c_str(), &status) == 0;
   if (exists && S_ISDIR(status.st_mode)) Fail(path, EISDIR);
   if (exists && !S_ISREG(status.st_mode)) return;
-  const std::filesystem::path target = exists ? std::filesystem::canonical(path) : std::filesystem::path(path);
-  const std::string folder = target.parent_path().string();
+  const std::string folder = TargetOf(path).parent_path().string();
   if (access(folder.empty() ? "." : folder.c_str(), W_OK) != 0) Fail(path, errno);
 }
 
